@@ -1,0 +1,152 @@
+#include "cli/commands.h"
+
+#include <charconv>
+#include <optional>
+#include <ostream>
+
+#include <nlohmann/json.hpp>
+
+#include "core/curve_scan.h"
+#include "core/random.h"
+#include "core/track_file.h"
+
+namespace vm {
+
+namespace {
+
+constexpr const char* kUsage =
+    "usage: velomark-cli [--rnd V1,V2,...] COMMAND ...\n"
+    "commands:\n"
+    "  track-info FILE.trk [--json] [--scan SPACE LANE]\n"
+    "      load a track as the game does and print its caption, chooser lines and tables\n";
+
+std::optional<int> ParseInt(const std::string& text) {
+  int value = 0;
+  auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (ec != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+struct TrackInfoArgs {
+  std::string file;
+  bool json = false;
+  std::optional<std::pair<int, int>> scan;  // space, lane
+};
+
+std::optional<TrackInfoArgs> ParseTrackInfo(const std::vector<std::string>& args, size_t i, std::ostream& err) {
+  TrackInfoArgs a;
+  for (; i < args.size(); ++i) {
+    if (args[i] == "--json") {
+      a.json = true;
+    } else if (args[i] == "--scan") {
+      std::optional<int> space = i + 1 < args.size() ? ParseInt(args[i + 1]) : std::nullopt;
+      std::optional<int> lane = i + 2 < args.size() ? ParseInt(args[i + 2]) : std::nullopt;
+      if (!space || !lane) {
+        err << "track-info: --scan takes a space and a lane, both whole numbers\n";
+        return std::nullopt;
+      }
+      a.scan = std::make_pair(*space, *lane);
+      i += 2;
+    } else if (a.file.empty() && args[i].rfind("--", 0) != 0) {
+      a.file = args[i];
+    } else {
+      err << "track-info: unexpected argument \"" << args[i] << "\"\n" << kUsage;
+      return std::nullopt;
+    }
+  }
+  if (a.file.empty()) {
+    err << "track-info: which track file?\n" << kUsage;
+    return std::nullopt;
+  }
+  return a;
+}
+
+int TrackInfo(const TrackInfoArgs& a, std::ostream& out, std::ostream& err) {
+  Track track;
+  if (std::optional<FileError> e = LoadTrack(track, a.file)) {
+    err << "velomark-cli: " << e->Describe() << "\n";
+    return kExitFileError;
+  }
+  std::optional<std::string> spcSpd;
+  if (a.scan) {
+    const auto [space, lane] = *a.scan;
+    if (space < 1 || space > track.TrackLength || lane < 1 || lane > track.TrackLanes) {
+      err << "track-info: --scan needs a space in 1.." << track.TrackLength << " and a lane in 1.."
+          << track.TrackLanes << "\n";
+      return kExitUsage;
+    }
+    spcSpd = SpcSpdText(ScanNextCurve(track, space, lane));
+  }
+
+  nlohmann::ordered_json j;
+  j["Caption"] = TrackCaption(track);
+  j["ChooserLines"] = TrackChooserLines(HeaderOf(track));
+  j["TrackLength"] = track.TrackLength;
+  j["TrackLanes"] = track.TrackLanes;
+  j["RacingLineSpaces"] = track.RacingLineSpaces;
+  j["TrackWearFactor"] = track.TrackWearFactor;
+  j["CurveCount"] = CurveCount(track);
+  j["ApexCount"] = track.ApexCount;
+  j["PitEntrySpace"] = track.PitEntrySpace;
+  j["PitExitSpace"] = track.PitExitSpace;
+  j["PitEntryLane"] = track.PitEntryLane;
+  j["PitExitLane"] = track.PitExitLane;
+  j["PitExitLaneAlt"] = track.PitExitLaneAlt;
+  j["TrackDefaultCarFile"] = TrackDefaultCarPath(track);
+  if (spcSpd) j["SpcSpd"] = *spcSpd;
+
+  if (a.json) {
+    out << j.dump(2) << "\n";
+    return kExitOk;
+  }
+  for (const auto& [key, value] : j.items()) {
+    if (value.is_array()) {
+      out << key << ":\n";
+      for (const auto& line : value) out << "  " << line.get<std::string>() << "\n";
+    } else if (value.is_string()) {
+      out << key << ": " << value.get<std::string>() << "\n";
+    } else {
+      out << key << ": " << value.dump() << "\n";
+    }
+  }
+  return kExitOk;
+}
+
+}  // namespace
+
+int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  Random rng;
+  rng.SeedFromClock();
+  size_t i = 0;
+  while (i < args.size() && args[i].rfind("--", 0) == 0) {
+    if (args[i] == "--rnd" && i + 1 < args.size()) {
+      std::string why;
+      std::optional<std::vector<double>> values = ParseRndScript(args[i + 1], &why);
+      if (!values) {
+        err << "velomark-cli: --rnd: " << why << "\n";
+        return kExitUsage;
+      }
+      rng.Script(*values);
+      i += 2;
+    } else if (args[i] == "--help") {
+      out << kUsage;
+      return kExitOk;
+    } else {
+      err << "velomark-cli: unknown option \"" << args[i] << "\"\n" << kUsage;
+      return kExitUsage;
+    }
+  }
+  if (i >= args.size()) {
+    err << kUsage;
+    return kExitUsage;
+  }
+  const std::string& command = args[i];
+  if (command == "track-info") {
+    std::optional<TrackInfoArgs> a = ParseTrackInfo(args, i + 1, err);
+    return a ? TrackInfo(*a, out, err) : kExitUsage;
+  }
+  err << "velomark-cli: unknown command \"" << command << "\"\n" << kUsage;
+  return kExitUsage;
+}
+
+}  // namespace vm

@@ -1,0 +1,173 @@
+// The one store of the running race. Every subsystem reads and writes these tables directly.
+// Per-car tables are indexed by car number 1..40 and order tables by position 1..40; index 0
+// exists and is never used. 16-bit fields of the game are held as int: file readers enforce the
+// 16-bit range, so values in play always fit.
+#pragma once
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "core/track.h"
+
+namespace vm {
+
+inline constexpr int kMaxCars = 40;
+inline constexpr int kMaxLaps = 100;
+inline constexpr int kSpeedButtons = 13;  // 0, 20, ... 240 MPH
+inline constexpr int kLeaderHistory = 100;
+
+template <class T>
+using PerCar = std::array<T, kMaxCars + 1>;
+template <class T>
+using PerLap = std::array<PerCar<T>, kMaxLaps + 1>;  // [lap 0..100][car or position 1..40]
+
+// CarStatus values.
+enum CarStatusCode : int {
+  kRunning = 0,
+  kSpinning = 1,
+  kOutOfRace = 2,
+  kSpinningOffCell = 4,
+  kStalled = 5,
+};
+
+// The six ratings of a car's design, kept at race start so damage can be measured against them.
+struct CarRatings {
+  int DRM = 0;
+  int StartSpeed = 0;
+  int Acceleration = 0;
+  int Deceleration = 0;
+  int WearPerLap = 0;
+  int TopSpeed = 0;
+};
+
+struct RaceState {
+  // --- Design of each car as entered for the race.
+  PerCar<std::string> DriverName{};
+  PerCar<int> CarStartSpeed{};
+  PerCar<int> CarAcceleration{};
+  PerCar<int> CarDeceleration{};
+  PerCar<int> CarTopSpeed{};
+  PerCar<int> CarWearPerLap{};
+  PerCar<int> CarDRM{};
+  PerCar<bool> CarIsAI{};
+  PerCar<bool> CarIsAIAtStart{};
+  PerCar<CarRatings> CarDesign{};
+
+  // --- Position and motion.
+  PerCar<int> CarSpace{};
+  PerCar<int> CarLane{};
+  PerCar<int> CarSpeed{};
+  PerCar<int> CarNewSpeed{};
+  PerCar<int> CarDraftTarget{};
+  PerCar<int> CarSlipSpeed{};
+  PerCar<int> CarLap{};
+  PerCar<int> CarWears{};
+  PerCar<int> CarStatus{};
+  PerCar<bool> CarOutOfRace{};
+  PerCar<bool> CarEngineDamaged{};
+  PerCar<bool> CarBrakesDamaged{};
+  PerCar<bool> CarInPit{};
+  PerCar<bool> CarWetTires{};
+
+  // --- Curve bookkeeping, reset when the car leaves a curve.
+  PerCar<int> CarApexNumber{};
+  PerCar<bool> CarOnApexCells{};
+  PerCar<int> CarApexLimit{};
+  PerCar<int> CarApexSpeed{};
+  PerCar<int> CarCurveEntryLimit{};
+  PerCar<int> CarCurveRankPaid{};
+  PerCar<int> CarCurveExcessPaid{};
+  PerCar<bool> CarCurveOwes{};
+
+  // --- Counters.
+  PerCar<double> CarLapClock{};
+  PerCar<double> CarRaceClock{};
+  PerCar<int> CarRaceDistance{};
+  PerCar<int> CarMoveCount{};
+  PerCar<double> CarAvgSpeed{};
+
+  // --- Per-lap tables.
+  PerLap<int> LapOrder{};  // [lap][position] car
+  PerLap<double> LapGap{};
+  PerLap<double> LapSpeedMph{};
+  PerLap<int> LapWearsUsed{};
+
+  // --- Race-wide fields.
+  int CurrentCar = 1;
+  int CarCount = 0;
+  int CarCountAtStart = 0;
+  int RaceLaps = 0;
+  PerCar<int> RunningOrder{};  // [position] car, 1 = leader
+  int OrderIndex = 1;
+  PerCar<int> FinishOrder{};  // [place] car
+  int FinishOrderCount = 0;
+  int CarsFinished = 0;
+  int CarsOut = 0;
+  bool SpeedPhase = false;
+  bool SteeringPhase = false;
+  bool NewRaceTurn = false;
+  bool TurnWrapped = false;
+  int WorkSpeed = 0;
+  int WorkTopSpeed = 0;
+  int MaxNewSpeed = 0;
+  int MinNewSpeed = 0;
+  double SpacesLeft = 0;
+  bool SpeedChecked = false;
+  bool AccelChecked = false;
+  bool DecelChecked = false;
+  bool CanGoLeft = false;
+  bool CanGoRight = false;
+  bool CanGoStraight = false;
+  bool RaceStandingStart = false;
+  int FirstHumanCar = 0;
+  int PaceSpeed = 0;
+  int LeadCar = 0;
+  std::array<int, kLeaderHistory + 1> LeaderSpeedHistory{};  // 1..100
+  int LeaderSpeedCount = 0;
+  double FastestLapMph = 0;
+  double FastestLapSeconds = 0;
+  std::string GameMode;  // "Practice", "Single" or "Season"
+  bool RaceRunning = false;
+  bool RaceOver = false;
+  bool RaceEndedByUser = false;
+  bool PauseRequested = false;
+  bool ContinueTurns = false;
+  bool FinishLapMode = false;
+  bool FinishRaceMode = false;
+  int AutoPilotUntilLap = 0;
+  int RaceWearsMultiplier = 0;
+
+  // --- Rule options of the race setup.
+  bool OptCurveEntryBySlipstream = false;
+  bool OptAccelFromCurveExit = false;
+  bool OptBlueFlag = false;
+  bool OptSlipstreamInCurves = false;
+  bool OptNoLaneChangeInCurves = false;
+
+  // --- The circuit, with the occupancy of its cells.
+  Track track;
+};
+
+// Clears the race part of the state for a new race: flags, counters, every car's position,
+// status, damage, curve and clock fields, the per-lap tables and the cell occupancy. Keeps the
+// cars' designs, the settings, the rule options and the track. CarNewSpeed takes CarStartSpeed,
+// RunningOrder becomes 1..CarCount. Grid placement is the caller's next step.
+void ResetRaceState(RaceState& rs);
+
+// Copies the six working ratings of every car into CarDesign.
+void TakeDesignCopies(RaceState& rs);
+
+// Checks the race state's invariants: each car on the track owns its cell and no cell holds a
+// car that is not there; speeds are whole multiples of 20; RunningOrder holds CarCount minus
+// CarsFinished distinct cars with no gaps. Returns one line per broken rule, empty when sound.
+std::vector<std::string> CheckRaceState(const RaceState& rs);
+
+// A car's die-roll modifier as the dashboard shows it: "+2", "+1", " 0", "-1", "-2";
+// any other value gives "".
+std::string FormatDRM(int drm);
+
+// True for a car number that indexes the per-car tables (1..40).
+inline bool IsCarNumber(int car) { return car >= 1 && car <= kMaxCars; }
+
+}  // namespace vm

@@ -1,0 +1,288 @@
+#include "core/textfile.h"
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <system_error>
+#include <utility>
+
+#include <unistd.h>
+
+#include "core/paths.h"
+
+namespace vm {
+
+std::string FileError::Describe() const {
+  std::string out = File;
+  if (Line > 0) out += ", line " + std::to_string(Line);
+  if (!Field.empty()) out += ", field " + Field;
+  out += ": " + Message;
+  return out;
+}
+
+FileFormatError::FileFormatError(FileError error)
+    : std::runtime_error(error.Describe()), error_(std::move(error)) {}
+
+// ---------------------------------------------------------------------------------------------
+// Writing
+
+void TextWriter::Separate() {
+  if (lineOpen_) text_ += ',';
+  lineOpen_ = true;
+}
+
+TextWriter& TextWriter::Str(std::string_view text) {
+  Separate();
+  text_ += '"';
+  for (char c : text) {
+    // The form has no escape: a quote or a line end inside a string would cut the field.
+    if (c == '"') c = '\'';
+    if (c == '\r' || c == '\n') c = ' ';
+    text_ += c;
+  }
+  text_ += '"';
+  return *this;
+}
+
+TextWriter& TextWriter::Int(long long value) {
+  Separate();
+  text_ += std::to_string(value);
+  return *this;
+}
+
+TextWriter& TextWriter::Dbl(double value) {
+  Separate();
+  text_ += FormatDouble(value);
+  return *this;
+}
+
+TextWriter& TextWriter::Bool(bool value) {
+  Separate();
+  text_ += value ? "#TRUE#" : "#FALSE#";
+  return *this;
+}
+
+void TextWriter::EndLine() {
+  text_ += "\r\n";
+  lineOpen_ = false;
+}
+
+std::string FormatDouble(double value) {
+  if (!std::isfinite(value)) return "0";  // the form has no word for these
+  std::array<char, 64> buf{};
+  auto [end, ec] = std::to_chars(buf.data(), buf.data() + buf.size(), value);
+  if (ec != std::errc()) return "0";
+  return std::string(buf.data(), end);
+}
+
+double RoundHalfEven(double value) {
+  // nearbyint rounds by the current mode, which is to-nearest-even unless someone changed it.
+  return std::nearbyint(value);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Reading
+
+namespace {
+
+bool IsSpace(char c) { return c == ' ' || c == '\t'; }
+bool IsLineEnd(char c) { return c == '\r' || c == '\n'; }
+
+bool EqualsNoCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    char x = a[i], y = b[i];
+    if (x >= 'A' && x <= 'Z') x = static_cast<char>(x - 'A' + 'a');
+    if (y >= 'A' && y <= 'Z') y = static_cast<char>(y - 'A' + 'a');
+    if (x != y) return false;
+  }
+  return true;
+}
+
+// Parses the numbers such files hold: "5", "-3", ".5", "-.25", "1E+03", "2.5D-1", "+7".
+std::optional<double> ParseNumber(std::string_view text) {
+  std::string norm;
+  size_t i = 0;
+  if (i < text.size() && (text[i] == '+' || text[i] == '-')) {
+    if (text[i] == '-') norm += '-';
+    ++i;
+  }
+  size_t digits = 0;
+  bool seenDot = false, seenExp = false;
+  for (; i < text.size(); ++i) {
+    char c = text[i];
+    if (c >= '0' && c <= '9') {
+      ++digits;
+      norm += c;
+    } else if (c == '.' && !seenDot && !seenExp) {
+      seenDot = true;
+      norm += c;
+    } else if ((c == 'e' || c == 'E' || c == 'd' || c == 'D') && !seenExp && digits > 0) {
+      seenExp = true;
+      norm += 'e';
+      if (i + 1 < text.size() && (text[i + 1] == '+' || text[i + 1] == '-')) norm += text[++i];
+      if (i + 1 >= text.size()) return std::nullopt;
+    } else {
+      return std::nullopt;
+    }
+  }
+  if (digits == 0) return std::nullopt;
+  double value = 0;
+  auto [end, ec] = std::from_chars(norm.data(), norm.data() + norm.size(), value);
+  if (ec != std::errc() || end != norm.data() + norm.size()) return std::nullopt;
+  return value;
+}
+
+}  // namespace
+
+TextReader::TextReader(std::string text, std::string fileName)
+    : text_(std::move(text)), fileName_(std::move(fileName)) {}
+
+void TextReader::Fail(FileErrorCode code, std::string_view field, std::string message) const {
+  throw FileFormatError(FileError{code, fileName_, line_, std::string(field), std::move(message)});
+}
+
+void TextReader::SkipBlank() {
+  while (pos_ < text_.size()) {
+    char c = text_[pos_];
+    if (IsSpace(c)) {
+      ++pos_;
+    } else if (IsLineEnd(c)) {
+      ++pos_;
+      if (c == '\r' && pos_ < text_.size() && text_[pos_] == '\n') ++pos_;
+      ++line_;
+    } else {
+      break;
+    }
+  }
+}
+
+bool TextReader::AtEnd() {
+  size_t p = pos_;
+  while (p < text_.size() && (IsSpace(text_[p]) || IsLineEnd(text_[p]))) ++p;
+  return p >= text_.size();
+}
+
+TextReader::Raw TextReader::NextField(std::string_view field) {
+  if (afterComma_) {
+    while (pos_ < text_.size() && IsSpace(text_[pos_])) ++pos_;
+  } else {
+    SkipBlank();
+    if (pos_ >= text_.size()) Fail(FileErrorCode::PastEnd, field, "the file ends before this field");
+  }
+  Raw raw;
+  raw.line = line_;
+  if (pos_ < text_.size() && text_[pos_] == '"') {
+    size_t close = pos_ + 1;
+    while (close < text_.size() && text_[close] != '"' && !IsLineEnd(text_[close])) ++close;
+    if (close >= text_.size() || text_[close] != '"') Fail(FileErrorCode::TypeMismatch, field, "a string has no closing quote");
+    raw.text = text_.substr(pos_ + 1, close - pos_ - 1);
+    raw.quoted = true;
+    pos_ = close + 1;
+    // Anything between the closing quote and the delimiter is dropped, as Input does.
+    while (pos_ < text_.size() && text_[pos_] != ',' && !IsLineEnd(text_[pos_])) ++pos_;
+  } else {
+    size_t end = pos_;
+    while (end < text_.size() && text_[end] != ',' && !IsLineEnd(text_[end])) ++end;
+    size_t last = end;
+    while (last > pos_ && IsSpace(text_[last - 1])) --last;
+    raw.text = text_.substr(pos_, last - pos_);
+    pos_ = end;
+  }
+  afterComma_ = false;
+  if (pos_ < text_.size()) {
+    char c = text_[pos_];
+    if (c == ',') {
+      ++pos_;
+      afterComma_ = true;
+    } else {  // a line end
+      ++pos_;
+      if (c == '\r' && pos_ < text_.size() && text_[pos_] == '\n') ++pos_;
+      ++line_;
+    }
+  }
+  return raw;
+}
+
+std::string TextReader::ReadString(std::string_view field) { return NextField(field).text; }
+
+double TextReader::ReadDouble(std::string_view field) {
+  Raw raw = NextField(field);
+  if (!raw.quoted) {
+    if (raw.text.empty()) return 0.0;
+    if (EqualsNoCase(raw.text, "#TRUE#")) return -1.0;
+    if (EqualsNoCase(raw.text, "#FALSE#")) return 0.0;
+  }
+  std::optional<double> value = raw.quoted ? std::nullopt : ParseNumber(raw.text);
+  if (!value || !std::isfinite(*value)) {
+    line_ = raw.line;
+    Fail(FileErrorCode::TypeMismatch, field, "expected a number, found \"" + raw.text.substr(0, 40) + "\"");
+  }
+  return *value;
+}
+
+long long TextReader::ReadInteger(std::string_view field, long long lo, long long hi) {
+  int startLine = line_;
+  double value = RoundHalfEven(ReadDouble(field));
+  if (value < static_cast<double>(lo) || value > static_cast<double>(hi)) {
+    line_ = startLine;
+    Fail(FileErrorCode::OutOfRange, field,
+         FormatDouble(value) + " is outside " + std::to_string(lo) + ".." + std::to_string(hi));
+  }
+  return static_cast<long long>(value);
+}
+
+bool TextReader::ReadBool(std::string_view field, bool allowWords) {
+  Raw raw = NextField(field);
+  if (!raw.quoted || allowWords) {
+    if (EqualsNoCase(raw.text, "#TRUE#")) return true;
+    if (EqualsNoCase(raw.text, "#FALSE#") || raw.text.empty()) return false;
+    if (allowWords && EqualsNoCase(raw.text, "True")) return true;
+    if (allowWords && EqualsNoCase(raw.text, "False")) return false;
+    if (!raw.quoted) {
+      if (std::optional<double> n = ParseNumber(raw.text)) return *n != 0.0;
+    }
+  }
+  line_ = raw.line;
+  Fail(FileErrorCode::TypeMismatch, field, "expected #TRUE# or #FALSE#, found \"" + raw.text.substr(0, 40) + "\"");
+}
+
+// ---------------------------------------------------------------------------------------------
+// Whole files
+
+std::optional<std::string> ReadWholeFile(const std::string& path) {
+  std::ifstream in(ResolvePath(path), std::ios::binary);
+  if (!in) return std::nullopt;
+  std::ostringstream buf;
+  buf << in.rdbuf();
+  if (in.bad()) return std::nullopt;
+  return std::move(buf).str();
+}
+
+std::optional<FileError> WriteFileAtomic(const std::string& path, std::string_view content) {
+  const std::string target = ResolvePath(path);
+  const std::string temp = target + ".tmp" + std::to_string(::getpid());
+  auto failure = [&](std::string why) {
+    std::remove(temp.c_str());
+    return FileError{FileErrorCode::WriteFailed, path, 0, "", std::move(why)};
+  };
+  std::FILE* f = std::fopen(temp.c_str(), "wb");
+  if (f == nullptr) return failure(std::strerror(errno));
+  bool ok = std::fwrite(content.data(), 1, content.size(), f) == content.size();
+  ok = std::fflush(f) == 0 && ok;
+  ok = ::fsync(::fileno(f)) == 0 && ok;
+  ok = std::fclose(f) == 0 && ok;
+  if (!ok) return failure("could not write the file");
+  std::error_code ec;
+  std::filesystem::rename(temp, target, ec);
+  if (ec) return failure(ec.message());
+  return std::nullopt;
+}
+
+}  // namespace vm

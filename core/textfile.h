@@ -1,0 +1,119 @@
+// The one text form every file of the game has: Write-style statements, one a line,
+// comma-separated fields, strings in double quotes, numbers bare, Booleans #TRUE#/#FALSE#.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace vm {
+
+// Error codes in the sense the game reports them: 53 file not found, 62 input past the end
+// of the file, 13 a field of the wrong type, 6 a value outside its range, 75 a path or write failure.
+enum class FileErrorCode : int {
+  NotFound = 53,
+  PastEnd = 62,
+  TypeMismatch = 13,
+  OutOfRange = 6,
+  WriteFailed = 75,
+};
+
+// What went wrong reading or writing a file: where, which field, and why.
+struct FileError {
+  FileErrorCode Code = FileErrorCode::TypeMismatch;
+  std::string File;
+  int Line = 0;       // 1-based line of the offending field, 0 when it has none
+  std::string Field;  // the field's name as the format calls it
+  std::string Message;
+
+  // Renders "FILE, line N, field F: message" for people.
+  std::string Describe() const;
+};
+
+// Thrown by TextReader; loaders catch it and hand back the FileError with the old state kept.
+class FileFormatError : public std::runtime_error {
+ public:
+  explicit FileFormatError(FileError error);
+  const FileError& Error() const { return error_; }
+
+ private:
+  FileError error_;
+};
+
+// Builds the text of a file statement by statement. Lines end in CR LF.
+class TextWriter {
+ public:
+  TextWriter& Str(std::string_view text);
+  TextWriter& Int(long long value);
+  // Shortest form that reads back to the same double.
+  TextWriter& Dbl(double value);
+  TextWriter& Bool(bool value);
+  // Ends the current statement.
+  void EndLine();
+
+  const std::string& Text() const { return text_; }
+
+ private:
+  void Separate();
+  std::string text_;
+  bool lineOpen_ = false;
+};
+
+// Formats a double the shortest way that reads back exactly (no exponent for ordinary values).
+std::string FormatDouble(double value);
+
+// Reads fields in order across line ends, as sequential Input statements do.
+// A comma or a line end closes a field; blank lines are passed over; a blank field reads
+// as 0, "" or false. Every failure throws FileFormatError naming file, line and field.
+class TextReader {
+ public:
+  TextReader(std::string text, std::string fileName);
+
+  // True when nothing but blank lines and spaces is left.
+  bool AtEnd();
+
+  std::string ReadString(std::string_view field);
+  double ReadDouble(std::string_view field);
+  // A whole number within [lo, hi]; a fractional value is rounded half to even first.
+  long long ReadInteger(std::string_view field, long long lo, long long hi);
+  int ReadInt16(std::string_view field) { return static_cast<int>(ReadInteger(field, -32768, 32767)); }
+  int ReadInt32(std::string_view field) {
+    return static_cast<int>(ReadInteger(field, INT32_MIN, INT32_MAX));
+  }
+  // #TRUE#/#FALSE#, or a number (non-zero is true); with allowWords also True/False.
+  bool ReadBool(std::string_view field, bool allowWords = false);
+
+  // Line of the next field to be read (1-based).
+  int Line() const { return line_; }
+  const std::string& FileName() const { return fileName_; }
+
+  [[noreturn]] void Fail(FileErrorCode code, std::string_view field, std::string message) const;
+
+ private:
+  struct Raw {
+    std::string text;
+    bool quoted = false;
+    int line = 0;
+  };
+  Raw NextField(std::string_view field);
+  void SkipBlank();
+
+  std::string text_;
+  std::string fileName_;
+  size_t pos_ = 0;
+  int line_ = 1;
+  bool afterComma_ = false;  // the last field ended in a comma: a blank field may follow
+};
+
+// Reads a whole file into memory. Returns nullopt when it cannot be opened.
+std::optional<std::string> ReadWholeFile(const std::string& path);
+
+// Writes a file through a temporary beside it and a rename, so a crash never leaves half a file.
+std::optional<FileError> WriteFileAtomic(const std::string& path, std::string_view content);
+
+// Rounds half to even, as the game's Round does.
+double RoundHalfEven(double value);
+
+}  // namespace vm

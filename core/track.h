@@ -1,0 +1,140 @@
+// The circuit: a grid of cells [space 0..600][lane 0..5] drawn over a picture, its apex lines,
+// its pit lane and its header. Space 0 and lane 0 stay empty; the space index grows in the
+// direction of the race and is global across lanes, so progress compares by index alone.
+#pragma once
+
+#include <array>
+#include <string>
+#include <vector>
+
+namespace vm {
+
+inline constexpr int kMaxSpaces = 600;
+inline constexpr int kMaxLanes = 5;
+inline constexpr int kMaxApexes = 30;
+inline constexpr int kMaxApexCells = 15;
+
+// CellSpeedLimit values. Below 300 a curve; 300..998 open but no slipstream; 999 an open
+// straight; 0 no cell. The rules test against 300 and 301 on purpose: keep each test as written.
+inline constexpr int kNoLimit = 300;
+inline constexpr int kOpenStraight = 999;
+
+// CellApexMark values.
+inline constexpr int kApexFirst = 1;
+inline constexpr int kApexInside = 2;
+inline constexpr int kApexLast = 3;
+
+template <class T>
+using CellTable = std::array<std::array<T, kMaxLanes + 1>, kMaxSpaces + 1>;  // [space][lane]
+
+struct ApexCell {
+  int Lane = 0;
+  int Space = 0;
+};
+
+struct Track {
+  // --- Header.
+  double TrackDistanceMiles = 0;
+  std::string TrackName;
+  std::string TrackPlace1;
+  std::string TrackPlace2;
+  std::string TrackTag;  // six characters, padded with spaces
+  int DefaultStartSpeed = 0;  // the track's recommended car, used when it brings no car file
+  int DefaultAcceleration = 0;
+  int DefaultDeceleration = 0;
+  int DefaultTopSpeed = 0;
+  int DefaultWearPerLap = 0;
+  int TrackLanes = 0;
+  int RacingLineSpaces = 0;
+  int TrackSpaces = 0;
+  int TrackLength = 0;  // = TrackSpaces once loaded
+  std::string TrackDefaultCarFile;  // reference as stored: a file name without folder or extension
+  int TrackWearFactor = 1;          // whole number in use
+  double PodiumLeft = 0;
+  int PodiumTop = 0;
+  std::string TrackFile;  // the file this track was loaded from
+
+  // --- The grid.
+  CellTable<int> CellX{};
+  CellTable<int> CellY{};
+  CellTable<int> CellApexMark{};
+  CellTable<int> CellSpeedLimit{};
+  CellTable<int> CellDrySpeedLimit{};
+  CellTable<bool> CellSkip{};
+  CellTable<int> CellLaneRank{};
+  CellTable<std::string> CellImage{};
+  // Lane 6 exists so that a reach one lane beyond the edge reads 0.
+  std::array<std::array<int, kMaxLanes + 2>, kMaxSpaces + 1> CellOccupant{};
+
+  // --- Derived at load.
+  std::array<int, kMaxSpaces + 1> SpaceCurveNumber{};
+
+  // --- Apex lines [apex 1..30][cell 1..15], (0, 0) where none.
+  std::array<std::array<ApexCell, kMaxApexCells + 1>, kMaxApexes + 1> ApexCells{};
+  int ApexCount = 0;
+
+  // --- Pit lane.
+  int PitEntrySpace = 0;
+  int PitExitSpace = 0;
+  int PitEntryLane = 1;
+  int PitExitLane = 1;
+  int PitExitLaneAlt = 2;
+
+  bool EverLoaded = false;  // the first load after start-up clears the whole grid
+};
+
+// Clears a track before a load: the five lanes become skip cells without a rank or limit,
+// and the pit lane, default car and podium go back to none. The first load after start-up
+// clears everything, the occupancy and apex lines too; later loads keep the apex lines.
+void ClearTrackForLoad(Track& t);
+
+// The next space in the direction of the race: TrackLength + 1 is space 1.
+inline int NextSpace(const Track& t, int space) { return space >= t.TrackLength ? 1 : space + 1; }
+// The space behind: 0 and below wrap to TrackLength.
+inline int PrevSpace(const Track& t, int space) { return space <= 1 ? t.TrackLength : space - 1; }
+// Walks forward n spaces with wrap-around.
+int SpaceAhead(const Track& t, int space, int n);
+
+// A curve space has a cell below 300 on some lane that is not a skip cell.
+bool IsCurveSpace(const Track& t, int space);
+
+// Builds SpaceCurveNumber: curves numbered 1, 2, ... in order from space 1; 0 on straights.
+void DeriveCurveNumbers(Track& t);
+
+// Finds PitEntryLane, PitExitLane and PitExitLaneAlt from the ranks at the pit spaces.
+void DerivePitLanes(Track& t);
+
+// The number of curves in a lap: the highest SpaceCurveNumber.
+int CurveCount(const Track& t);
+
+// The highest lane of rank 1 at a space, 0 when none has it.
+int RacingLineLane(const Track& t, int space);
+
+// The race window's caption: "Name  (Place1, Place2, 2.5 miles)".
+std::string TrackCaption(const Track& t);
+
+// The header fields the chooser shows, and its five lines.
+struct TrackHeader {
+  double TrackDistanceMiles = 0;
+  std::string TrackName, TrackPlace1, TrackPlace2, TrackTag;
+  int DefaultStartSpeed = 0, DefaultAcceleration = 0, DefaultDeceleration = 0;
+  int DefaultTopSpeed = 0, DefaultWearPerLap = 0;
+  int TrackLanes = 0;
+  int RacingLineSpaces = 0;
+};
+std::vector<std::string> TrackChooserLines(const TrackHeader& h);
+TrackHeader HeaderOf(const Track& t);
+
+// The circuit picture beside the track file: its name with ".trk" replaced by ".gif".
+std::string TrackPictureFile(const Track& t);
+// The default car file the track brings: its folder, the reference and ".crs"; "" when none.
+std::string TrackDefaultCarPath(const Track& t);
+
+// Formats a Double as the game prints numbers in text: up to 15 significant digits, no
+// trailing zeros ("2.5", "0.75", "3").
+std::string FormatNumber(double value);
+
+// Pads or cuts a tag to exactly six characters.
+std::string PadTag(std::string_view tag);
+
+}  // namespace vm

@@ -1,0 +1,53 @@
+// A console that answers from a script, for tests and the headless program, and keeps a
+// transcript of everything it was shown and asked.
+#pragma once
+
+#include <deque>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "ui/console.h"
+
+namespace vm {
+
+// Raised in strict mode when the logic asks something the script has no answer for, or an
+// answer of the wrong kind.
+class ScriptError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+class ScriptedConsole : public Console {
+ public:
+  // Answers: "yes", "no", "cancel", "file:PATH"; panels add words of their own.
+  // strict: a missing or unfitting answer throws ScriptError; otherwise the panel's default
+  // (No, cancel) is taken and noted in the transcript.
+  explicit ScriptedConsole(std::vector<std::string> answers = {}, bool strict = true);
+
+  void AddAnswer(std::string answer) { answers_.push_back(std::move(answer)); }
+  std::size_t AnswersLeft() const { return answers_.size(); }
+  // One line per interaction: "MESSAGE Critical: text", "ASK question -> yes", ...
+  const std::vector<std::string>& Transcript() const { return transcript_; }
+  // The texts of the messages shown, in order.
+  const std::vector<std::string>& Messages() const { return messages_; }
+
+  void ShowMessage(std::string_view text, std::string_view title, MessageKind kind) override;
+  bool AskYesNo(std::string_view question, std::string_view title) override;
+  std::optional<std::string> ChooseFile(const FileDialogRequest& request) override;
+
+ protected:
+  // Takes the next answer for a panel; nullopt when the script is empty in lenient mode.
+  std::optional<std::string> Take(std::string_view panel);
+  [[noreturn]] void Unfit(std::string_view panel, std::string_view answer) const;
+  void Note(std::string line) { transcript_.push_back(std::move(line)); }
+  bool Strict() const { return strict_; }
+
+ private:
+  std::deque<std::string> answers_;
+  bool strict_;
+  std::vector<std::string> transcript_;
+  std::vector<std::string> messages_;
+};
+
+}  // namespace vm
