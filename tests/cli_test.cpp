@@ -1,1 +1,117 @@
 #include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "cli/commands.h"
+#include "core/textfile.h"
+#include "core/track_file.h"
+#include "tools/sample_tracks.h"
+
+namespace vm {
+namespace {
+
+const std::string kOval = std::string(VELOMARK_DATA) + "/Tracks/Oval.trk";
+
+struct CliRun {
+  int status;
+  std::string out, err;
+};
+
+CliRun Cli(std::vector<std::string> args) {
+  std::ostringstream out, err;
+  const int status = RunCli(args, out, err);
+  return {status, out.str(), err.str()};
+}
+
+TEST(CliTrackInfo, PrintsTheBundledOvalAsJson) {
+  CliRun r = Cli({"track-info", kOval, "--json", "--scan", "15", "1"});
+  ASSERT_EQ(r.status, kExitOk) << r.err;
+  const auto j = nlohmann::json::parse(r.out);
+  EXPECT_EQ(j["Caption"], "Velomark Oval  (Sample Circuit, Bundled, 3 miles)");
+  EXPECT_EQ(j["ChooserLines"], nlohmann::json({"Velomark Oval (OVAL  )", "Sample Circuit", "Bundled",
+                                                "Distance: 3 miles", "Racing Line: 120 spaces"}));
+  EXPECT_EQ(j["TrackLength"], 120);
+  EXPECT_EQ(j["TrackLanes"], 3);
+  EXPECT_EQ(j["RacingLineSpaces"], 120);
+  EXPECT_EQ(j["TrackWearFactor"], 1);
+  EXPECT_EQ(j["CurveCount"], 2);
+  EXPECT_EQ(j["ApexCount"], 2);
+  EXPECT_EQ(j["PitEntrySpace"], 112);
+  EXPECT_EQ(j["PitExitSpace"], 6);
+  // Ranks grow outward from lane 1, so the pit lanes come out on the low side.
+  EXPECT_EQ(j["PitEntryLane"], 1);
+  EXPECT_EQ(j["PitExitLane"], 1);
+  EXPECT_EQ(j["PitExitLaneAlt"], 3);
+  EXPECT_EQ(j["TrackDefaultCarFile"], "");
+  // Spaces 16..21 walked: the curve at 21 is five cells away; the widest lane's 140 is reported.
+  EXPECT_EQ(j["SpcSpd"], "5/140");
+}
+
+TEST(CliTrackInfo, TextFormNamesEachField) {
+  // From space 55 the curve at 81 is 25 cells away.
+  CliRun r = Cli({"track-info", kOval, "--scan", "55", "2"});
+  ASSERT_EQ(r.status, kExitOk) << r.err;
+  EXPECT_NE(r.out.find("Caption: Velomark Oval  (Sample Circuit, Bundled, 3 miles)\n"), std::string::npos);
+  EXPECT_NE(r.out.find("  Racing Line: 120 spaces\n"), std::string::npos);
+  EXPECT_NE(r.out.find("CurveCount: 2\n"), std::string::npos);
+  EXPECT_NE(r.out.find("SpcSpd: 25+/140\n"), std::string::npos);
+}
+
+TEST(CliTrackInfo, FailuresExitWithStatusTwoAndSayWhy) {
+  const auto dir = std::filesystem::temp_directory_path() / "velomark_cli_test";
+  std::filesystem::create_directories(dir);
+  const std::string bad = (dir / "bad.trk").string();
+  std::ofstream(bad) << "1,\"A\",\"B\",\"C\",\"TAG\",0,0,0,0,0,7,10,10\r\n";
+
+  CliRun missing = Cli({"track-info", (dir / "none.trk").string()});
+  EXPECT_EQ(missing.status, kExitFileError);
+  EXPECT_NE(missing.err.find("none.trk"), std::string::npos);
+
+  CliRun hostile = Cli({"track-info", bad, "--json"});
+  EXPECT_EQ(hostile.status, kExitFileError);
+  EXPECT_NE(hostile.err.find("TrackLanes"), std::string::npos) << hostile.err;
+  EXPECT_TRUE(hostile.out.empty());
+  std::filesystem::remove_all(dir);
+}
+
+TEST(CliTrackInfo, BadArgumentsAreUsageErrors) {
+  const std::vector<std::vector<std::string>> cases = {
+      {},
+      {"fly"},
+      {"track-info"},
+      {"track-info", kOval, "--scan", "5"},
+      {"track-info", kOval, "--scan", "x", "1"},
+      {"track-info", kOval, "--scan", "0", "1"},
+      {"track-info", kOval, "--scan", "121", "1"},
+      {"track-info", kOval, "--scan", "5", "4"},
+      {"track-info", kOval, "extra"},
+      {"--rnd", "0.5,1", "track-info", kOval},
+      {"--rnd", "abc", "track-info", kOval},
+      {"--bogus", "track-info", kOval},
+  };
+  for (const auto& args : cases) {
+    CliRun r = Cli(args);
+    EXPECT_EQ(r.status, kExitUsage) << testing::PrintToString(args);
+    EXPECT_FALSE(r.err.empty());
+  }
+  EXPECT_EQ(Cli({"--rnd", "0.5,.25", "track-info", kOval}).status, kExitOk);
+}
+
+TEST(BundledData, OvalFileIsWhatTheSampleBuilderWrites) {
+  // The shipped file must stay the builder's output byte for byte, and load back to it.
+  const std::optional<std::string> shipped = ReadWholeFile(kOval);
+  ASSERT_TRUE(shipped);
+  EXPECT_EQ(*shipped, TrackFileText(SampleOval()));
+  Track loaded;
+  ASSERT_FALSE(LoadTrack(loaded, kOval));
+  EXPECT_EQ(TrackFileText(loaded), *shipped);
+}
+
+}  // namespace
+}  // namespace vm

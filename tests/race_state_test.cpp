@@ -1,1 +1,192 @@
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "core/race_state.h"
+#include "tools/track_builder.h"
+
+namespace vm {
+namespace {
+
+// Three cars placed on a 3-lane, 40-space track, each owning its cell.
+RaceState ThreeCarRace() {
+  RaceState rs;
+  rs.track = TrackBuilder(3, 40).Build();
+  rs.CarCount = 3;
+  for (int car = 1; car <= 3; ++car) {
+    rs.DriverName[car] = "Driver " + std::to_string(car);
+    rs.CarStartSpeed[car] = 40 + 20 * car;
+    rs.CarTopSpeed[car] = 200;
+  }
+  ResetRaceState(rs);
+  const int spaces[] = {0, 40, 39, 39};
+  const int lanes[] = {0, 2, 1, 3};
+  for (int car = 1; car <= 3; ++car) {
+    rs.CarSpace[car] = spaces[car];
+    rs.CarLane[car] = lanes[car];
+    rs.track.CellOccupant[spaces[car]][lanes[car]] = car;
+  }
+  return rs;
+}
+
+bool Mentions(const std::vector<std::string>& faults, const std::string& words) {
+  return std::any_of(faults.begin(), faults.end(), [&](const std::string& f) { return f.find(words) != std::string::npos; });
+}
+
+TEST(RaceStateReset, ClearsTheRaceAndKeepsTheField) {
+  RaceState rs = ThreeCarRace();
+  rs.OptBlueFlag = true;
+  rs.CarsFinished = 1;
+  rs.CarsOut = 1;
+  rs.FinishLapMode = rs.FinishRaceMode = rs.ContinueTurns = true;
+  rs.WorkSpeed = 140;
+  rs.LeaderSpeedHistory[7] = 9;
+  rs.CarLap[2] = 4;
+  rs.CarSpeed[2] = 160;
+  rs.CarStatus[2] = kOutOfRace;
+  rs.CarOutOfRace[2] = true;
+  rs.CarEngineDamaged[3] = rs.CarBrakesDamaged[3] = true;
+  rs.CarApexNumber[1] = 3;
+  rs.CarCurveOwes[1] = true;
+  rs.CarCurveExcessPaid[1] = 40;
+  rs.CarLapClock[1] = 3.5;
+  rs.CarRaceClock[1] = 99.25;
+  rs.LapGap[3][2] = 1.5;
+  rs.LapWearsUsed[100][40] = 2;
+  rs.RunningOrder[1] = 3;
+  rs.RunningOrder[3] = 1;
+
+  ResetRaceState(rs);
+
+  EXPECT_TRUE(rs.RaceStandingStart);
+  EXPECT_FALSE(rs.FinishLapMode || rs.FinishRaceMode || rs.ContinueTurns);
+  EXPECT_EQ(rs.CarsFinished, 0);
+  EXPECT_EQ(rs.CarsOut, 0);
+  EXPECT_EQ(rs.WorkSpeed, 0);
+  EXPECT_EQ(rs.LeaderSpeedHistory[7], 0);
+  for (int car = 1; car <= 3; ++car) {
+    EXPECT_EQ(rs.CarSpace[car], 0);
+    EXPECT_EQ(rs.CarLane[car], 0);
+    EXPECT_EQ(rs.CarLap[car], 0);
+    EXPECT_EQ(rs.CarSpeed[car], 0);
+    EXPECT_EQ(rs.CarStatus[car], kRunning);
+    EXPECT_FALSE(rs.CarOutOfRace[car] || rs.CarEngineDamaged[car] || rs.CarBrakesDamaged[car]);
+    EXPECT_EQ(rs.CarApexNumber[car], 0);
+    EXPECT_FALSE(rs.CarCurveOwes[car]);
+    EXPECT_EQ(rs.CarCurveExcessPaid[car], 0);
+    EXPECT_EQ(rs.CarLapClock[car], 0.0);
+    EXPECT_EQ(rs.CarRaceClock[car], 0.0);
+    // The first move is bounded by the start speed.
+    EXPECT_EQ(rs.CarNewSpeed[car], rs.CarStartSpeed[car]);
+    EXPECT_EQ(rs.RunningOrder[car], car);
+    EXPECT_EQ(rs.DriverName[car], "Driver " + std::to_string(car));
+  }
+  EXPECT_EQ(rs.RunningOrder[4], 0);
+  EXPECT_EQ(rs.LapGap[3][2], 0.0);
+  EXPECT_EQ(rs.LapWearsUsed[100][40], 0);
+  EXPECT_EQ(rs.track.CellOccupant[40][2], 0);
+  EXPECT_TRUE(rs.OptBlueFlag);
+  EXPECT_EQ(rs.track.TrackLength, 40);
+  EXPECT_TRUE(CheckRaceState(rs).empty());
+}
+
+TEST(RaceStateReset, FullFieldOfFortyOrdersEveryCar) {
+  RaceState rs;
+  rs.CarCount = kMaxCars;
+  ResetRaceState(rs);
+  for (int pos = 1; pos <= kMaxCars; ++pos) EXPECT_EQ(rs.RunningOrder[pos], pos);
+  EXPECT_TRUE(CheckRaceState(rs).empty());
+}
+
+TEST(RaceStateInvariants, SoundStateHasNoFaults) {
+  EXPECT_TRUE(CheckRaceState(ThreeCarRace()).empty());
+}
+
+TEST(RaceStateInvariants, EachBrokenRuleIsNamed) {
+  struct Case {
+    const char* name;
+    void (*breakIt)(RaceState&);
+    const char* words;
+  };
+  const Case cases[] = {
+      {"car off its cell", [](RaceState& rs) { rs.track.CellOccupant[40][2] = 0; }, "car 1 holds no cell"},
+      {"cell names a car standing elsewhere", [](RaceState& rs) { rs.track.CellOccupant[10][1] = 2; },
+       "stands elsewhere"},
+      {"two cars on one cell",
+       [](RaceState& rs) {
+         rs.CarSpace[3] = 39;
+         rs.CarLane[3] = 1;
+         rs.track.CellOccupant[39][3] = 0;
+       },
+       "car 3 holds no cell"},
+      {"cell holds a car number beyond 40", [](RaceState& rs) { rs.track.CellOccupant[5][1] = 41; },
+       "does not exist"},
+      {"car out of the race still holds its cell",
+       [](RaceState& rs) {
+         rs.CarOutOfRace[2] = true;
+         rs.CarStatus[2] = kOutOfRace;
+       },
+       "off the track but holds a cell"},
+      {"speed not a multiple of 20", [](RaceState& rs) { rs.CarSpeed[1] = 30; }, "CarSpeed 30"},
+      {"chosen speed not a multiple of 20", [](RaceState& rs) { rs.CarNewSpeed[3] = 150; }, "CarNewSpeed 150"},
+      {"order repeats a car", [](RaceState& rs) { rs.RunningOrder[3] = 1; }, "repeats car 1"},
+      {"order has a gap", [](RaceState& rs) { rs.RunningOrder[2] = 0; }, "RunningOrder[2] is empty"},
+      {"finished cars make the order shorter, not the count",
+       [](RaceState& rs) {
+         rs.CarsFinished = 1;
+         rs.RunningOrder[3] = 0;
+         rs.RunningOrder[2] = 0;
+       },
+       "RunningOrder[2] is empty"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    RaceState rs = ThreeCarRace();
+    c.breakIt(rs);
+    std::vector<std::string> faults = CheckRaceState(rs);
+    EXPECT_TRUE(Mentions(faults, c.words)) << (faults.empty() ? "no fault" : faults.front());
+  }
+}
+
+TEST(RaceStateInvariants, CarsOffTheTrackNeedNoCell) {
+  RaceState rs = ThreeCarRace();
+  rs.track.CellOccupant[39][1] = 0;
+  rs.CarInPit[2] = true;  // in the pit lane
+  rs.track.CellOccupant[39][3] = 0;
+  rs.CarStatus[3] = kSpinningOffCell;
+  EXPECT_TRUE(CheckRaceState(rs).empty());
+  // A finished car leaves the order: two places are enough for three cars with one home.
+  rs.CarsFinished = 1;
+  rs.RunningOrder[3] = 0;
+  EXPECT_TRUE(CheckRaceState(rs).empty());
+}
+
+TEST(RaceStateDisplay, DieRollModifierText) {
+  const std::pair<int, const char*> cases[] = {{2, "+2"}, {1, "+1"}, {0, " 0"}, {-1, "-1"},
+                                               {-2, "-2"}, {3, ""},   {-3, ""}};
+  for (const auto& [drm, text] : cases) EXPECT_EQ(FormatDRM(drm), text) << drm;
+}
+
+TEST(RaceStateDesign, CopiesTheSixRatingsOfEveryCar) {
+  RaceState rs;
+  rs.CarDRM[40] = -2;
+  rs.CarStartSpeed[40] = 60;
+  rs.CarAcceleration[40] = 40;
+  rs.CarDeceleration[40] = 80;
+  rs.CarWearPerLap[40] = 7;
+  rs.CarTopSpeed[40] = 180;
+  TakeDesignCopies(rs);
+  rs.CarTopSpeed[40] = 160;  // damage lowers the working value only
+  const CarRatings& d = rs.CarDesign[40];
+  EXPECT_EQ(d.DRM, -2);
+  EXPECT_EQ(d.StartSpeed, 60);
+  EXPECT_EQ(d.Acceleration, 40);
+  EXPECT_EQ(d.Deceleration, 80);
+  EXPECT_EQ(d.WearPerLap, 7);
+  EXPECT_EQ(d.TopSpeed, 180);
+}
+
+}  // namespace
+}  // namespace vm
