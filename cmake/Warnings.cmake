@@ -2,7 +2,7 @@
 function(velomark_warnings target)
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast
-    -Wcast-align -Woverloaded-virtual -Wimplicit-fallthrough -Wnull-dereference)
+    -Wcast-align -Woverloaded-virtual -Wimplicit-fallthrough)
   if(VELOMARK_WERROR)
     target_compile_options(${target} PRIVATE -Werror)
   endif()

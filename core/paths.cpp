@@ -39,15 +39,13 @@ std::string ResolvePath(std::string_view path) {
     fs::path candidate = walked / part;
     if (!fs::exists(candidate, ec)) {
       const fs::path dir = walked.empty() ? fs::path(".") : walked;
-      bool found = false;
+      // A part that is not there at all (a file about to be written) is kept as given.
       for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
         if (SameNoCase(it->path().filename().string(), part.string())) {
           candidate = walked / it->path().filename();
-          found = true;
           break;
         }
       }
-      if (!found) return native;
     }
     walked = candidate;
   }

@@ -11,7 +11,8 @@ namespace vm {
 std::string NativePath(std::string_view path);
 
 // Finds the file on disk: the path as given, or else the one whose components match it
-// ignoring case. Returns the native form of the path when nothing matches.
+// ignoring case. Parts that match nothing are kept as given, so a new file lands in the folder
+// that exists under another case.
 std::string ResolvePath(std::string_view path);
 
 // The folder part of a path, with its trailing separator; "" when there is none.

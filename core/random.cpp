@@ -59,10 +59,11 @@ double Random::Rnd() {
 int Random::Die() { return static_cast<int>(std::floor(Rnd() * 6 + 1)); }
 
 void Random::Script(const std::vector<double>& values) {
+  // Check all first: a rejected script must not leave a part of itself queued.
   for (double v : values) {
     if (!(v >= 0 && v < 1)) throw std::invalid_argument("a scripted random value must lie in [0, 1)");
-    script_.push_back(v);
   }
+  script_.insert(script_.end(), values.begin(), values.end());
 }
 
 std::optional<std::vector<double>> ParseRndScript(std::string_view text, std::string* why) {

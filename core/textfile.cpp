@@ -144,8 +144,8 @@ std::optional<double> ParseNumber(std::string_view text) {
 TextReader::TextReader(std::string text, std::string fileName)
     : text_(std::move(text)), fileName_(std::move(fileName)) {}
 
-void TextReader::Fail(FileErrorCode code, std::string_view field, std::string message) const {
-  throw FileFormatError(FileError{code, fileName_, line_, std::string(field), std::move(message)});
+void TextReader::Fail(FileErrorCode code, std::string_view field, std::string message, int line) const {
+  throw FileFormatError(FileError{code, fileName_, line > 0 ? line : line_, std::string(field), std::move(message)});
 }
 
 void TextReader::SkipBlank() {
@@ -178,6 +178,7 @@ TextReader::Raw TextReader::NextField(std::string_view field) {
   }
   Raw raw;
   raw.line = line_;
+  lastFieldLine_ = line_;
   if (pos_ < text_.size() && text_[pos_] == '"') {
     size_t close = pos_ + 1;
     while (close < text_.size() && text_[close] != '"' && !IsLineEnd(text_[close])) ++close;
@@ -220,20 +221,16 @@ double TextReader::ReadDouble(std::string_view field) {
     if (EqualsNoCase(raw.text, "#FALSE#")) return 0.0;
   }
   std::optional<double> value = raw.quoted ? std::nullopt : ParseNumber(raw.text);
-  if (!value || !std::isfinite(*value)) {
-    line_ = raw.line;
-    Fail(FileErrorCode::TypeMismatch, field, "expected a number, found \"" + raw.text.substr(0, 40) + "\"");
-  }
+  if (!value || !std::isfinite(*value))
+    Fail(FileErrorCode::TypeMismatch, field, "expected a number, found \"" + raw.text.substr(0, 40) + "\"", raw.line);
   return *value;
 }
 
 long long TextReader::ReadInteger(std::string_view field, long long lo, long long hi) {
-  int startLine = line_;
-  double value = RoundHalfEven(ReadDouble(field));
+  const double value = RoundHalfEven(ReadDouble(field));
   if (value < static_cast<double>(lo) || value > static_cast<double>(hi)) {
-    line_ = startLine;
     Fail(FileErrorCode::OutOfRange, field,
-         FormatDouble(value) + " is outside " + std::to_string(lo) + ".." + std::to_string(hi));
+         FormatDouble(value) + " is outside " + std::to_string(lo) + ".." + std::to_string(hi), lastFieldLine_);
   }
   return static_cast<long long>(value);
 }
@@ -249,8 +246,8 @@ bool TextReader::ReadBool(std::string_view field, bool allowWords) {
       if (std::optional<double> n = ParseNumber(raw.text)) return *n != 0.0;
     }
   }
-  line_ = raw.line;
-  Fail(FileErrorCode::TypeMismatch, field, "expected #TRUE# or #FALSE#, found \"" + raw.text.substr(0, 40) + "\"");
+  Fail(FileErrorCode::TypeMismatch, field, "expected #TRUE# or #FALSE#, found \"" + raw.text.substr(0, 40) + "\"",
+       raw.line);
 }
 
 // ---------------------------------------------------------------------------------------------

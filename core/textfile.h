@@ -89,7 +89,11 @@ class TextReader {
   int Line() const { return line_; }
   const std::string& FileName() const { return fileName_; }
 
-  [[noreturn]] void Fail(FileErrorCode code, std::string_view field, std::string message) const;
+  // Line of the field read last, for errors found only after reading it.
+  int LastFieldLine() const { return lastFieldLine_; }
+
+  // Throws a FileFormatError at `line` (the next field's line when 0).
+  [[noreturn]] void Fail(FileErrorCode code, std::string_view field, std::string message, int line = 0) const;
 
  private:
   struct Raw {
@@ -104,6 +108,7 @@ class TextReader {
   std::string fileName_;
   size_t pos_ = 0;
   int line_ = 1;
+  int lastFieldLine_ = 0;
   bool afterComma_ = false;  // the last field ended in a comma: a blank field may follow
 };
 

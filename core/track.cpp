@@ -27,6 +27,7 @@ void ClearTrackForLoad(Track& t) {
     }
   }
   t.SpaceCurveNumber.fill(0);
+  t.ApexCount = 0;  // counts the blocks of the file being read
   t.PitEntrySpace = 0;
   t.PitExitSpace = 0;
   t.TrackDefaultCarFile.clear();

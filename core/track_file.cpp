@@ -1,5 +1,6 @@
 #include "core/track_file.h"
 
+#include <memory>
 #include <utility>
 
 namespace vm {
@@ -89,7 +90,10 @@ void ReadBody(TextReader& in, Track& t, double& wearFactor) {
 }  // namespace
 
 std::optional<FileError> LoadTrackText(Track& track, std::string text, const std::string& fileName) {
-  Track t = track;  // the current track stays untouched until the new one is whole
+  // The current track stays untouched until the new one is whole. Tracks are large: keep the
+  // working copy off the stack.
+  auto work = std::make_unique<Track>(track);
+  Track& t = *work;
   TextReader in(std::move(text), fileName);
   try {
     ClearTrackForLoad(t);
@@ -107,7 +111,8 @@ std::optional<FileError> LoadTrackText(Track& track, std::string text, const std
     // Old files have no factor; none or one of 0 or less means 1.
     if (wearFactor <= 0) wearFactor = 1;
     wearFactor = RoundHalfEven(wearFactor);
-    if (wearFactor > kInt16Max) in.Fail(FileErrorCode::OutOfRange, "TrackWearFactor", "the wear factor is too large");
+    if (wearFactor > kInt16Max)
+      in.Fail(FileErrorCode::OutOfRange, "TrackWearFactor", "the wear factor is too large", in.LastFieldLine());
     t.TrackWearFactor = static_cast<int>(wearFactor);
   } catch (const FileFormatError& e) {
     return e.Error();

@@ -1,1 +1,192 @@
+#include "core/paths.h"
+
 #include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include <unistd.h>
+
+namespace vm {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A fresh folder per test holding the given files, removed afterwards.
+class TempTree {
+ public:
+  TempTree() {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    root_ = fs::temp_directory_path() /
+            ("velomark-" + std::string(info->test_suite_name()) + "-" + info->name() + "-" +
+             std::to_string(::getpid()));
+    fs::remove_all(root_);
+    fs::create_directories(root_);
+  }
+  ~TempTree() {
+    std::error_code ec;
+    fs::remove_all(root_, ec);
+  }
+  TempTree(const TempTree&) = delete;
+  TempTree& operator=(const TempTree&) = delete;
+
+  // Creates a file (and its folders) below the root; returns its full path.
+  std::string Add(const std::string& relative) {
+    const fs::path full = root_ / relative;
+    fs::create_directories(full.parent_path());
+    std::ofstream(full) << relative;
+    return full.string();
+  }
+  std::string Root() const { return root_.string(); }
+
+ private:
+  fs::path root_;
+};
+
+// Runs the body of a test from another working folder and goes back afterwards.
+class WorkingFolder {
+ public:
+  explicit WorkingFolder(const std::string& folder) : saved_(fs::current_path()) { fs::current_path(folder); }
+  ~WorkingFolder() {
+    std::error_code ec;
+    fs::current_path(saved_, ec);
+  }
+  WorkingFolder(const WorkingFolder&) = delete;
+  WorkingFolder& operator=(const WorkingFolder&) = delete;
+
+ private:
+  fs::path saved_;
+};
+
+TEST(PathNamesTest, NativePathTurnsBackslashesIntoSlashes) {
+  const struct {
+    const char* in;
+    const char* out;
+  } cases[] = {
+      {"Tracks\\Oval.trk", "Tracks/Oval.trk"},
+      {"Online Files\\Car 3\\TIP.txt", "Online Files/Car 3/TIP.txt"},
+      {"already/native", "already/native"},
+      {"mixed\\and/both\\", "mixed/and/both/"},
+      {"", ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.in);
+    EXPECT_EQ(NativePath(c.in), c.out);
+  }
+}
+
+TEST(PathNamesTest, DirNameAndBaseNameSplitAtTheLastSeparator) {
+  const struct {
+    const char* path;
+    const char* dir;
+    const char* base;
+  } cases[] = {
+      {"Tracks\\Oval.trk", "Tracks\\", "Oval.trk"},
+      {"/games/vm/Tracks/Oval.trk", "/games/vm/Tracks/", "Oval.trk"},
+      {"Cars/Team A\\Red.crs", "Cars/Team A\\", "Red.crs"},
+      {"Oval.trk", "", "Oval.trk"},
+      {"Tracks\\", "Tracks\\", ""},
+      {"", "", ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.path);
+    EXPECT_EQ(DirName(c.path), c.dir);
+    EXPECT_EQ(BaseName(c.path), c.base);
+    EXPECT_EQ(DirName(c.path) + BaseName(c.path), c.path);
+  }
+}
+
+TEST(PathNamesTest, ReplaceExtensionLooksOnlyAtTheLastComponent) {
+  const struct {
+    const char* path;
+    const char* ext;
+    const char* out;
+  } cases[] = {
+      {"Tracks/Oval.trk", ".gif", "Tracks/Oval.gif"},
+      {"Tracks\\OVAL.TRK", ".gif", "Tracks\\OVAL.gif"},
+      {"Oval.Speedway.trk", ".gif", "Oval.Speedway.gif"},
+      {"My.Tracks/Oval", ".gif", "My.Tracks/Oval.gif"},
+      {"My.Tracks\\Oval", ".gif", "My.Tracks\\Oval.gif"},
+      {"v1.2/Tracks/Oval", ".bmp", "v1.2/Tracks/Oval.bmp"},
+      {"Oval", ".gif", "Oval.gif"},
+      {"Season.sea", ".res", "Season.res"},
+      {"Season.sea", "", "Season"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.path);
+    EXPECT_EQ(ReplaceExtension(c.path, c.ext), c.out);
+  }
+}
+
+TEST(PathNamesTest, JoinPathPutsExactlyOneSeparatorBetween) {
+  const struct {
+    const char* folder;
+    const char* name;
+    const char* out;
+  } cases[] = {
+      {"Tracks", "Oval.trk", "Tracks/Oval.trk"},
+      {"Tracks/", "Oval.trk", "Tracks/Oval.trk"},
+      {"Tracks\\", "Oval.trk", "Tracks\\Oval.trk"},
+      {"", "Oval.trk", "Oval.trk"},
+      {"/", "Oval.trk", "/Oval.trk"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.folder) + " + " + c.name);
+    EXPECT_EQ(JoinPath(c.folder, c.name), c.out);
+  }
+}
+
+TEST(PathResolveTest, FindsAFileWhoseComponentsDifferInCase) {
+  TempTree tree;
+  const std::string oval = tree.Add("Tracks/Oval.trk");
+  const std::string red = tree.Add("Cars/Team A/Red.crs");
+
+  EXPECT_EQ(ResolvePath(tree.Root() + "/tracks\\OVAL.TRK"), oval);
+  EXPECT_EQ(ResolvePath(tree.Root() + "\\TRACKS\\oval.trk"), oval);
+  EXPECT_EQ(ResolvePath(tree.Root() + "/cars/TEAM a/red.CRS"), red);
+  // A folder alone resolves too.
+  EXPECT_EQ(ResolvePath(tree.Root() + "/tracks"), (fs::path(tree.Root()) / "Tracks").string());
+}
+
+TEST(PathResolveTest, AnExactMatchWinsOverOtherCases) {
+  TempTree tree;
+  tree.Add("Tracks/oval.trk");
+  const std::string upper = tree.Add("Tracks/OVAL.trk");
+  const std::string lower = (fs::path(tree.Root()) / "Tracks" / "oval.trk").string();
+  EXPECT_EQ(ResolvePath(upper), upper);
+  EXPECT_EQ(ResolvePath(lower), lower);
+}
+
+TEST(PathResolveTest, ReturnsTheNativePathWhenNothingMatches) {
+  TempTree tree;
+  tree.Add("Tracks/Oval.trk");
+  // A new file in a folder that exists under another case lands in that folder.
+  EXPECT_EQ(ResolvePath(tree.Root() + "\\tracks\\New.trk"), tree.Root() + "/Tracks/New.trk");
+  const struct {
+    std::string asked;
+  } cases[] = {
+      {tree.Root() + "\\Tracks\\Missing.trk"},
+      {tree.Root() + "\\NoFolder\\Oval.trk"},
+      {tree.Root() + "/Tracks/Oval.trk/deeper"},
+      {"no\\such\\relative.trk"},
+      {""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.asked);
+    EXPECT_EQ(ResolvePath(c.asked), NativePath(c.asked));
+  }
+}
+
+TEST(PathResolveTest, ResolvesRelativePathsFromTheWorkingFolder) {
+  TempTree tree;
+  tree.Add("Tracks/Oval.trk");
+  tree.Add("Default.rst");
+  WorkingFolder here(tree.Root());
+  EXPECT_EQ(ResolvePath("TRACKS\\oval.TRK"), "Tracks/Oval.trk");
+  EXPECT_EQ(ResolvePath("default.RST"), "Default.rst");
+  EXPECT_EQ(ResolvePath("Tracks\\Missing.trk"), "Tracks/Missing.trk");
+}
+
+}  // namespace
+}  // namespace vm

@@ -1,1 +1,676 @@
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <iterator>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+#include "core/textfile.h"
+#include "core/track.h"
+#include "core/track_file.h"
+#include "tools/track_builder.h"
+
+namespace vm {
+namespace {
+
+const std::string kFixtures = VELOMARK_FIXTURES;
+const std::string kBrookfield = kFixtures + "/Brookfield.trk";  // every optional field, CR LF
+const std::string kHarlow = kFixtures + "/Harlow.TRK";          // ends after the cells, LF
+const std::string kQuarry = kFixtures + "/Quarry.trk";          // ends after the podium
+
+// Tracks are a few hundred kilobytes: keep them off the stack.
+std::unique_ptr<Track> NewTrack() { return std::make_unique<Track>(); }
+std::unique_ptr<Track> NewTrack(const Track& t) { return std::make_unique<Track>(t); }
+
+template <class Table>
+std::string FirstCellDiff(const Table& a, const Table& b) {
+  for (size_t s = 0; s < a.size(); ++s)
+    for (size_t l = 0; l < a[s].size(); ++l)
+      if (!(a[s][l] == b[s][l])) return "[" + std::to_string(s) + "][" + std::to_string(l) + "]";
+  return "";
+}
+
+// Field-by-field equality of two tracks, naming the first difference.
+::testing::AssertionResult SameTrack(const Track& a, const Track& b) {
+#define VM_SAME_FIELD(f) \
+  if (!(a.f == b.f)) return ::testing::AssertionFailure() << #f " differs";
+#define VM_SAME_TABLE(f)                                                       \
+  if (std::string d = FirstCellDiff(a.f, b.f); !d.empty())                     \
+    return ::testing::AssertionFailure() << #f << d << " differs";
+  VM_SAME_FIELD(TrackDistanceMiles) VM_SAME_FIELD(TrackName) VM_SAME_FIELD(TrackPlace1)
+  VM_SAME_FIELD(TrackPlace2) VM_SAME_FIELD(TrackTag) VM_SAME_FIELD(DefaultStartSpeed)
+  VM_SAME_FIELD(DefaultAcceleration) VM_SAME_FIELD(DefaultDeceleration) VM_SAME_FIELD(DefaultTopSpeed)
+  VM_SAME_FIELD(DefaultWearPerLap) VM_SAME_FIELD(TrackLanes) VM_SAME_FIELD(RacingLineSpaces)
+  VM_SAME_FIELD(TrackSpaces) VM_SAME_FIELD(TrackLength) VM_SAME_FIELD(TrackDefaultCarFile)
+  VM_SAME_FIELD(TrackWearFactor) VM_SAME_FIELD(PodiumLeft) VM_SAME_FIELD(PodiumTop)
+  VM_SAME_FIELD(TrackFile) VM_SAME_FIELD(ApexCount) VM_SAME_FIELD(PitEntrySpace)
+  VM_SAME_FIELD(PitExitSpace) VM_SAME_FIELD(PitEntryLane) VM_SAME_FIELD(PitExitLane)
+  VM_SAME_FIELD(PitExitLaneAlt) VM_SAME_FIELD(EverLoaded) VM_SAME_FIELD(SpaceCurveNumber)
+  VM_SAME_TABLE(CellX) VM_SAME_TABLE(CellY) VM_SAME_TABLE(CellApexMark) VM_SAME_TABLE(CellSpeedLimit)
+  VM_SAME_TABLE(CellDrySpeedLimit) VM_SAME_TABLE(CellSkip) VM_SAME_TABLE(CellLaneRank)
+  VM_SAME_TABLE(CellImage) VM_SAME_TABLE(CellOccupant)
+#undef VM_SAME_FIELD
+#undef VM_SAME_TABLE
+  for (int apex = 0; apex <= kMaxApexes; ++apex)
+    for (int k = 0; k <= kMaxApexCells; ++k)
+      if (a.ApexCells[apex][k].Lane != b.ApexCells[apex][k].Lane ||
+          a.ApexCells[apex][k].Space != b.ApexCells[apex][k].Space)
+        return ::testing::AssertionFailure() << "ApexCells[" << apex << "][" << k << "] differs";
+  return ::testing::AssertionSuccess();
+}
+
+void ExpectApex(const Track& t, int apex, std::vector<ApexCell> cells) {
+  for (int k = 1; k <= kMaxApexCells; ++k) {
+    const ApexCell want = k <= static_cast<int>(cells.size()) ? cells[k - 1] : ApexCell{};
+    EXPECT_EQ(t.ApexCells[apex][k].Lane, want.Lane) << "apex " << apex << " cell " << k;
+    EXPECT_EQ(t.ApexCells[apex][k].Space, want.Space) << "apex " << apex << " cell " << k;
+  }
+}
+
+void ExpectUnreadCell(const Track& t, int space, int lane) {
+  EXPECT_TRUE(t.CellSkip[space][lane]) << space << "/" << lane;
+  EXPECT_EQ(t.CellLaneRank[space][lane], 0) << space << "/" << lane;
+  EXPECT_EQ(t.CellSpeedLimit[space][lane], 0) << space << "/" << lane;
+  EXPECT_EQ(t.CellDrySpeedLimit[space][lane], 0) << space << "/" << lane;
+  EXPECT_EQ(t.CellX[space][lane], 0) << space << "/" << lane;
+  EXPECT_EQ(t.CellY[space][lane], 0) << space << "/" << lane;
+  EXPECT_EQ(t.CellApexMark[space][lane], 0) << space << "/" << lane;
+}
+
+std::unique_ptr<Track> Loaded(const std::string& file) {
+  auto t = NewTrack();
+  std::optional<FileError> err = LoadTrack(*t, file);
+  EXPECT_FALSE(err.has_value()) << (err ? err->Describe() : "");
+  return t;
+}
+
+// A one-lane, two-space track with every field; cases below cut or spoil single lines of it.
+const std::vector<std::string> kMini = {
+    R"(0.05,"Mini","Upton","Downs","MINI")",  // 1
+    "100,40,40,160,2",                        // 2
+    "1,2,2",                                  // 3 lanes, racing line, spaces
+    R"(10,10,0,999,#FALSE#,1," ")",           // 4 space 1
+    R"(20,10,0,150,#FALSE#,1,"E")",           // 5 space 2
+    "1",                                      // 6 apex count
+    "1,2,1,1,1,2",                            // 7 apex 1: (1,1) (1,2)
+    "0,0",                                    // 8 podium
+    "1,2",                                    // 9 pit entry, exit
+    R"(" ")",                                 // 10 default car: none
+    "0,0,0,0,0",                              // 11 reserved
+    "1",                                      // 12 wear factor
+};
+
+// kMini with line `line` (1-based) replaced, cut after `keep` lines (0: all).
+std::string MiniText(int line = 0, const std::string& replacement = "", size_t keep = 0) {
+  std::string text;
+  for (size_t i = 0; i < kMini.size() && (keep == 0 || i < keep); ++i)
+    text += (static_cast<int>(i) + 1 == line ? replacement : kMini[i]) + "\r\n";
+  return text;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The hand-written fixtures
+
+TEST(TrackFileLoad, FullFixtureHeaderAndOptionalFields) {
+  auto t = Loaded(kBrookfield);
+  EXPECT_DOUBLE_EQ(t->TrackDistanceMiles, 0.25);
+  EXPECT_EQ(t->TrackName, "Brookfield Park");
+  EXPECT_EQ(t->TrackPlace1, "Brookfield");
+  EXPECT_EQ(t->TrackPlace2, "Ontario");
+  EXPECT_EQ(t->TrackTag, "BROOKF");  // ten characters cut to six
+  EXPECT_EQ(t->DefaultStartSpeed, 120);
+  EXPECT_EQ(t->DefaultAcceleration, 40);
+  EXPECT_EQ(t->DefaultDeceleration, 60);
+  EXPECT_EQ(t->DefaultTopSpeed, 180);
+  EXPECT_EQ(t->DefaultWearPerLap, 3);
+  EXPECT_EQ(t->TrackLanes, 3);
+  EXPECT_EQ(t->RacingLineSpaces, 9);
+  EXPECT_EQ(t->TrackSpaces, 10);
+  EXPECT_EQ(t->TrackLength, 10);
+  EXPECT_DOUBLE_EQ(t->PodiumLeft, 12.5);
+  EXPECT_EQ(t->PodiumTop, 340);
+  EXPECT_EQ(t->PitEntrySpace, 8);
+  EXPECT_EQ(t->PitExitSpace, 2);
+  // Ranks 1, 2, 3 from lane 1 out at both pit spaces: the racing line is the lowest lane.
+  EXPECT_EQ(t->PitExitLane, 1);
+  EXPECT_EQ(t->PitExitLaneAlt, 3);
+  EXPECT_EQ(t->PitEntryLane, 1);
+  EXPECT_EQ(t->TrackDefaultCarFile, "BrookStock");
+  EXPECT_EQ(TrackDefaultCarPath(*t), kFixtures + "/BrookStock.crs");
+  EXPECT_EQ(TrackPictureFile(*t), kFixtures + "/Brookfield.gif");
+  EXPECT_EQ(t->TrackWearFactor, 2);  // 2.5 rounds half to even
+  EXPECT_EQ(t->TrackFile, kBrookfield);
+  EXPECT_EQ(TrackCaption(*t), "Brookfield Park  (Brookfield, Ontario, 0.25 miles)");
+}
+
+TEST(TrackFileLoad, FullFixtureCellsApexesAndCurves) {
+  auto t = Loaded(kBrookfield);
+  // A few cells checked field by field against the file.
+  EXPECT_EQ(t->CellX[10][3], -10);
+  EXPECT_EQ(t->CellY[10][3], 250);
+  EXPECT_EQ(t->CellX[4][2], 160);
+  EXPECT_EQ(t->CellY[4][2], 295);
+  EXPECT_EQ(t->CellSpeedLimit[4][1], 120);
+  EXPECT_EQ(t->CellDrySpeedLimit[4][1], 120);
+  EXPECT_EQ(t->CellSpeedLimit[5][1], 90);
+  EXPECT_EQ(t->CellDrySpeedLimit[5][1], 90);
+  EXPECT_TRUE(t->CellSkip[5][1]);
+  EXPECT_FALSE(t->CellSkip[5][2]);
+  EXPECT_EQ(t->CellLaneRank[7][3], 3);
+  EXPECT_EQ(t->CellLaneRank[7][1], 1);
+  EXPECT_EQ(t->CellImage[4][1], "NE");
+  EXPECT_EQ(t->CellImage[5][1], " ");
+  EXPECT_EQ(t->CellImage[10][3], "S");
+  EXPECT_EQ(t->CellApexMark[3][3], kApexFirst);
+  EXPECT_EQ(t->CellApexMark[4][2], kApexInside);
+  EXPECT_EQ(t->CellApexMark[6][1], kApexLast);
+  EXPECT_EQ(t->CellApexMark[9][2], kApexFirst);
+  EXPECT_EQ(t->CellApexMark[10][1], kApexLast);
+  EXPECT_EQ(t->CellApexMark[5][2], 0);
+
+  // Blocks land at their own numbers, not in file order.
+  EXPECT_EQ(t->ApexCount, 2);
+  ExpectApex(*t, 1, {});
+  ExpectApex(*t, 2, {{3, 3}, {2, 4}, {1, 6}});
+  ExpectApex(*t, 5, {{2, 9}, {1, 10}});
+
+  // Lanes 4 and 5 and everything past space 10 are unread: skip cells of rank 0, limit 0.
+  for (int space : {1, 5, 10})
+    for (int lane : {4, 5}) ExpectUnreadCell(*t, space, lane);
+  for (int lane = 1; lane <= 3; ++lane) ExpectUnreadCell(*t, 11, lane);
+  ExpectUnreadCell(*t, 600, 1);
+  EXPECT_EQ(t->CellImage[1][4], " ");
+
+  // Curves at 4..6 (space 5 holds on the skip cell's neighbours) and at 10.
+  const std::vector<int> curves = {0, 0, 0, 1, 1, 1, 0, 0, 0, 2};
+  for (int space = 1; space <= 10; ++space) EXPECT_EQ(t->SpaceCurveNumber[space], curves[space - 1]) << space;
+  EXPECT_EQ(CurveCount(*t), 2);
+}
+
+TEST(TrackFileLoad, FixtureEndingAfterTheCellsTakesTheDefaults) {
+  auto t = Loaded(kHarlow);  // LF line ends, one header field a line
+  EXPECT_DOUBLE_EQ(t->TrackDistanceMiles, 0.2);
+  EXPECT_EQ(t->TrackName, "Harlow Bend");
+  EXPECT_EQ(t->TrackTag, "HRL   ");
+  EXPECT_EQ(t->TrackLanes, 2);
+  EXPECT_EQ(t->TrackLength, 8);
+  EXPECT_EQ(t->RacingLineSpaces, 8);
+  EXPECT_EQ(t->CellX[8][2], 40);
+  EXPECT_TRUE(t->CellSkip[8][2]);
+  EXPECT_EQ(t->CellSpeedLimit[8][2], 130);
+  EXPECT_EQ(t->CellLaneRank[1][2], 1);
+  EXPECT_EQ(RacingLineLane(*t, 3), 2);
+  ExpectUnreadCell(*t, 1, 3);
+  EXPECT_EQ(t->ApexCount, 0);
+  EXPECT_EQ(t->PodiumTop, 0);
+  EXPECT_EQ(t->PitEntrySpace, 0);
+  EXPECT_EQ(t->PitExitSpace, 0);
+  EXPECT_EQ(t->PitExitLane, 1);
+  EXPECT_EQ(t->PitExitLaneAlt, 2);
+  EXPECT_EQ(t->PitEntryLane, 1);
+  EXPECT_EQ(t->TrackDefaultCarFile, "");
+  EXPECT_EQ(TrackDefaultCarPath(*t), "");
+  EXPECT_EQ(t->TrackWearFactor, 1);
+  EXPECT_EQ(TrackPictureFile(*t), kFixtures + "/Harlow.gif");  // upper-case .TRK too
+  // The curve over the line is two curves; the 300 cells at space 4 are no curve.
+  const std::vector<int> curves = {1, 0, 0, 0, 0, 0, 0, 2};
+  for (int space = 1; space <= 8; ++space) EXPECT_EQ(t->SpaceCurveNumber[space], curves[space - 1]) << space;
+}
+
+TEST(TrackFileLoad, FixtureEndingAfterThePodiumTakesTheDefaults) {
+  auto t = Loaded(kQuarry);
+  EXPECT_EQ(t->TrackTag, "QUARRY");
+  EXPECT_EQ(t->TrackLanes, 1);
+  EXPECT_EQ(t->ApexCount, 1);
+  ExpectApex(*t, 30, {{1, 2}, {1, 3}, {1, 5}});
+  EXPECT_DOUBLE_EQ(t->PodiumLeft, 7);
+  EXPECT_EQ(t->PodiumTop, -20);
+  EXPECT_EQ(t->PitEntrySpace, 0);
+  EXPECT_EQ(t->PitExitSpace, 0);
+  EXPECT_EQ(t->TrackDefaultCarFile, "");
+  EXPECT_EQ(t->TrackWearFactor, 1);
+  // Space 4's only curve cell is a skip cell and space 5 is exactly 300: one curve, 2..3.
+  const std::vector<int> curves = {0, 1, 1, 0, 0, 0};
+  for (int space = 1; space <= 6; ++space) EXPECT_EQ(t->SpaceCurveNumber[space], curves[space - 1]) << space;
+  EXPECT_EQ(CurveCount(*t), 1);
+}
+
+TEST(TrackFilePreview, ReadsOnlyTheHeader) {
+  TrackHeader h;
+  ASSERT_FALSE(TrackPreview(kHarlow, h).has_value());
+  EXPECT_DOUBLE_EQ(h.TrackDistanceMiles, 0.2);
+  EXPECT_EQ(h.TrackName, "Harlow Bend");
+  EXPECT_EQ(h.TrackPlace1, "Harlow");
+  EXPECT_EQ(h.TrackPlace2, "Essex");
+  EXPECT_EQ(h.TrackTag, "HRL   ");
+  EXPECT_EQ(h.DefaultStartSpeed, 100);
+  EXPECT_EQ(h.DefaultTopSpeed, 160);
+  EXPECT_EQ(h.DefaultWearPerLap, 2);
+  EXPECT_EQ(h.TrackLanes, 2);
+  EXPECT_EQ(h.RacingLineSpaces, 8);
+  EXPECT_EQ(TrackChooserLines(h), (std::vector<std::string>{"Harlow Bend (HRL   )", "Harlow", "Essex",
+                                                            "Distance: 0.2 miles", "Racing Line: 8 spaces"}));
+
+  // A bad cell further on is none of the chooser's business.
+  const std::string dir = ::testing::TempDir();
+  const std::string file = dir + "/preview_" + std::to_string(::getpid()) + ".trk";
+  ASSERT_FALSE(WriteFileAtomic(file, MiniText(5, "rubbish,here")).has_value());
+  TrackHeader m;
+  ASSERT_FALSE(TrackPreview(file, m).has_value());
+  EXPECT_EQ(m.TrackName, "Mini");
+  EXPECT_EQ(m.TrackTag, "MINI  ");
+  std::filesystem::remove(file);
+
+  TrackHeader untouched = h;
+  std::optional<FileError> err = TrackPreview(kFixtures + "/NoSuchTrack.trk", untouched);
+  ASSERT_TRUE(err.has_value());
+  EXPECT_EQ(err->Code, FileErrorCode::NotFound);
+  EXPECT_EQ(untouched.TrackName, "Harlow Bend");
+}
+
+// ---------------------------------------------------------------------------------------------
+// Early ends
+
+TEST(TrackFileLoad, EarlyEndsKeepTheClearedValuesAndDefaults) {
+  struct Case {
+    const char* name;
+    std::string text;
+    int apexCount, entry, exit, wear;
+    bool secondCellRead;
+  };
+  const std::string upTo11 = MiniText(0, "", 11);
+  const std::vector<Case> cases = {
+      {"after the header", MiniText(0, "", 3), 0, 0, 0, 1, false},
+      {"after the first cell", MiniText(0, "", 4), 0, 0, 0, 1, false},
+      {"after the cells", MiniText(0, "", 5), 0, 0, 0, 1, true},
+      {"after the apexes", MiniText(0, "", 7), 1, 0, 0, 1, true},
+      {"after the podium", MiniText(0, "", 8), 1, 0, 0, 1, true},
+      {"after the pit spaces", MiniText(0, "", 9), 1, 1, 2, 1, true},
+      {"after the reserved numbers", upTo11, 1, 1, 2, 1, true},
+      {"no final line end", upTo11 + "3", 1, 1, 2, 3, true},
+      {"trailing blank lines", upTo11 + "5\r\n\r\n  \r\n", 1, 1, 2, 5, true},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    auto t = NewTrack();
+    std::optional<FileError> err = LoadTrackText(*t, c.text, "Tracks/Mini.trk");
+    ASSERT_FALSE(err.has_value()) << err->Describe();
+    EXPECT_EQ(t->TrackName, "Mini");
+    EXPECT_EQ(t->TrackLength, 2);
+    EXPECT_EQ(t->ApexCount, c.apexCount);
+    EXPECT_EQ(t->PitEntrySpace, c.entry);
+    EXPECT_EQ(t->PitExitSpace, c.exit);
+    EXPECT_EQ(t->TrackWearFactor, c.wear);
+    EXPECT_EQ(t->TrackDefaultCarFile, "");
+    if (c.secondCellRead) {
+      EXPECT_EQ(t->CellSpeedLimit[2][1], 150);
+      EXPECT_EQ(t->SpaceCurveNumber[2], 1);
+    } else {
+      ExpectUnreadCell(*t, 2, 1);
+      EXPECT_EQ(t->SpaceCurveNumber[2], 0);
+    }
+  }
+}
+
+TEST(TrackFileLoad, FileEndingInsideACellRecordKeepsWhatItRead) {
+  auto t = NewTrack();
+  ASSERT_FALSE(LoadTrackText(*t, MiniText(0, "", 4) + "20,11,0", "Mini.trk").has_value());
+  EXPECT_EQ(t->CellX[2][1], 20);
+  EXPECT_EQ(t->CellY[2][1], 11);
+  EXPECT_EQ(t->CellSpeedLimit[2][1], 0);
+  EXPECT_TRUE(t->CellSkip[2][1]);
+  EXPECT_EQ(t->CellLaneRank[2][1], 0);
+  EXPECT_EQ(t->CellSpeedLimit[1][1], 999);
+}
+
+TEST(TrackFileLoad, FileEndingInsideTheHeaderFails) {
+  struct Case {
+    std::string text;
+    const char* field;
+  };
+  const std::vector<Case> cases = {
+      {"", "TrackDistanceMiles"},
+      {"\r\n\r\n", "TrackDistanceMiles"},
+      {R"(0.05,"Mini","Upton")", "TrackPlace2"},
+      {kMini[0] + "\r\n" + kMini[1] + "\r\n1,2", "TrackSpaces"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.field);
+    auto t = NewTrack();
+    std::optional<FileError> err = LoadTrackText(*t, c.text, "Short.trk");
+    ASSERT_TRUE(err.has_value());
+    EXPECT_EQ(err->Code, FileErrorCode::PastEnd);
+    EXPECT_EQ(err->Field, c.field);
+    EXPECT_EQ(err->File, "Short.trk");
+    EXPECT_FALSE(t->EverLoaded);
+  }
+}
+
+TEST(TrackFileLoad, WearFactorDefaultsAndRoundsHalfToEven) {
+  const std::vector<std::pair<std::string, int>> cases = {
+      {"2.5", 2}, {"3.5", 4}, {"4.5", 4}, {"2.4", 2}, {"2.6", 3}, {"7", 7},
+      {"0", 1},   {"-2", 1},  {"-0.5", 1}, {"", 1},  {"1.5", 2},
+  };
+  for (const auto& [text, want] : cases) {
+    auto t = NewTrack();
+    std::optional<FileError> err = LoadTrackText(*t, MiniText(12, text), "Mini.trk");
+    ASSERT_FALSE(err.has_value()) << text << ": " << err->Describe();
+    EXPECT_EQ(t->TrackWearFactor, want) << "factor \"" << text << "\"";
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Hostile files
+
+TEST(TrackFileLoad, BadFilesNameTheFieldAndKeepTheTrack) {
+  struct Case {
+    const char* name;
+    int line;
+    std::string replacement;
+    FileErrorCode code;
+    int errorLine;
+    const char* field;
+  };
+  using C = FileErrorCode;
+  const std::string sixteenCells = "1,16" + [] {
+    std::string s;
+    for (int i = 0; i < 16; ++i) s += ",1,1";
+    return s;
+  }();
+  const std::vector<Case> cases = {
+      {"601 spaces", 3, "1,2,601", C::OutOfRange, 3, "TrackSpaces"},
+      {"no spaces", 3, "1,2,0", C::OutOfRange, 3, "TrackSpaces"},
+      {"negative spaces", 3, "1,2,-4", C::OutOfRange, 3, "TrackSpaces"},
+      {"six lanes", 3, "6,2,2", C::OutOfRange, 3, "TrackLanes"},
+      {"no lanes", 3, "0,2,2", C::OutOfRange, 3, "TrackLanes"},
+      {"negative racing line", 3, "1,-1,2", C::OutOfRange, 3, "RacingLineSpaces"},
+      {"text for a limit", 5, R"(20,10,0,fast,#FALSE#,1,"E")", C::TypeMismatch, 5, "CellSpeedLimit"},
+      {"quoted number", 4, R"("10",10,0,999,#FALSE#,1," ")", C::TypeMismatch, 4, "CellX"},
+      {"word for a Boolean", 5, R"(20,10,0,150,maybe,1,"E")", C::TypeMismatch, 5, "CellSkip"},
+      {"limit beyond 16 bits", 5, R"(20,10,0,40000,#FALSE#,1,"E")", C::OutOfRange, 5, "CellSpeedLimit"},
+      {"X beyond 32 bits", 4, R"(3000000000,10,0,999,#FALSE#,1," ")", C::OutOfRange, 4, "CellX"},
+      {"unclosed image", 5, R"(20,10,0,150,#FALSE#,1,"E)", C::TypeMismatch, 5, "CellImage"},
+      {"negative apex count", 6, "-1", C::OutOfRange, 6, "ApexCount"},
+      {"31 apexes", 6, "31", C::OutOfRange, 6, "ApexCount"},
+      {"apex number 0", 7, "0,2,1,1,1,2", C::OutOfRange, 7, "apex number"},
+      {"apex number 31", 7, "31,2,1,1,1,2", C::OutOfRange, 7, "apex number"},
+      {"negative apex cell count", 7, "1,-1,1,1", C::OutOfRange, 7, "apex cell count"},
+      {"16 apex cells", 7, sixteenCells, C::OutOfRange, 7, "apex cell count"},
+      {"apex lane 6", 7, "1,2,6,1,1,2", C::OutOfRange, 7, "apex lane"},
+      {"apex space 601", 7, "1,2,1,601,1,2", C::OutOfRange, 7, "apex space"},
+      {"podium as text", 8, R"("left",0)", C::TypeMismatch, 8, "PodiumLeft"},
+      {"pit entry beyond the track", 9, "3,2", C::OutOfRange, 9, "PitEntrySpace"},
+      {"pit exit beyond the track", 9, "1,3", C::OutOfRange, 9, "PitExitSpace"},
+      {"negative pit entry", 9, "-1,2", C::OutOfRange, 9, "PitEntrySpace"},
+      {"text in the reserved numbers", 11, "0,0,x,0,0", C::TypeMismatch, 11, "reserved"},
+      {"text for the wear factor", 12, "heavy", C::TypeMismatch, 12, "TrackWearFactor"},
+      {"huge wear factor", 12, "1E+300", C::OutOfRange, 12, "TrackWearFactor"},
+      {"text for the miles", 1, R"(far,"Mini","Upton","Downs","MINI")", C::TypeMismatch, 1, "TrackDistanceMiles"},
+      {"start speed beyond 16 bits", 2, "100000,40,40,160,2", C::OutOfRange, 2, "default start speed"},
+  };
+  const auto good = Loaded(kBrookfield);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    auto t = NewTrack(*good);
+    std::optional<FileError> err = LoadTrackText(*t, MiniText(c.line, c.replacement), "Tracks/Bad.trk");
+    ASSERT_TRUE(err.has_value());
+    EXPECT_EQ(err->Code, c.code) << err->Describe();
+    EXPECT_EQ(err->File, "Tracks/Bad.trk");
+    EXPECT_EQ(err->Line, c.errorLine) << err->Describe();
+    EXPECT_EQ(err->Field, c.field) << err->Describe();
+    EXPECT_TRUE(SameTrack(*t, *good));
+  }
+}
+
+TEST(TrackFileLoad, BoundaryCountsAreAccepted) {
+  // 30 apex blocks, the last numbered 30 with 15 cells; a track of exactly 600 spaces.
+  std::string apexes = "30\r\n";
+  for (int apex = 1; apex <= 29; ++apex) apexes += std::to_string(apex) + ",1,1,1\r\n";
+  apexes += "30,15";
+  for (int k = 1; k <= 15; ++k) apexes += ",1," + std::to_string(k);
+  apexes += "\r\n";
+  std::string text = kMini[0] + "\r\n" + kMini[1] + "\r\n1,600,600\r\n";
+  for (int space = 1; space <= 600; ++space)
+    text += std::to_string(space) + ",0,0," + (space == 600 ? "100" : "999") + R"(,#FALSE#,1," ")" + "\r\n";
+  text += apexes + "0,0\r\n600,1\r\n";
+  auto t = NewTrack();
+  std::optional<FileError> err = LoadTrackText(*t, text, "Big.trk");
+  ASSERT_FALSE(err.has_value()) << err->Describe();
+  EXPECT_EQ(t->TrackLength, 600);
+  EXPECT_EQ(t->CellX[600][1], 600);
+  EXPECT_EQ(t->SpaceCurveNumber[600], 1);
+  EXPECT_EQ(t->ApexCount, 30);
+  EXPECT_EQ(t->ApexCells[29][1].Lane, 1);
+  EXPECT_EQ(t->ApexCells[30][15].Space, 15);
+  EXPECT_EQ(t->PitEntrySpace, 600);
+  EXPECT_EQ(t->PitExitSpace, 1);
+}
+
+TEST(TrackFileLoad, MissingFileIsNotFoundAndKeepsTheTrack) {
+  const auto good = Loaded(kBrookfield);
+  auto t = NewTrack(*good);
+  const std::string name = kFixtures + "/NoSuchTrack.trk";
+  std::optional<FileError> err = LoadTrack(*t, name);
+  ASSERT_TRUE(err.has_value());
+  EXPECT_EQ(err->Code, FileErrorCode::NotFound);
+  EXPECT_EQ(static_cast<int>(err->Code), 53);
+  EXPECT_EQ(err->File, name);
+  EXPECT_TRUE(SameTrack(*t, *good));
+}
+
+TEST(TrackFileLoad, GarbageNeverCrashesAndKeepsTheTrack) {
+  std::vector<std::string> garbage = {
+      std::string("\0\0\0\x01\xff\xfe", 6),
+      "\x89PNG\r\n\x1a\n\0\0\0\rIHDR",
+      "1E+999999",
+      "123456789012345678901234567890123456789",
+      std::string(100000, '9'),
+      std::string(100000, ','),
+      std::string(5000, '"'),
+      "\"" + std::string(1000, 'x'),
+      "#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#",
+      "1,\"a\",\"b\",\"c\",\"d\",1,1,1,1,1,5,1,-32769",
+      "1,\"a\",\"b\",\"c\",\"d\",1,1,1,1,1,5,1,1e308",
+      "nan,\"a\"",
+      "inf,\"a\"",
+  };
+  const auto good = Loaded(kBrookfield);
+  for (size_t i = 0; i < garbage.size(); ++i) {
+    auto t = NewTrack(*good);
+    std::optional<FileError> err = LoadTrackText(*t, garbage[i], "Junk.trk");
+    EXPECT_TRUE(err.has_value()) << "case " << i;
+    EXPECT_TRUE(SameTrack(*t, *good)) << "case " << i;
+  }
+
+  // Random damage to a good file: any outcome but a crash, and a failure changes nothing.
+  std::mt19937 rng(20240611);
+  const std::string base = MiniText();
+  const std::string alphabet = "0123456789-.,\"#\r\n ETRUFALS";
+  for (int round = 0; round < 400; ++round) {
+    std::string text = base;
+    const int edits = 1 + static_cast<int>(rng() % 4);
+    for (int e = 0; e < edits && !text.empty(); ++e) {
+      const size_t at = rng() % text.size();
+      switch (rng() % 3) {
+        case 0: text.erase(at, 1 + rng() % 8); break;
+        case 1: text[at] = alphabet[rng() % alphabet.size()]; break;
+        default: text.insert(at, 1, static_cast<char>(rng() % 256)); break;
+      }
+    }
+    auto t = NewTrack(*good);
+    if (LoadTrackText(*t, text, "Mutant.trk")) {
+      EXPECT_TRUE(SameTrack(*t, *good)) << "round " << round;
+    } else {
+      EXPECT_GE(t->TrackLength, 1);
+      EXPECT_LE(t->TrackLength, kMaxSpaces);
+      EXPECT_GE(t->TrackLanes, 1);
+      EXPECT_LE(t->TrackLanes, kMaxLanes);
+    }
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Clearing between loads
+
+TEST(TrackFileLoad, FirstLoadClearsEverything) {
+  auto t = NewTrack();
+  t->CellOccupant[3][2] = 7;
+  t->CellOccupant[600][6] = 9;
+  t->ApexCells[12][4] = {2, 40};
+  t->CellImage[100][4] = "W";
+  t->CellX[100][4] = 55;
+  t->ApexCount = 12;
+  ASSERT_FALSE(LoadTrackText(*t, MiniText(), "Mini.trk").has_value());
+  EXPECT_EQ(t->CellOccupant[3][2], 0);
+  EXPECT_EQ(t->CellOccupant[600][6], 0);
+  ExpectApex(*t, 12, {});
+  ExpectApex(*t, 1, {{1, 1}, {1, 2}});
+  EXPECT_EQ(t->ApexCount, 1);
+  EXPECT_EQ(t->CellImage[100][4], " ");
+  EXPECT_EQ(t->CellImage[0][0], " ");
+  EXPECT_EQ(t->CellX[100][4], 0);
+  EXPECT_TRUE(t->EverLoaded);
+}
+
+TEST(TrackFileLoad, LaterLoadsClearTheLanesButKeepOldApexLines) {
+  auto t = Loaded(kBrookfield);
+  t->CellOccupant[9][2] = 4;  // a car standing there; only the first load empties the grid
+  // The new file rewrites the first cell of apex 5 and nothing else.
+  ASSERT_FALSE(LoadTrackText(*t, MiniText(7, "5,1,1,2"), "Mini.trk").has_value());
+  ExpectApex(*t, 5, {{1, 2}, {1, 10}});  // cell 2 is Brookfield's
+  ExpectApex(*t, 2, {{3, 3}, {2, 4}, {1, 6}});
+  ExpectApex(*t, 1, {});
+  EXPECT_EQ(t->CellOccupant[9][2], 4);
+  // The lanes themselves are cleared: Brookfield's cells beyond Mini's are unread cells now.
+  for (int space : {3, 5, 10}) ExpectUnreadCell(*t, space, 1);
+  for (int space : {1, 4, 10})
+    for (int lane : {2, 3}) ExpectUnreadCell(*t, space, lane);
+  EXPECT_EQ(t->CellApexMark[6][1], 0);
+  // Cell pictures are only reset on the first load.
+  EXPECT_EQ(t->CellImage[4][2], "NE");
+  EXPECT_EQ(t->CellImage[3][1], "E");
+  EXPECT_EQ(t->CellImage[1][1], " ");  // read from the new file
+  // Brookfield's optional fields do not leak into a file that lacks them.
+  ASSERT_FALSE(LoadTrackText(*t, MiniText(0, "", 5), "Mini.trk").has_value());
+  EXPECT_EQ(t->PitEntrySpace, 0);
+  EXPECT_EQ(t->PitExitSpace, 0);
+  EXPECT_EQ(t->TrackDefaultCarFile, "");
+  EXPECT_EQ(t->TrackWearFactor, 1);
+  EXPECT_EQ(t->PodiumTop, 0);
+  for (int space = 1; space <= 10; ++space) EXPECT_EQ(t->SpaceCurveNumber[space], space == 2 ? 1 : 0);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Writing
+
+Track RoundTripTrack(const std::string& fileName) {
+  return TrackBuilder(3, 24)
+      .Named("Round Trip Raceway", "Lakeside", "Old County", "RTRIPWAY", 0.6)
+      .Defaults(140, 60, 80, 200, 4)
+      .RacingLine(3)
+      .Curve(5, 8, {80, 100, 120})
+      .Curve(22, 2, {150, 170, 190})
+      .Skip(6, 7, 1)
+      .Rank(12, 2, 1)
+      .Rank(13, 1, 0)
+      .Limit(15, 2, 300)
+      .Apex(1, {{3, 4}, {2, 5}, {1, 6}, {1, 7}, {2, 8}})
+      .Apex(4, {{3, 22}, {3, 1}})
+      .PitLane(20, 3)
+      .DefaultCar("Lakeside Stock")
+      .WearFactor(3)
+      .Podium(10.25, -40)
+      .Image(5, 1, "NE")
+      .Image(24, 3, "SW")
+      .Build(fileName);
+}
+
+TEST(TrackFileWrite, TextRoundTripsExactly) {
+  const auto built = NewTrack(RoundTripTrack("Tracks/RoundTrip.trk"));
+  const std::string text = TrackFileText(*built);
+  auto t = NewTrack();
+  ASSERT_FALSE(LoadTrackText(*t, text, "Tracks/RoundTrip.trk").has_value());
+  EXPECT_TRUE(SameTrack(*t, *built));
+  EXPECT_EQ(TrackFileText(*t), text);
+
+  // Form: CR LF lines, quoted strings, Booleans as words, the header first.
+  EXPECT_EQ(text.rfind(R"(0.6,"Round Trip Raceway","Lakeside","Old County","RTRIPW")" "\r\n", 0), 0u);
+  EXPECT_NE(text.find("\r\n140,60,80,200,4\r\n3,24,24\r\n"), std::string::npos);
+  EXPECT_NE(text.find(R"(,80,#FALSE#,3,"NE")"), std::string::npos);
+  EXPECT_NE(text.find("#TRUE#"), std::string::npos);
+  EXPECT_NE(text.find("\r\n2\r\n1,5,3,4,2,5,1,6,1,7,2,8\r\n4,2,3,22,3,1\r\n10.25,-40\r\n20,3\r\n"
+                      "\"Lakeside Stock\"\r\n0,0,0,0,0\r\n3\r\n"),
+            std::string::npos);
+  for (size_t i = text.find('\n'); i != std::string::npos; i = text.find('\n', i + 1))
+    ASSERT_EQ(text[i - 1], '\r') << "bare LF at " << i;
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3 + 3 * 24 + 1 + 2 + 5);
+
+  // What the derivations make of it, worked out by hand: racing line on lane 3.
+  EXPECT_EQ(t->PitExitLane, 3);
+  EXPECT_EQ(t->PitExitLaneAlt, 1);
+  EXPECT_EQ(t->PitEntryLane, 3);
+  EXPECT_EQ(t->SpaceCurveNumber[1], 1);
+  EXPECT_EQ(t->SpaceCurveNumber[5], 2);
+  EXPECT_EQ(t->SpaceCurveNumber[22], 3);
+  EXPECT_EQ(CurveCount(*t), 3);
+}
+
+TEST(TrackFileWrite, ReloadedFixtureWritesTheSameTrackAgain) {
+  const auto first = Loaded(kBrookfield);
+  const std::string text = TrackFileText(*first);
+  auto again = NewTrack();
+  ASSERT_FALSE(LoadTrackText(*again, text, kBrookfield).has_value());
+  EXPECT_TRUE(SameTrack(*again, *first));
+  EXPECT_EQ(TrackFileText(*again), text);
+}
+
+TEST(TrackFileWrite, WritesTheDryLimitNotTheWeatherLimit) {
+  auto t = NewTrack(RoundTripTrack("Tracks/RoundTrip.trk"));
+  const std::string dry = TrackFileText(*t);
+  t->CellSpeedLimit[5][1] = 60;  // rain
+  EXPECT_EQ(TrackFileText(*t), dry);
+}
+
+TEST(TrackFileWrite, SaveThenLoadFromDisk) {
+  const std::filesystem::path dir =
+      std::filesystem::path(::testing::TempDir()) / ("velomark_track_" + std::to_string(::getpid()));
+  std::filesystem::create_directories(dir);
+  const std::string file = (dir / "Lakeside.trk").string();
+  const auto built = NewTrack(RoundTripTrack(file));
+  ASSERT_FALSE(SaveTrack(*built, file).has_value());
+  auto t = NewTrack();
+  std::optional<FileError> err = LoadTrack(*t, file);
+  ASSERT_FALSE(err.has_value()) << err->Describe();
+  EXPECT_TRUE(SameTrack(*t, *built));
+  EXPECT_EQ(TrackDefaultCarPath(*t), (dir / "Lakeside Stock.crs").string());
+  EXPECT_EQ(TrackPictureFile(*t), (dir / "Lakeside.gif").string());
+  // Nothing but the track file is left behind.
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir), std::filesystem::directory_iterator()), 1);
+
+  std::optional<FileError> bad = SaveTrack(*built, (dir / "no_such_folder" / "X.trk").string());
+  ASSERT_TRUE(bad.has_value());
+  EXPECT_EQ(bad->Code, FileErrorCode::WriteFailed);
+  std::filesystem::remove_all(dir);
+}
+
+TEST(TrackFileWrite, FullSizeTrackRoundTrips) {
+  TrackBuilder b(5, 600);
+  b.RacingLine(2).Curve(599, 3, {100, 110, 120, 130, 140}).Curve(300, 310, {90, 95, 100, 105, 110});
+  b.Skip(1, 1).Skip(600, 5).PitLane(600, 1).DefaultCar("Big");
+  const auto built = NewTrack(b.Build("Big.trk"));
+  const std::string text = TrackFileText(*built);
+  auto t = NewTrack();
+  ASSERT_FALSE(LoadTrackText(*t, text, "Big.trk").has_value());
+  EXPECT_TRUE(SameTrack(*t, *built));
+  EXPECT_EQ(t->SpaceCurveNumber[600], 3);
+  EXPECT_EQ(t->SpaceCurveNumber[1], 1);
+  EXPECT_EQ(t->SpaceCurveNumber[305], 2);
+}
+
+}  // namespace
+}  // namespace vm

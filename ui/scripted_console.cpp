@@ -41,26 +41,22 @@ void ScriptedConsole::ShowMessage(std::string_view text, std::string_view /*titl
 
 bool ScriptedConsole::AskYesNo(std::string_view question, std::string_view /*title*/) {
   std::optional<std::string> answer = Take("the question \"" + std::string(question) + "\"");
-  bool yes = false;
-  if (answer && *answer == "yes") {
-    yes = true;
-  } else if (answer && *answer != "no") {
-    if (strict_) Unfit("a Yes/No question", *answer);
-  }
-  Note("ASK " + std::string(question) + " -> " + (yes ? "yes" : "no") + (answer ? "" : " (default)"));
+  const bool fits = answer && (*answer == "yes" || *answer == "no");
+  if (answer && !fits && strict_) Unfit("a Yes/No question", *answer);
+  const bool yes = fits && *answer == "yes";
+  Note("ASK " + std::string(question) + " -> " + (yes ? "yes" : "no") + (fits ? "" : " (default)"));
   return yes;
 }
 
 std::optional<std::string> ScriptedConsole::ChooseFile(const FileDialogRequest& request) {
   std::optional<std::string> answer = Take("a file dialog (" + request.Filter + ")");
+  const bool isFile = answer && answer->rfind("file:", 0) == 0;
+  const bool fits = isFile || (answer && *answer == "cancel");
+  if (answer && !fits && strict_) Unfit("a file dialog", *answer);
   std::optional<std::string> chosen;
-  if (answer && answer->rfind("file:", 0) == 0) {
-    chosen = answer->substr(5);
-  } else if (answer && *answer != "cancel") {
-    if (strict_) Unfit("a file dialog", *answer);
-  }
+  if (isFile) chosen = answer->substr(5);
   Note(std::string(request.Save ? "SAVE FILE " : "OPEN FILE ") + request.Filter + " -> " +
-       (chosen ? *chosen : std::string("cancel")) + (answer ? "" : " (default)"));
+       (chosen ? *chosen : std::string("cancel")) + (fits ? "" : " (default)"));
   return chosen;
 }
 
