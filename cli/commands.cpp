@@ -80,7 +80,7 @@ int TrackInfo(const TrackInfoArgs& a, std::ostream& out, std::ostream& err) {
 
   nlohmann::ordered_json j;
   j["Caption"] = TrackCaption(track);
-  j["ChooserLines"] = TrackChooserLines(HeaderOf(track));
+  j["ChooserLines"] = TrackChooserLines(track);
   j["TrackLength"] = track.TrackLength;
   j["TrackLanes"] = track.TrackLanes;
   j["RacingLineSpaces"] = track.RacingLineSpaces;

@@ -142,21 +142,27 @@ std::optional<double> ParseNumber(std::string_view text) {
 }  // namespace
 
 TextReader::TextReader(std::string text, std::string fileName)
-    : text_(std::move(text)), fileName_(std::move(fileName)) {}
+    : text_(std::move(text)), fileName_(std::move(fileName)) {
+  // Editors on other systems may put a byte-order mark in front; it is no part of any field.
+  if (text_.rfind("\xEF\xBB\xBF", 0) == 0) pos_ = 3;
+}
 
 void TextReader::Fail(FileErrorCode code, std::string_view field, std::string message, int line) const {
   throw FileFormatError(FileError{code, fileName_, line > 0 ? line : line_, std::string(field), std::move(message)});
 }
 
+void TextReader::ConsumeLineEnd() {
+  const char c = text_[pos_++];
+  if (c == '\r' && pos_ < text_.size() && text_[pos_] == '\n') ++pos_;
+  ++line_;
+}
+
 void TextReader::SkipBlank() {
   while (pos_ < text_.size()) {
-    char c = text_[pos_];
-    if (IsSpace(c)) {
+    if (IsSpace(text_[pos_])) {
       ++pos_;
-    } else if (IsLineEnd(c)) {
-      ++pos_;
-      if (c == '\r' && pos_ < text_.size() && text_[pos_] == '\n') ++pos_;
-      ++line_;
+    } else if (IsLineEnd(text_[pos_])) {
+      ConsumeLineEnd();
     } else {
       break;
     }
@@ -198,14 +204,11 @@ TextReader::Raw TextReader::NextField(std::string_view field) {
   }
   afterComma_ = false;
   if (pos_ < text_.size()) {
-    char c = text_[pos_];
-    if (c == ',') {
+    if (text_[pos_] == ',') {
       ++pos_;
       afterComma_ = true;
-    } else {  // a line end
-      ++pos_;
-      if (c == '\r' && pos_ < text_.size() && text_[pos_] == '\n') ++pos_;
-      ++line_;
+    } else {
+      ConsumeLineEnd();
     }
   }
   return raw;

@@ -103,6 +103,7 @@ class TextReader {
   };
   Raw NextField(std::string_view field);
   void SkipBlank();
+  void ConsumeLineEnd();
 
   std::string text_;
   std::string fileName_;

@@ -131,23 +131,6 @@ std::string TrackCaption(const Track& t) {
          FormatNumber(t.TrackDistanceMiles) + " miles)";
 }
 
-TrackHeader HeaderOf(const Track& t) {
-  TrackHeader h;
-  h.TrackDistanceMiles = t.TrackDistanceMiles;
-  h.TrackName = t.TrackName;
-  h.TrackPlace1 = t.TrackPlace1;
-  h.TrackPlace2 = t.TrackPlace2;
-  h.TrackTag = t.TrackTag;
-  h.DefaultStartSpeed = t.DefaultStartSpeed;
-  h.DefaultAcceleration = t.DefaultAcceleration;
-  h.DefaultDeceleration = t.DefaultDeceleration;
-  h.DefaultTopSpeed = t.DefaultTopSpeed;
-  h.DefaultWearPerLap = t.DefaultWearPerLap;
-  h.TrackLanes = t.TrackLanes;
-  h.RacingLineSpaces = t.RacingLineSpaces;
-  return h;
-}
-
 std::vector<std::string> TrackChooserLines(const TrackHeader& h) {
   return {
       h.TrackName + " (" + h.TrackTag.substr(0, 6) + ")",

@@ -32,8 +32,8 @@ struct ApexCell {
   int Space = 0;
 };
 
-struct Track {
-  // --- Header.
+// The first twelve fields of a track file: all the track chooser reads.
+struct TrackHeader {
   double TrackDistanceMiles = 0;
   std::string TrackName;
   std::string TrackPlace1;
@@ -46,6 +46,10 @@ struct Track {
   int DefaultWearPerLap = 0;
   int TrackLanes = 0;
   int RacingLineSpaces = 0;
+};
+
+struct Track : TrackHeader {
+  // --- The rest of the header.
   int TrackSpaces = 0;
   int TrackLength = 0;  // = TrackSpaces once loaded
   std::string TrackDefaultCarFile;  // reference as stored: a file name without folder or extension
@@ -113,17 +117,8 @@ int RacingLineLane(const Track& t, int space);
 // The race window's caption: "Name  (Place1, Place2, 2.5 miles)".
 std::string TrackCaption(const Track& t);
 
-// The header fields the chooser shows, and its five lines.
-struct TrackHeader {
-  double TrackDistanceMiles = 0;
-  std::string TrackName, TrackPlace1, TrackPlace2, TrackTag;
-  int DefaultStartSpeed = 0, DefaultAcceleration = 0, DefaultDeceleration = 0;
-  int DefaultTopSpeed = 0, DefaultWearPerLap = 0;
-  int TrackLanes = 0;
-  int RacingLineSpaces = 0;
-};
+// The track chooser's five lines.
 std::vector<std::string> TrackChooserLines(const TrackHeader& h);
-TrackHeader HeaderOf(const Track& t);
 
 // The circuit picture beside the track file: its name with ".trk" replaced by ".gif".
 std::string TrackPictureFile(const Track& t);

@@ -31,21 +31,6 @@ void ReadHeader(TextReader& in, TrackHeader& h) {
   h.RacingLineSpaces = static_cast<int>(in.ReadInteger("RacingLineSpaces", 0, kInt16Max));
 }
 
-void ApplyHeader(Track& t, const TrackHeader& h) {
-  t.TrackDistanceMiles = h.TrackDistanceMiles;
-  t.TrackName = h.TrackName;
-  t.TrackPlace1 = h.TrackPlace1;
-  t.TrackPlace2 = h.TrackPlace2;
-  t.TrackTag = h.TrackTag;
-  t.DefaultStartSpeed = h.DefaultStartSpeed;
-  t.DefaultAcceleration = h.DefaultAcceleration;
-  t.DefaultDeceleration = h.DefaultDeceleration;
-  t.DefaultTopSpeed = h.DefaultTopSpeed;
-  t.DefaultWearPerLap = h.DefaultWearPerLap;
-  t.TrackLanes = h.TrackLanes;
-  t.RacingLineSpaces = h.RacingLineSpaces;
-}
-
 void ReadCells(TextReader& in, Track& t) {
   for (int lane = 1; lane <= t.TrackLanes; ++lane) {
     for (int space = 1; space <= t.TrackSpaces; ++space) {
@@ -97,9 +82,7 @@ std::optional<FileError> LoadTrackText(Track& track, std::string text, const std
   TextReader in(std::move(text), fileName);
   try {
     ClearTrackForLoad(t);
-    TrackHeader h;
-    ReadHeader(in, h);
-    ApplyHeader(t, h);
+    ReadHeader(in, t);
     t.TrackSpaces = static_cast<int>(in.ReadInteger("TrackSpaces", 1, kMaxSpaces));
     t.TrackLength = t.TrackSpaces;
     double wearFactor = 0;

@@ -178,6 +178,8 @@ TEST(TextReaderTest, FieldsRunAcrossLineEndsInAnyLineEndStyle) {
     EXPECT_EQ(r.ReadInt16("Lanes"), 9);
     EXPECT_TRUE(r.AtEnd());
   }
+  TextReader marked("\xEF\xBB\xBF\"Oval\",600", "bom.txt");
+  EXPECT_EQ(marked.ReadString("Name"), "Oval");
 }
 
 TEST(TextReaderTest, NumbersInEveryWrittenForm) {

@@ -128,7 +128,7 @@ TEST(TrackTitles, CaptionAndChooserLines) {
   auto t = std::make_unique<Track>(
       TrackBuilder(3, 100).Named("Silverton Ring", "Silverton", "Colorado", "SILV", 2.5).Build());
   EXPECT_EQ(TrackCaption(*t), "Silverton Ring  (Silverton, Colorado, 2.5 miles)");
-  EXPECT_EQ(TrackChooserLines(HeaderOf(*t)),
+  EXPECT_EQ(TrackChooserLines(*t),
             (std::vector<std::string>{"Silverton Ring (SILV  )", "Silverton", "Colorado", "Distance: 2.5 miles",
                                       "Racing Line: 100 spaces"}));
 
