@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "tests/temp_dir.h"
+
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -64,12 +66,10 @@ TEST(CliTrackInfo, TextFormNamesEachField) {
 }
 
 TEST(CliTrackInfo, FailuresExitWithStatusTwoAndSayWhy) {
-  const auto dir = std::filesystem::temp_directory_path() / "velomark_cli_test";
-  std::filesystem::create_directories(dir);
-  const std::string bad = (dir / "bad.trk").string();
-  std::ofstream(bad) << "1,\"A\",\"B\",\"C\",\"TAG\",0,0,0,0,0,7,10,10\r\n";
+  const testing_support::TempDir dir;
+  const std::string bad = dir.Add("bad.trk", "1,\"A\",\"B\",\"C\",\"TAG\",0,0,0,0,0,7,10,10\r\n");
 
-  CliRun missing = Cli({"track-info", (dir / "none.trk").string()});
+  CliRun missing = Cli({"track-info", dir.File("none.trk")});
   EXPECT_EQ(missing.status, kExitFileError);
   EXPECT_NE(missing.err.find("none.trk"), std::string::npos);
 
@@ -77,7 +77,6 @@ TEST(CliTrackInfo, FailuresExitWithStatusTwoAndSayWhy) {
   EXPECT_EQ(hostile.status, kExitFileError);
   EXPECT_NE(hostile.err.find("TrackLanes"), std::string::npos) << hostile.err;
   EXPECT_TRUE(hostile.out.empty());
-  std::filesystem::remove_all(dir);
 }
 
 TEST(CliTrackInfo, BadArgumentsAreUsageErrors) {

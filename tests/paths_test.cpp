@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/temp_dir.h"
+
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -13,36 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A fresh folder per test holding the given files, removed afterwards.
-class TempTree {
- public:
-  TempTree() {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    root_ = fs::temp_directory_path() /
-            ("velomark-" + std::string(info->test_suite_name()) + "-" + info->name() + "-" +
-             std::to_string(::getpid()));
-    fs::remove_all(root_);
-    fs::create_directories(root_);
-  }
-  ~TempTree() {
-    std::error_code ec;
-    fs::remove_all(root_, ec);
-  }
-  TempTree(const TempTree&) = delete;
-  TempTree& operator=(const TempTree&) = delete;
-
-  // Creates a file (and its folders) below the root; returns its full path.
-  std::string Add(const std::string& relative) {
-    const fs::path full = root_ / relative;
-    fs::create_directories(full.parent_path());
-    std::ofstream(full) << relative;
-    return full.string();
-  }
-  std::string Root() const { return root_.string(); }
-
- private:
-  fs::path root_;
-};
+using testing_support::TempDir;
 
 // Runs the body of a test from another working folder and goes back afterwards.
 class WorkingFolder {
@@ -138,7 +111,7 @@ TEST(PathNamesTest, JoinPathPutsExactlyOneSeparatorBetween) {
 }
 
 TEST(PathResolveTest, FindsAFileWhoseComponentsDifferInCase) {
-  TempTree tree;
+  TempDir tree;
   const std::string oval = tree.Add("Tracks/Oval.trk");
   const std::string red = tree.Add("Cars/Team A/Red.crs");
 
@@ -150,7 +123,7 @@ TEST(PathResolveTest, FindsAFileWhoseComponentsDifferInCase) {
 }
 
 TEST(PathResolveTest, AnExactMatchWinsOverOtherCases) {
-  TempTree tree;
+  TempDir tree;
   tree.Add("Tracks/oval.trk");
   const std::string upper = tree.Add("Tracks/OVAL.trk");
   const std::string lower = (fs::path(tree.Root()) / "Tracks" / "oval.trk").string();
@@ -159,7 +132,7 @@ TEST(PathResolveTest, AnExactMatchWinsOverOtherCases) {
 }
 
 TEST(PathResolveTest, ReturnsTheNativePathWhenNothingMatches) {
-  TempTree tree;
+  TempDir tree;
   tree.Add("Tracks/Oval.trk");
   // A new file in a folder that exists under another case lands in that folder.
   EXPECT_EQ(ResolvePath(tree.Root() + "\\tracks\\New.trk"), tree.Root() + "/Tracks/New.trk");
@@ -179,7 +152,7 @@ TEST(PathResolveTest, ReturnsTheNativePathWhenNothingMatches) {
 }
 
 TEST(PathResolveTest, ResolvesRelativePathsFromTheWorkingFolder) {
-  TempTree tree;
+  TempDir tree;
   tree.Add("Tracks/Oval.trk");
   tree.Add("Default.rst");
   WorkingFolder here(tree.Root());

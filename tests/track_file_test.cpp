@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "tests/temp_dir.h"
+
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
@@ -637,9 +639,8 @@ TEST(TrackFileWrite, WritesTheDryLimitNotTheWeatherLimit) {
 }
 
 TEST(TrackFileWrite, SaveThenLoadFromDisk) {
-  const std::filesystem::path dir =
-      std::filesystem::path(::testing::TempDir()) / ("velomark_track_" + std::to_string(::getpid()));
-  std::filesystem::create_directories(dir);
+  const testing_support::TempDir temp;
+  const std::filesystem::path& dir = temp.Path();
   const std::string file = (dir / "Lakeside.trk").string();
   const auto built = NewTrack(RoundTripTrack(file));
   ASSERT_FALSE(SaveTrack(*built, file).has_value());
@@ -655,7 +656,6 @@ TEST(TrackFileWrite, SaveThenLoadFromDisk) {
   std::optional<FileError> bad = SaveTrack(*built, (dir / "no_such_folder" / "X.trk").string());
   ASSERT_TRUE(bad.has_value());
   EXPECT_EQ(bad->Code, FileErrorCode::WriteFailed);
-  std::filesystem::remove_all(dir);
 }
 
 TEST(TrackFileWrite, FullSizeTrackRoundTrips) {
