@@ -30,6 +30,7 @@ using CellTable = std::array<std::array<T, kMaxLanes + 1>, kMaxSpaces + 1>;  // 
 struct ApexCell {
   int Lane = 0;
   int Space = 0;
+  bool operator==(const ApexCell&) const = default;
 };
 
 // The first twelve fields of a track file: all the track chooser reads.
@@ -46,6 +47,7 @@ struct TrackHeader {
   int DefaultWearPerLap = 0;
   int TrackLanes = 0;
   int RacingLineSpaces = 0;
+  bool operator==(const TrackHeader&) const = default;
 };
 
 struct Track : TrackHeader {
@@ -85,6 +87,8 @@ struct Track : TrackHeader {
   int PitExitLaneAlt = 2;
 
   bool EverLoaded = false;  // the first load after start-up clears the whole grid
+
+  bool operator==(const Track&) const = default;
 };
 
 // Clears a track before a load: the five lanes become skip cells without a rank or limit,
