@@ -32,23 +32,6 @@ class WorkingFolder {
   fs::path saved_;
 };
 
-TEST(PathNamesTest, NativePathTurnsBackslashesIntoSlashes) {
-  const struct {
-    const char* in;
-    const char* out;
-  } cases[] = {
-      {"Tracks\\Oval.trk", "Tracks/Oval.trk"},
-      {"Online Files\\Car 3\\TIP.txt", "Online Files/Car 3/TIP.txt"},
-      {"already/native", "already/native"},
-      {"mixed\\and/both\\", "mixed/and/both/"},
-      {"", ""},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.in);
-    EXPECT_EQ(NativePath(c.in), c.out);
-  }
-}
-
 TEST(PathNamesTest, DirNameAndBaseNameSplitAtTheLastSeparator) {
   const struct {
     const char* path;
@@ -89,24 +72,6 @@ TEST(PathNamesTest, ReplaceExtensionLooksOnlyAtTheLastComponent) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.path);
     EXPECT_EQ(ReplaceExtension(c.path, c.ext), c.out);
-  }
-}
-
-TEST(PathNamesTest, JoinPathPutsExactlyOneSeparatorBetween) {
-  const struct {
-    const char* folder;
-    const char* name;
-    const char* out;
-  } cases[] = {
-      {"Tracks", "Oval.trk", "Tracks/Oval.trk"},
-      {"Tracks/", "Oval.trk", "Tracks/Oval.trk"},
-      {"Tracks\\", "Oval.trk", "Tracks\\Oval.trk"},
-      {"", "Oval.trk", "Oval.trk"},
-      {"/", "Oval.trk", "/Oval.trk"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.folder) + " + " + c.name);
-    EXPECT_EQ(JoinPath(c.folder, c.name), c.out);
   }
 }
 

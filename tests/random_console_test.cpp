@@ -54,29 +54,6 @@ TEST(RandomTest, SameSeedSameSequenceDifferentSeedsDiffer) {
   EXPECT_EQ(Draw(byDefault, 5), Draw(one, 5));
 }
 
-TEST(RandomTest, ValuesLieInTheHalfOpenUnitIntervalAndDiceAreFair) {
-  Random r(2024);
-  double sum = 0;
-  for (int i = 0; i < 100000; ++i) {
-    const double v = r.Rnd();
-    ASSERT_GE(v, 0.0);
-    ASSERT_LT(v, 1.0);
-    sum += v;
-  }
-  EXPECT_NEAR(sum / 100000, 0.5, 0.01);
-
-  std::array<int, 7> faces{};
-  for (int i = 0; i < 60000; ++i) {
-    const int d = r.Die();
-    ASSERT_GE(d, 1);
-    ASSERT_LE(d, 6);
-    ++faces[static_cast<size_t>(d)];
-  }
-  for (int face = 1; face <= 6; ++face) {
-    EXPECT_NEAR(faces[static_cast<size_t>(face)], 10000, 500) << "face " << face;
-  }
-}
-
 TEST(RandomTest, AScriptComesFirstAndThenTheGeneratorCarriesOnUntouched) {
   Random scripted(99);
   scripted.Script({0.25, 0.75});
