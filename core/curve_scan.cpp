@@ -13,7 +13,8 @@ int LaneOfRank(const Track& t, int space, int rank) {
 }
 
 // The limit reported for a curve found at `space`: the highest limit in 1..299 across the lanes,
-// pulled down by a lower limit on the same rank at the next two spaces.
+// pulled down by a lower limit on the same rank at the next two spaces. On a tie the lowest lane
+// gives the rank.
 int CurveLimitAt(const Track& t, int space) {
   int limit = 0;
   int limitLane = 0;

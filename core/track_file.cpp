@@ -83,6 +83,8 @@ std::optional<FileError> LoadTrackText(Track& track, std::string text, const std
   try {
     ClearTrackForLoad(t);
     ReadHeader(in, t);
+    // A claim beyond 600 fails here, not at cell 601: a file ending early must never leave the
+    // lap longer than the tables.
     t.TrackSpaces = static_cast<int>(in.ReadInteger("TrackSpaces", 1, kMaxSpaces));
     t.TrackLength = t.TrackSpaces;
     double wearFactor = 0;
