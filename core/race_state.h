@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "core/result_tables.h"
 #include "core/track.h"
 
 namespace vm {
@@ -53,6 +54,16 @@ struct RaceState {
   PerCar<bool> CarIsAI{};
   PerCar<bool> CarIsAIAtStart{};
   PerCar<CarRatings> CarDesign{};
+
+  // --- Driver profile of the AI: how wears are spread, and six risk percentages (0..100).
+  PerCar<int> CarLapProfile{};   // 1 Early, 2 Steady, 3 Late
+  PerCar<int> CarRaceProfile{};  // 1 Early, 2 Steady, 3 Late
+  PerCar<int> CarRiskSS{};
+  PerCar<int> CarRiskA{};
+  PerCar<int> CarRiskD{};
+  PerCar<int> CarRiskT{};
+  PerCar<int> CarRiskC{};
+  PerCar<int> CarRiskCA{};
 
   // --- Position and motion.
   PerCar<int> CarSpace{};
@@ -144,6 +155,33 @@ struct RaceState {
   bool OptBlueFlag = false;
   bool OptSlipstreamInCurves = false;
   bool OptNoLaneChangeInCurves = false;
+
+  // --- Settings of the rules.
+  bool AllowManualDice = false;  // humans type their own dice
+  bool RestartAfterPit = false;  // a car from standstill restarts under the start rule
+  bool StartRuleOff = false;
+
+  // --- Settlement of an exceeded limit: working values of the rule being applied.
+  bool AITrialMove = false;    // a trial move of the AI's speed search: rules in their cheap form
+  bool AISpeedSearch = false;  // the AI's speed search is running
+  bool BlueFlagInForce = false;
+  bool SkipCornerCheck = false;
+  int Die1 = 0;
+  int Die2 = 0;
+  int TableResult = 0;
+  int SpeedOverBy = 0;
+  int DecelOverBy = 0;
+  int AccelOverBy = 0;
+  int TopSpeedOverBy = 0;
+  int WearShortfall = 0;  // wears that could not be paid, each owed as a Chance roll
+  int CornerPaidTotal = 0;
+  std::string ResultContext;  // "Cornering", "Pit Entry", "Deceleration", ...
+  bool RiskPassed = false;
+  int DiceCountRequested = 0;
+  int ManualDiceResult = 0;
+
+  // --- The result tables in force (global for the process; not cleared by a race reset).
+  ResultTables Tables;
 
   // --- The circuit, with the occupancy of its cells.
   Track track;

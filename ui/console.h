@@ -2,9 +2,11 @@
 // call per modal panel. The Qt program shows dialogs; the scripted console answers from a script.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vm {
 
@@ -20,6 +22,63 @@ struct FileDialogRequest {
   std::string FileName;       // proposed name, may be empty
 };
 
+// A label and its value as a panel prints them: "Speed Over By" 40.
+struct PanelValue {
+  std::string Label;
+  std::string Text;
+};
+
+// A panel that asks how to pay an excess (cornering, deceleration, collision avoidance, pit
+// entry). Only the frame of the excess is shown; its first option is preselected.
+struct ChoicePanel {
+  std::string Name;  // "frmCorneringTable"
+  std::string Caption;
+  std::vector<PanelValue> Values;  // the excess and the wears line
+  std::vector<std::string> Options;
+  int Preselected = 0;
+  std::string Button = "Continue";
+};
+
+// One row of a result table as a roll panel prints it: low " - " high and its text.
+struct PanelRow {
+  int Low = 0;
+  int High = 0;
+  std::string Text;
+  bool Hidden = false;  // a disabled success row is not shown
+};
+
+// A panel that rolls on a result table. Its button says "Roll", and "Continue" after the roll.
+struct RollPanel {
+  std::string Name;  // "frmChanceTable"
+  std::string Caption;
+  std::vector<PanelValue> Values;  // "Die Roll Modifier" and the like
+  std::vector<std::string> Notes;  // fixed lines, such as the speed modifiers of Spin Damage
+  std::vector<PanelRow> Rows;
+};
+
+enum class ResultColour { None, Green, Red };
+
+// What a roll panel shows once the dice are down: green for a safe result, red for a bad one.
+struct RollResult {
+  int Dice = 0;         // the plain dice
+  int TableResult = 0;  // with modifiers, clamped
+  std::string Text;     // empty when the result is in no row
+  ResultColour Colour = ResultColour::None;
+};
+
+// The manual dice entry: the player picks the bare dice from the list.
+struct DiceEntryPanel {
+  std::string Caption;
+  std::vector<int> Choices;
+};
+
+// The panel a human driver sees when the car crashes.
+struct CrashPanel {
+  std::string Caption;  // "Crash !"
+  std::string Text;     // "NAME has crashed."
+  std::vector<std::string> Buttons;  // "Continue", "End Race"
+};
+
 class Console {
  public:
   virtual ~Console() = default;
@@ -30,6 +89,18 @@ class Console {
   virtual bool AskYesNo(std::string_view question, std::string_view title) = 0;
   // A common file dialog; nullopt when cancelled.
   virtual std::optional<std::string> ChooseFile(const FileDialogRequest& request) = 0;
+
+  // A choice panel; returns the index of the option taken when "Continue" is pressed.
+  virtual int ChooseOption(const ChoicePanel& panel) = 0;
+  // A roll panel. When the player presses "Roll", `roll` throws the dice and gives what to
+  // show; the result is shown, then `settle` carries it out (it may open further panels);
+  // the panel stays until "Continue".
+  virtual void RollTable(const RollPanel& panel, const std::function<RollResult()>& roll,
+                         const std::function<void()>& settle) = 0;
+  // The manual dice entry; returns the number chosen from panel.Choices.
+  virtual int EnterDiceResult(const DiceEntryPanel& panel) = 0;
+  // The crash panel; returns the index of the button pressed.
+  virtual int ShowCrash(const CrashPanel& panel) = 0;
 };
 
 // The standard file message: for error 53 (file not found) the critical message

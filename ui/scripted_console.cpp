@@ -1,10 +1,32 @@
 #include "ui/scripted_console.h"
 
+#include <charconv>
 #include <utility>
 
 namespace vm {
 
 namespace {
+
+const char* ColourName(ResultColour colour) {
+  switch (colour) {
+    case ResultColour::None: return "none";
+    case ResultColour::Green: return "green";
+    case ResultColour::Red: return "red";
+  }
+  return "";
+}
+
+std::string Join(const std::vector<std::string>& items) {
+  std::string out;
+  for (const std::string& item : items) out += (out.empty() ? "" : " | ") + item;
+  return out;
+}
+
+std::string Values(const std::vector<PanelValue>& values) {
+  std::string out;
+  for (const PanelValue& v : values) out += (out.empty() ? "" : "; ") + v.Label + " " + v.Text;
+  return out;
+}
 
 const char* KindName(MessageKind kind) {
   switch (kind) {
@@ -58,6 +80,59 @@ std::optional<std::string> ScriptedConsole::ChooseFile(const FileDialogRequest& 
   Note(std::string(request.Save ? "SAVE FILE " : "OPEN FILE ") + request.Filter + " -> " +
        (chosen ? *chosen : std::string("cancel")) + (fits ? "" : " (default)"));
   return chosen;
+}
+
+int ScriptedConsole::TakeNumber(std::string_view panel, int lo, int hi, int fallback, bool* fromScript) {
+  std::optional<std::string> answer = Take(panel);
+  int value = 0;
+  bool fits = false;
+  if (answer) {
+    const char* end = answer->data() + answer->size();
+    auto [ptr, ec] = std::from_chars(answer->data(), end, value);
+    fits = ec == std::errc() && ptr == end && value >= lo && value <= hi;
+    if (!fits && strict_) Unfit(panel, *answer);
+  }
+  if (fromScript) *fromScript = fits;
+  return fits ? value : fallback;
+}
+
+int ScriptedConsole::ChooseOption(const ChoicePanel& panel) {
+  const int count = static_cast<int>(panel.Options.size());
+  bool scripted = false;
+  const int choice = TakeNumber(panel.Name, 1, count, panel.Preselected + 1, &scripted) - 1;
+  Note("CHOOSE " + panel.Name + " [" + Values(panel.Values) + "] (" + Join(panel.Options) + ") -> " +
+       std::to_string(choice + 1) + (scripted ? "" : " (default)"));
+  return choice;
+}
+
+void ScriptedConsole::RollTable(const RollPanel& panel, const std::function<RollResult()>& roll,
+                                const std::function<void()>& settle) {
+  // The only thing to do on a roll panel is to roll: no answer is taken.
+  const RollResult r = roll();
+  Note("ROLL " + panel.Name + " [" + Values(panel.Values) + "] dice " + std::to_string(r.Dice) + ", result " +
+       std::to_string(r.TableResult) + " -> " + (r.Text.empty() ? "(no row)" : r.Text) + " (" +
+       ColourName(r.Colour) + ")");
+  settle();
+}
+
+int ScriptedConsole::EnterDiceResult(const DiceEntryPanel& panel) {
+  if (panel.Choices.empty()) return 0;
+  bool scripted = false;
+  const int value =
+      TakeNumber("the dice entry", panel.Choices.front(), panel.Choices.back(), panel.Choices.front(), &scripted);
+  Note("DICE " + panel.Caption + " " + std::to_string(panel.Choices.front()) + ".." +
+       std::to_string(panel.Choices.back()) + " -> " + std::to_string(value) + (scripted ? "" : " (default)"));
+  return value;
+}
+
+int ScriptedConsole::ShowCrash(const CrashPanel& panel) {
+  const int count = static_cast<int>(panel.Buttons.size());
+  bool scripted = false;
+  const int button = TakeNumber(panel.Caption, 1, count, 1, &scripted) - 1;
+  Note("CRASH " + panel.Text + " (" + Join(panel.Buttons) + ") -> " +
+       (button >= 0 && button < count ? panel.Buttons[static_cast<size_t>(button)] : std::string()) +
+       (scripted ? "" : " (default)"));
+  return button;
 }
 
 }  // namespace vm

@@ -20,7 +20,8 @@ class ScriptError : public std::runtime_error {
 
 class ScriptedConsole : public Console {
  public:
-  // Answers: "yes", "no", "cancel", "file:PATH"; panels add words of their own.
+  // Answers: "yes", "no", "cancel", "file:PATH"; a choice panel, the crash panel and the dice
+  // entry take a number (the option or button counted from 1, the dice as they read).
   // strict: a missing or unfitting answer throws ScriptError; otherwise the panel's default
   // (No, cancel) is taken and noted in the transcript.
   explicit ScriptedConsole(std::vector<std::string> answers = {}, bool strict = true);
@@ -35,6 +36,11 @@ class ScriptedConsole : public Console {
   void ShowMessage(std::string_view text, std::string_view title, MessageKind kind) override;
   bool AskYesNo(std::string_view question, std::string_view title) override;
   std::optional<std::string> ChooseFile(const FileDialogRequest& request) override;
+  int ChooseOption(const ChoicePanel& panel) override;
+  void RollTable(const RollPanel& panel, const std::function<RollResult()>& roll,
+                 const std::function<void()>& settle) override;
+  int EnterDiceResult(const DiceEntryPanel& panel) override;
+  int ShowCrash(const CrashPanel& panel) override;
 
  protected:
   // Takes the next answer for a panel; nullopt when the script is empty in lenient mode.
@@ -42,6 +48,8 @@ class ScriptedConsole : public Console {
   [[noreturn]] void Unfit(std::string_view panel, std::string_view answer) const;
   void Note(std::string line) { transcript_.push_back(std::move(line)); }
   bool Strict() const { return strict_; }
+  // Takes a number answer in [lo, hi]; the fallback when the script has none (lenient mode).
+  int TakeNumber(std::string_view panel, int lo, int hi, int fallback, bool* fromScript = nullptr);
 
  private:
   std::deque<std::string> answers_;
