@@ -63,6 +63,15 @@ void ResetRaceState(RaceState& rs) {
   for (auto& row : rs.track.CellOccupant) row.fill(0);
 }
 
+void ClearCarCell(RaceState& rs, int car) {
+  if (!IsCarNumber(car)) return;
+  const int space = rs.CarSpace[car];
+  const int lane = rs.CarLane[car];
+  if (space < 0 || space > kMaxSpaces || lane < 0 || lane > kMaxLanes + 1) return;
+  int& cell = rs.track.CellOccupant[static_cast<size_t>(space)][static_cast<size_t>(lane)];
+  if (cell == car) cell = 0;
+}
+
 void TakeDesignCopies(RaceState& rs) {
   for (int car = 1; car <= kMaxCars; ++car) {
     rs.CarDesign[car] = CarRatings{rs.CarDRM[car],          rs.CarStartSpeed[car], rs.CarAcceleration[car],

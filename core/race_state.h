@@ -193,6 +193,9 @@ struct RaceState {
 // RunningOrder becomes 1..CarCount. Grid placement is the caller's next step.
 void ResetRaceState(RaceState& rs);
 
+// Takes a car off the track: empties the cell it stands on, if that cell holds it.
+void ClearCarCell(RaceState& rs, int car);
+
 // Copies the six working ratings of every car into CarDesign.
 void TakeDesignCopies(RaceState& rs);
 

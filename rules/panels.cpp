@@ -1,1 +1,131 @@
-// placeholder
+#include "rules/panels.h"
+
+#include <algorithm>
+
+#include "rules/dice.h"
+
+namespace vm {
+
+namespace {
+
+int Car(const RaceState& rs) { return IsCarNumber(rs.CurrentCar) ? rs.CurrentCar : 1; }
+
+ChoicePanel Choice(std::string name, std::string caption, std::vector<PanelValue> values,
+                   std::vector<std::string> options) {
+  ChoicePanel p;
+  p.Name = std::move(name);
+  p.Caption = std::move(caption);
+  p.Values = std::move(values);
+  p.Options = std::move(options);
+  return p;
+}
+
+struct RollPanelName {
+  const char* Name;
+  const char* Caption;
+};
+
+RollPanelName NameOf(TableId id) {
+  switch (id) {
+    case TableId::StartSpeed: return {"frmStartTable", "Start Speed Exceeded Table"};
+    case TableId::Acceleration: return {"frmAccelerationTable", "Acceleration / Top Speed Exceeded Table"};
+    case TableId::TestBrakes: return {"frmTestBrakes", "Test Brakes"};
+    case TableId::Chance: return {"frmChanceTable", "Chance Table"};
+    case TableId::Collision: return {"frmCollisionTable", "Collision Table"};
+    case TableId::SpinDamage: return {"frmSpinDamageTable", "Spin Damage Table"};
+    case TableId::Weather: return {"frmWeatherTable", "Weather Table"};
+  }
+  return {"", ""};
+}
+
+}  // namespace
+
+std::string SignedText(int value) { return (value > 0 ? "+" : "") + std::to_string(value); }
+
+std::string WearsLine(const RaceState& rs, int car) {
+  const int allotment =
+      rs.GameMode == "Practice" ? rs.CarWearPerLap[car] : rs.CarWearPerLap[car] * rs.RaceWearsMultiplier;
+  return std::to_string(std::max(0, rs.CarWears[car])) + " of " + std::to_string(allotment) + " Wears";
+}
+
+std::vector<std::string> CurveExcessOptions(int over) {
+  if (over == 20) return {"Use 1 Wear", "Consult Chance Table"};
+  if (over == 40) return {"Use 2 Wears", "Use 1 Wear AND Consult Chance Table"};
+  if (over == 60) return {"Use 2 Wears AND Consult Chance Table"};
+  if (over >= 80) return {"Crash - Out of Race"};
+  return {};
+}
+
+std::vector<std::string> DecelerationOptions(int over) {
+  if (over == 20) return {"Use 1 Wear", "Test Brakes"};
+  if (over == 40) return {"Use 2 Wears", "Use 1 Wear AND Test Brakes"};
+  if (over == 60) return {"Use 2 Wears AND Test Brakes"};
+  if (over == 80) return {"Use 3 Wears and Test Brakes"};
+  return {};
+}
+
+std::vector<std::string> CollisionAvoidanceOptions(int over) {
+  if (over == 20) return {"Use 1 Wear", "Roll Collision Avoidance"};
+  if (over == 40) return {"Use 1 Wear AND Roll Collision Avoidance"};
+  if (over > 40) return {"Crash - Out Of Race"};
+  return {};
+}
+
+ChoicePanel CorneringPanel(const RaceState& rs) {
+  return Choice("frmCorneringTable", "Cornering Table",
+                {{"Speed Over By", std::to_string(rs.SpeedOverBy)}, {"Wears Remaining", WearsLine(rs, Car(rs))}},
+                CurveExcessOptions(rs.SpeedOverBy));
+}
+
+ChoicePanel PitEntryPanel(const RaceState& rs) {
+  const int car = Car(rs);
+  return Choice("frmPitEntry", "Pit Entry",
+                {{"Excess Speed = ", std::to_string(rs.SpeedOverBy)},
+                 {"Entry Speed = ", std::to_string(rs.CarDeceleration[car] + 60)},
+                 {", Current Speed = ", std::to_string(rs.CarNewSpeed[car])},
+                 {"Wears Remaining", WearsLine(rs, car)}},
+                CurveExcessOptions(rs.SpeedOverBy));
+}
+
+ChoicePanel DecelerationPanel(const RaceState& rs) {
+  return Choice("frmDecelerationTable", "Deceleration Table",
+                {{"Over Decelerated By", std::to_string(rs.DecelOverBy)}, {"Wear Remaining", WearsLine(rs, Car(rs))}},
+                DecelerationOptions(rs.DecelOverBy));
+}
+
+ChoicePanel CollisionAvoidancePanel(const RaceState& rs) {
+  return Choice("frmCollisionAvoidanceTable", "Collision Avoidance Table",
+                {{"Excess Speed", std::to_string(rs.DecelOverBy)}, {"Wear Remaining", WearsLine(rs, Car(rs))}},
+                CollisionAvoidanceOptions(rs.DecelOverBy));
+}
+
+RollPanel TableRollPanel(const RaceState& rs, TableId id) {
+  const int car = Car(rs);
+  const RollPanelName names = NameOf(id);
+  RollPanel p;
+  p.Name = names.Name;
+  p.Caption = names.Caption;
+  if (id == TableId::SpinDamage) {
+    p.Values = {{"Car Die Roll Modifier", SignedText(rs.CarDRM[car])},
+                {"Speed Die Roll Modifier", SignedText(SpeedDRM(rs.CarSpeed[car]))}};
+    p.Notes = SpeedDRMNotes();
+  } else {
+    p.Values = {{"Die Roll Modifier", SignedText(rs.CarDRM[car])}};
+  }
+  const TableInfo& info = InfoOf(id);
+  for (int i = 0; i < info.RowCount; ++i) {
+    const TableRow& row = RowOf(rs.Tables, id, i);
+    // A disabled success row ends at 1. Spin Damage disables at 0 yet is tested for 1 here too,
+    // so a disabled SD1 stays in view: its players know the panel that way.
+    const bool hidden = i == 0 && id != TableId::Weather && row.RangeHigh == 1;
+    p.Rows.push_back({row.RangeLow, row.RangeHigh, std::string(info.RowLabels[static_cast<size_t>(i)]), hidden});
+  }
+  return p;
+}
+
+CrashPanel CrashPanelFor(const RaceState& rs, int car) {
+  // Of the three sentences the panel could form, the plain one always stands.
+  return {"Crash !", rs.DriverName[car] + " has crashed.", {"Continue", "End Race"}};
+}
+
+}  // namespace vm

@@ -1,1 +1,635 @@
-// placeholder
+#include "rules/consequences.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "rules/panels.h"
+#include "tests/rules_fixture.h"
+
+namespace vm {
+namespace {
+
+using testing_support::Cat;
+using testing_support::ChanceCrash;
+using testing_support::ChanceSafe;
+using testing_support::ChanceSpin;
+using testing_support::Face;
+using testing_support::Highlighted;
+using testing_support::kRiskFails;
+using testing_support::kRiskPasses;
+using testing_support::PlainThen;
+using testing_support::TwoDice;
+
+class ConsequencesTest : public testing_support::RulesTest {};
+
+// One way through a choice table: who decides (a human's option, or an AI car's risk), the
+// draws that follow, and what the car looks like afterwards.
+struct ChoiceCase {
+  const char* Name;
+  int Over;
+  const char* HumanOption;  // "1", "2"; nullptr for an AI car
+  std::vector<double> Draws;
+  int WearsBefore;
+  int WearsAfter;
+  int StatusAfter;
+  std::vector<int> LogKinds;
+};
+
+void PrintTo(const ChoiceCase& c, std::ostream* os) { *os << c.Name; }
+
+class CorneringTable : public testing_support::RulesTest, public ::testing::WithParamInterface<ChoiceCase> {};
+
+TEST_P(CorneringTable, SettlesTheExcessAsItsRowSays) {
+  const ChoiceCase& c = GetParam();
+  if (c.HumanOption) {
+    Human();
+    Answer(c.HumanOption);
+    if (c.StatusAfter == kOutOfRace) Answer("1");  // the crash panel's Continue
+  }
+  rs.CarWears[kCar] = c.WearsBefore;
+  rs.SpeedOverBy = c.Over;
+  rs.CarCurveExcessPaid[kCar] = 20;
+  Script(c.Draws);
+
+  SettleCornering(ctx);
+
+  EXPECT_EQ(rs.CarWears[kCar], c.WearsAfter);
+  EXPECT_EQ(rs.CarStatus[kCar], c.StatusAfter);
+  EXPECT_EQ(rs.CarOutOfRace[kCar], c.StatusAfter == kOutOfRace);
+  EXPECT_EQ(log.Kinds(), c.LogKinds);
+  ExpectDraws(c.Draws.size());
+  EXPECT_EQ(rs.CarCurveExcessPaid[kCar], 20 + c.Over);
+  EXPECT_EQ(rs.CornerPaidTotal, c.Over);
+  EXPECT_EQ(rs.ResultContext, "Cornering");
+  EXPECT_EQ(rs.LapWearsUsed[2][kCar], c.WearsBefore - std::max(c.WearsAfter, 0));
+  EXPECT_TRUE(CheckRaceState(rs).empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryRow, CorneringTable,
+    ::testing::Values(
+        ChoiceCase{"Human20UsesAWear", 20, "1", {}, 5, 4, kRunning, {}},
+        ChoiceCase{"Human20ConsultsChance", 20, "2", ChanceSafe(), 5, 5, kRunning, {kLogChanceSuccess}},
+        ChoiceCase{"AI20RiskFailsPaysAWear", 20, nullptr, {kRiskFails}, 5, 4, kRunning, {}},
+        ChoiceCase{"AI20RiskPassesRollsChance", 20, nullptr, Cat({{kRiskPasses}, ChanceSafe()}), 5, 5, kRunning,
+                   {kLogChanceSuccess}},
+        ChoiceCase{"Human40UsesTwoWears", 40, "1", {}, 5, 3, kRunning, {}},
+        ChoiceCase{"Human40OneWearAndChanceSpins", 40, "2", Cat({ChanceSpin(), {Face(2)}}), 5, 4, kSpinning,
+                   {kLogSpin, kLogSpinDamage}},
+        ChoiceCase{"AI40RiskFailsPaysTwo", 40, nullptr, {kRiskFails}, 5, 3, kRunning, {}},
+        ChoiceCase{"AI40RiskPassesOneWearAndChanceCrashes", 40, nullptr, Cat({{kRiskPasses}, ChanceCrash()}), 5, 4,
+                   kOutOfRace, {kLogCrash}},
+        ChoiceCase{"Human60TwoWearsAndChance", 60, "1", ChanceSafe(), 5, 3, kRunning, {kLogChanceSuccess}},
+        ChoiceCase{"AI60TwoWearsAndChanceWithoutRisk", 60, nullptr, ChanceSafe(), 5, 3, kRunning,
+                   {kLogChanceSuccess}},
+        ChoiceCase{"Human80Crashes", 80, "1", {}, 5, 5, kOutOfRace, {kLogCrash}},
+        ChoiceCase{"AI120Crashes", 120, nullptr, {}, 5, 5, kOutOfRace, {kLogCrash}},
+        ChoiceCase{"ExcessBetweenRowsMatchesNothing", 30, nullptr, {}, 5, 5, kRunning, {}},
+        // Shortfall: each wear not paid is one Chance roll.
+        ChoiceCase{"NoWearsLeftAt20ChoosingTheWear", 20, "1", ChanceSafe(), 0, 0, kRunning, {kLogChanceSuccess}}));
+
+TEST_F(ConsequencesTest, CorneringRowRollComesBeforeTheShortfallRoll) {
+  // 1 wear at 60 over: one wear paid, one short. The row's roll (safe) comes first, then the
+  // shortfall's (a spin); the other order would log the spin first.
+  rs.CarWears[kCar] = 1;
+  rs.SpeedOverBy = 60;
+  Script(Cat({ChanceSafe(), ChanceSpin(), {Face(1)}}));
+  SettleCornering(ctx);
+  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogChanceSuccess, kLogSpin, kLogSpinDamage}));
+  EXPECT_EQ(log.events[0].Text, "Cornering");
+  EXPECT_EQ(log.events[1].Text, "Chance Table");
+  EXPECT_EQ(rs.CarWears[kCar], 0);
+  EXPECT_EQ(rs.LapWearsUsed[2][kCar], 1);
+  EXPECT_EQ(rs.WearShortfall, 0);
+  ExpectDraws(9);
+}
+
+TEST_F(ConsequencesTest, ASpinInTheRowRollCancelsTheShortfallRolls) {
+  // The spin's ApplyResult starts afresh with no shortfall, so the owed roll is never made.
+  rs.CarWears[kCar] = 1;
+  rs.SpeedOverBy = 60;
+  Script(Cat({ChanceSpin(), {Face(1)}}));
+  SettleCornering(ctx);
+  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogSpin, kLogSpinDamage}));
+  ExpectDraws(5);
+}
+
+TEST_F(ConsequencesTest, CorneringPanelShowsTheExcessTheWearsAndOnlyItsFrame) {
+  Human();
+  rs.CarWears[kCar] = 7;
+  rs.SpeedOverBy = 40;
+  Answer("1");
+  SettleCornering(ctx);
+  EXPECT_EQ(Shown("CHOOSE"), (std::vector<std::string>{
+                                 "CHOOSE frmCorneringTable [Speed Over By 40; Wears Remaining 7 of 12 Wears] "
+                                 "(Use 2 Wears | Use 1 Wear AND Consult Chance Table) -> 1"}));
+  rs.GameMode = "Practice";
+  EXPECT_EQ(WearsLine(rs, kCar), "5 of 4 Wears");
+  rs.CarWears[kCar] = -3;  // a trial may overdraw; the panel never shows it
+  EXPECT_EQ(WearsLine(rs, kCar), "0 of 4 Wears");
+}
+
+TEST_F(ConsequencesTest, BlueFlagCorneringTakesNoTableButSpacesAndSpeed) {
+  rs.BlueFlagInForce = true;
+  rs.track.CellSpeedLimit[20][1] = 100;
+  rs.SpeedOverBy = 40;
+  rs.SpacesLeft = 5;
+  SettleCornering(ctx);
+  EXPECT_EQ(rs.SpacesLeft, 3);
+  EXPECT_EQ(rs.CarNewSpeed[kCar], 100);
+  EXPECT_EQ(rs.CarSpeed[kCar], 100);
+  EXPECT_EQ(rs.WorkSpeed, 100);
+  EXPECT_EQ(rs.SpeedOverBy, 0);
+  EXPECT_EQ(rs.CarWears[kCar], 5);
+
+  // On an open cell with a limit the excess comes off the speed; with under two spaces left, all go.
+  rs.track.CellSpeedLimit[20][1] = 500;
+  rs.SpeedOverBy = 20;
+  rs.SpacesLeft = 1.5;
+  SettleCornering(ctx);
+  EXPECT_EQ(rs.CarNewSpeed[kCar], 80);
+  EXPECT_EQ(rs.SpacesLeft, 0);
+
+  // On an open straight nothing changes at all.
+  rs.track.CellSpeedLimit[20][1] = kOpenStraight;
+  rs.SpeedOverBy = 20;
+  rs.SpacesLeft = 4;
+  SettleCornering(ctx);
+  EXPECT_EQ(rs.CarNewSpeed[kCar], 80);
+  EXPECT_EQ(rs.SpacesLeft, 4);
+  EXPECT_EQ(rs.SpeedOverBy, 20);
+  ExpectDraws(0);
+
+  // The search ignores the flag and prices the table.
+  rs.AITrialMove = true;
+  Script({kRiskFails});
+  SettleCornering(ctx);
+  EXPECT_EQ(rs.CarWears[kCar], 4);
+}
+
+TEST_F(ConsequencesTest, PitEntrySharesTheRowsButCrashesAsCorneringAndAddsNothingToTheCurve) {
+  Human();
+  rs.SpeedOverBy = 80;
+  Answer("1");
+  Answer("1");
+  SettlePitEntry(ctx);
+  EXPECT_EQ(rs.ResultContext, "Pit Entry");
+  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogCrash, kCar, "Cornering"}}));
+  EXPECT_EQ(rs.CarStatus[kCar], kOutOfRace);
+  EXPECT_EQ(rs.CornerPaidTotal, 0);
+  EXPECT_EQ(Shown("CHOOSE").at(0),
+            "CHOOSE frmPitEntry [Excess Speed =  80; Entry Speed =  100; , Current Speed =  120; "
+            "Wears Remaining 5 of 12 Wears] (Crash - Out of Race) -> 1");
+}
+
+TEST_F(ConsequencesTest, PitEntryAIRiskDecidesAsInACurve) {
+  rs.SpeedOverBy = 20;
+  Script(Cat({{kRiskPasses}, ChanceSafe()}));
+  SettlePitEntry(ctx);
+  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogChanceSuccess, kCar, "Pit Entry"}}));
+  ExpectDraws(5);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Deceleration
+
+class DecelerationTable : public testing_support::RulesTest, public ::testing::WithParamInterface<ChoiceCase> {};
+
+TEST_P(DecelerationTable, SettlesTheOverBrakingAsItsRowSays) {
+  const ChoiceCase& c = GetParam();
+  if (c.HumanOption) {
+    Human();
+    Answer(c.HumanOption);
+  }
+  rs.CarWears[kCar] = c.WearsBefore;
+  rs.DecelOverBy = c.Over;
+  Script(c.Draws);
+
+  SettleDeceleration(ctx);
+
+  EXPECT_EQ(rs.CarWears[kCar], c.WearsAfter);
+  EXPECT_EQ(rs.CarStatus[kCar], c.StatusAfter);
+  EXPECT_EQ(log.Kinds(), c.LogKinds);
+  ExpectDraws(c.Draws.size());
+  EXPECT_EQ(rs.DecelOverBy, 0);
+  EXPECT_EQ(rs.ResultContext, "Deceleration");
+}
+
+// Test Brakes results with modifier 0 on the usual table.
+std::vector<double> BrakesHold() { return PlainThen(2, 2); }  // 4
+std::vector<double> BrakesFail() { return PlainThen(6, 5); }  // 11
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryRow, DecelerationTable,
+    ::testing::Values(
+        ChoiceCase{"Human20UsesAWear", 20, "1", {}, 5, 4, kRunning, {}},
+        ChoiceCase{"Human20TestsBrakes", 20, "2", BrakesHold(), 5, 5, kRunning, {kLogBrakeTested}},
+        ChoiceCase{"AI20RiskFailsPaysAWear", 20, nullptr, {kRiskFails}, 5, 4, kRunning, {}},
+        // Where the human tests the brakes, the AI that takes the risk rolls Chance.
+        ChoiceCase{"AI20RiskPassesRollsChance", 20, nullptr, Cat({{kRiskPasses}, ChanceSafe()}), 5, 5, kRunning,
+                   {kLogChanceSuccess}},
+        ChoiceCase{"Human40UsesTwoWears", 40, "1", {}, 5, 3, kRunning, {}},
+        ChoiceCase{"Human40OneWearAndBrakesFail", 40, "2", BrakesFail(), 5, 3, kRunning, {kLogBrakeDamage}},
+        ChoiceCase{"AI40RiskFailsPaysTwo", 40, nullptr, {kRiskFails}, 5, 3, kRunning, {}},
+        ChoiceCase{"AI40RiskPassesOneWearAndChance", 40, nullptr, Cat({{kRiskPasses}, ChanceSpin(), {Face(3)}}), 5,
+                   4, kSpinning, {kLogSpin, kLogSpinDamage}},
+        ChoiceCase{"Human60TwoWearsAndTest", 60, "1", BrakesHold(), 5, 3, kRunning, {kLogBrakeTested}},
+        ChoiceCase{"AI60TwoWearsAndTestWithoutRisk", 60, nullptr, BrakesHold(), 5, 3, kRunning, {kLogBrakeTested}},
+        ChoiceCase{"AI80ThreeWearsAndTest", 80, nullptr, BrakesHold(), 5, 2, kRunning, {kLogBrakeTested}},
+        ChoiceCase{"Human80ThreeWearsAndTest", 80, "1", BrakesFail(), 5, 1, kRunning, {kLogBrakeDamage}},
+        ChoiceCase{"Over80MatchesNothing", 100, nullptr, {}, 5, 5, kRunning, {}},
+        // One wear at 80: two short, two Chance rolls at once, then the brake test.
+        ChoiceCase{"ShortfallRollsComeBeforeTheBrakeTest", 80, nullptr, Cat({ChanceSafe(), ChanceSafe(), BrakesHold()}),
+                   1, 0, kRunning, {kLogChanceSuccess, kLogChanceSuccess, kLogBrakeTested}}));
+
+TEST_F(ConsequencesTest, FailedBrakesCostDecelerationAWearAndARollForAWearNotThere) {
+  rs.CarWears[kCar] = 0;
+  Script(Cat({BrakesFail(), ChanceSafe()}));
+  RollTestBrakes(ctx);
+  EXPECT_EQ(rs.CarDeceleration[kCar], 20);
+  EXPECT_TRUE(rs.CarBrakesDamaged[kCar]);
+  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogBrakeDamage, kLogChanceSuccess}));
+  ExpectDraws(8);
+
+  // Brakes down to nothing put the car out; the wear and its roll no longer apply.
+  rs.CarDeceleration[kCar] = 20;
+  Script(BrakesFail());
+  RollTestBrakes(ctx);
+  EXPECT_EQ(rs.CarStatus[kCar], kOutOfRace);
+  EXPECT_EQ(rs.CarsOut, 1);
+  EXPECT_EQ(rs.track.CellOccupant[20][1], 0);
+  EXPECT_EQ(rng.ScriptLeft(), 0u);
+}
+
+TEST_F(ConsequencesTest, BrakeTestLogsItsRoll) {
+  Script(BrakesHold());
+  rs.CarDRM[kCar] = 1;
+  RollTestBrakes(ctx);
+  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogBrakeTested, kCar, "5"}}));
+  EXPECT_EQ(rs.Die2, 4);
+  EXPECT_EQ(rs.TableResult, 5);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Acceleration, top speed and start speed
+
+TEST_F(ConsequencesTest, AccelerationTableSafeLogsEachExcessAndClearsThem) {
+  Human();
+  rs.AccelOverBy = 20;
+  rs.TopSpeedOverBy = 20;
+  Script(PlainThen(4, 5));
+  SettleAcceleration(ctx);
+  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogAccelExceeded, kLogTopSpeedExceeded}));
+  EXPECT_EQ(rs.AccelOverBy, 0);
+  EXPECT_EQ(rs.TopSpeedOverBy, 0);
+  EXPECT_EQ(Shown("ROLL"), (std::vector<std::string>{"ROLL frmAccelerationTable [Die Roll Modifier 0] dice 9, "
+                                                     "result 9 -> Top Speed Safely Exceeded (green)"}));
+  ExpectDraws(4);
+}
+
+TEST_F(ConsequencesTest, EngineDamageCostsTwentyNowAndTheRatingForGood) {
+  rs.AccelOverBy = 60;
+  rs.WorkSpeed = 160;
+  rs.CarNewSpeed[kCar] = 160;
+  rs.SpacesLeft = 8;
+  Script(PlainThen(5, 6));
+  SettleAcceleration(ctx);
+  EXPECT_EQ(rs.CarAcceleration[kCar], 20);
+  EXPECT_TRUE(rs.CarEngineDamaged[kCar]);
+  EXPECT_EQ(rs.WorkSpeed, 140);
+  EXPECT_EQ(rs.CarNewSpeed[kCar], 140);
+  EXPECT_EQ(rs.CarSpeed[kCar], 100);
+  EXPECT_EQ(rs.SpacesLeft, 7);
+  EXPECT_EQ(rs.CarTopSpeed[kCar], 200);
+  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogEngineAccelDamage}));
+  ExpectDraws(4);
+}
+
+TEST_F(ConsequencesTest, TopSpeedDamageBelow121PutsTheCarOut) {
+  Human();
+  rs.CarTopSpeed[kCar] = 140;
+  rs.TopSpeedOverBy = 20;
+  Script(PlainThen(6, 6));
+  Answer("2");  // End Race on the crash panel
+  SettleAcceleration(ctx);
+  EXPECT_EQ(rs.CarTopSpeed[kCar], 120);
+  EXPECT_EQ(rs.CarStatus[kCar], kOutOfRace);
+  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogEngineTopDamage, kLogCrash}));
+  EXPECT_TRUE(rs.RaceEndedByUser);
+  EXPECT_EQ(Shown("CRASH"), (std::vector<std::string>{"CRASH Driver 3 has crashed. (Continue | End Race) -> End Race"}));
+  EXPECT_EQ(Shown("ROLL").at(0), "ROLL frmAccelerationTable [Die Roll Modifier 0] dice 12, result 12 -> Engine Damage (red)");
+}
+
+TEST_F(ConsequencesTest, StartSpeedRollDrawsTwoAndLogsASafeStart) {
+  rs.AccelOverBy = 80;
+  Script(TwoDice(3, 3));
+  SettleStartSpeed(ctx);
+  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogStartSpeedExceeded}));
+  EXPECT_EQ(rs.ResultContext, "Start Speed");
+  EXPECT_EQ(rs.AccelOverBy, 0);
+  ExpectDraws(2);
+}
+
+TEST_F(ConsequencesTest, EngineStallOnTheGridIsOutOfTheRaceElsewhereAStall) {
+  rs.CarSpeed[kCar] = 0;
+  Script(TwoDice(5, 6));
+  SettleStartSpeed(ctx);
+  EXPECT_EQ(rs.CarStatus[kCar], kOutOfRace);
+  EXPECT_TRUE(rs.CarOutOfRace[kCar]);
+  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogOutStalled, kCar, " "}}));
+
+  // With restarts after a pit stop the same result only stalls the car.
+  rs.CarOutOfRace[kCar] = false;
+  rs.CarStatus[kCar] = kRunning;
+  Place(kCar, 20, 1);
+  rs.RestartAfterPit = true;
+  rs.CarNewSpeed[kCar] = 80;
+  rs.WorkSpeed = 80;
+  rs.SpacesLeft = 4;
+  log.events.clear();
+  Script(TwoDice(5, 6));
+  SettleStartSpeed(ctx);
+  EXPECT_EQ(rs.CarStatus[kCar], kStalled);
+  EXPECT_EQ(rs.CarSpeed[kCar], 0);
+  EXPECT_EQ(rs.CarNewSpeed[kCar], 0);
+  EXPECT_EQ(rs.WorkSpeed, 0);
+  EXPECT_EQ(rs.SpacesLeft, 0);
+  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogStall}));
+  EXPECT_TRUE(CheckRaceState(rs).empty());
+}
+
+// ---------------------------------------------------------------------------------------------
+// Collision avoidance
+
+class CollisionAvoidanceTable : public testing_support::RulesTest,
+                                public ::testing::WithParamInterface<ChoiceCase> {};
+
+TEST_P(CollisionAvoidanceTable, SettlesTheShedSpeedAsItsRowSays) {
+  const ChoiceCase& c = GetParam();
+  if (c.HumanOption) {
+    Human();
+    Answer(c.HumanOption);
+    if (c.StatusAfter == kOutOfRace) Answer("1");
+  }
+  rs.CarWears[kCar] = c.WearsBefore;
+  rs.DecelOverBy = c.Over;
+  Script(c.Draws);
+  SettleCollisionAvoidance(ctx);
+  EXPECT_EQ(rs.CarWears[kCar], c.WearsAfter);
+  EXPECT_EQ(rs.CarStatus[kCar], c.StatusAfter);
+  EXPECT_EQ(log.Kinds(), c.LogKinds);
+  ExpectDraws(c.Draws.size());
+  EXPECT_EQ(rs.ResultContext, "Collision Avoidance");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryRow, CollisionAvoidanceTable,
+    ::testing::Values(
+        ChoiceCase{"Human20UsesAWear", 20, "1", {}, 5, 4, kRunning, {}},
+        ChoiceCase{"Human20RollsCollision", 20, "2", PlainThen(1, 2), 5, 5, kRunning, {kLogSpeedReduced}},
+        ChoiceCase{"AI20RiskFailsPaysAWear", 20, nullptr, {kRiskFails}, 5, 4, kRunning, {}},
+        // The AI that takes the risk rolls Chance, not the Collision table.
+        ChoiceCase{"AI20RiskPassesRollsChance", 20, nullptr, Cat({{kRiskPasses}, ChanceSafe()}), 5, 5, kRunning,
+                   {kLogChanceSuccess}},
+        ChoiceCase{"Human40OneWearAndCollisionSpins", 40, "1", Cat({PlainThen(4, 4), {Face(4)}}), 5, 4, kSpinning,
+                   {kLogSpin, kLogEngineAccelDamage}},
+        ChoiceCase{"AI40OneWearAndCollisionCrashes", 40, nullptr, PlainThen(6, 4), 5, 4, kOutOfRace, {kLogCrash}},
+        ChoiceCase{"Human60Crashes", 60, "1", {}, 5, 5, kOutOfRace, {kLogCrash}},
+        ChoiceCase{"Under20MatchesNothing", 10, nullptr, {}, 5, 5, kRunning, {}}));
+
+TEST_F(ConsequencesTest, ABlockedCarShedsItsSpacesAsSpeed) {
+  rs.CarNewSpeed[kCar] = 100;
+  rs.SpacesLeft = 1;
+  Script({kRiskFails});
+  CollisionAvoidance(ctx);
+  EXPECT_EQ(rs.CarNewSpeed[kCar], 80);
+  EXPECT_EQ(rs.CarSpeed[kCar], 80);
+  EXPECT_EQ(rs.SpacesLeft, 0);
+  EXPECT_EQ(rs.CarWears[kCar], 4);
+
+  // Three spaces to shed is a crash, named for the rule.
+  rs.CarNewSpeed[kCar] = 120;
+  rs.SpacesLeft = 3;
+  CollisionAvoidance(ctx);
+  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogCrash, kCar, "Collision Avoidance"}}));
+  EXPECT_EQ(rs.CarNewSpeed[kCar], 60);
+  EXPECT_EQ(rs.SpacesLeft, 0);
+  ExpectDraws(1);
+}
+
+TEST_F(ConsequencesTest, UnderABlueFlagABlockedCarOnlyLosesItsSpaces) {
+  rs.BlueFlagInForce = true;
+  rs.CarNewSpeed[kCar] = 100;
+  rs.CarDraftTarget[kCar] = 2;
+  rs.SpacesLeft = 2;
+  CollisionAvoidance(ctx);
+  EXPECT_EQ(rs.CarNewSpeed[kCar], 60);
+  EXPECT_EQ(rs.CarSpeed[kCar], 60);
+  EXPECT_EQ(rs.WorkSpeed, 60);
+  EXPECT_EQ(rs.CarDraftTarget[kCar], 0);
+  EXPECT_EQ(rs.SpacesLeft, 0);
+  EXPECT_EQ(rs.CarWears[kCar], 5);
+  rs.SpacesLeft = 9;
+  CollisionAvoidance(ctx);
+  EXPECT_EQ(rs.CarNewSpeed[kCar], 0);
+  ExpectDraws(0);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Chance, Collision and Spin Damage
+
+TEST_F(ConsequencesTest, SpinDamageRowsEachDamageTheirRating) {
+  struct Row {
+    int Die;
+    std::vector<int> Kinds;
+    int Acc, Dec, Top;
+  };
+  for (const Row& row : {Row{3, {kLogSpinDamage}, 40, 40, 200}, Row{4, {kLogEngineAccelDamage}, 20, 40, 200},
+                         Row{5, {kLogBrakeDamage}, 40, 20, 200}, Row{6, {kLogEngineTopDamage}, 40, 40, 180}}) {
+    SCOPED_TRACE(row.Die);
+    rs.CarAcceleration[kCar] = 40;
+    rs.CarDeceleration[kCar] = 40;
+    rs.CarTopSpeed[kCar] = 200;
+    log.events.clear();
+    Script({Face(row.Die)});
+    RollSpinDamage(ctx);
+    EXPECT_EQ(rs.Die1, row.Die);
+    EXPECT_EQ(log.Kinds(), row.Kinds);
+    EXPECT_EQ(rs.CarAcceleration[kCar], row.Acc);
+    EXPECT_EQ(rs.CarDeceleration[kCar], row.Dec);
+    EXPECT_EQ(rs.CarTopSpeed[kCar], row.Top);
+  }
+  ExpectDraws(4);
+}
+
+TEST_F(ConsequencesTest, SpinDamageAddsTheSpeedModifierAndClampsAtSix) {
+  // 3 + 2 (car) + 2 (speed 200) = 7, clamped to 6: top speed damage.
+  rs.CarSpeed[kCar] = 200;
+  rs.CarDRM[kCar] = 2;
+  Human();
+  Script({Face(3)});
+  RollSpinDamage(ctx);
+  EXPECT_EQ(rs.TableResult, 6);
+  EXPECT_EQ(rs.CarTopSpeed[kCar], 180);
+  EXPECT_EQ(Shown("ROLL"), (std::vector<std::string>{"ROLL frmSpinDamageTable [Car Die Roll Modifier +2; Speed Die Roll "
+                                                     "Modifier +2] dice 3, result 6 ->  Spin - Engine Damage - Top "
+                                                     "Speed (red)"}));
+  // A one-die table draws once per die: two dice on a hand-made table draw twice.
+  rs.Tables.SD1.DiceCount = 2;
+  Script(TwoDice(1, 1));
+  RollSpinDamage(ctx);
+  ExpectDraws(3);
+}
+
+TEST_F(ConsequencesTest, ChanceRollDrawsFourAndSpinsIntoSpinDamage) {
+  rs.CarSpeed[kCar] = 80;  // speed modifier -1
+  Script(Cat({ChanceSpin(), {Face(5)}}));  // spin damage 5 - 1 = 4: engine
+  rs.ResultContext = "Cornering";
+  RollChance(ctx);
+  EXPECT_EQ(rs.CarStatus[kCar], kSpinning);
+  EXPECT_EQ(rs.WorkSpeed, 0);
+  EXPECT_EQ(rs.SpacesLeft, 0);
+  EXPECT_EQ(rs.CarAcceleration[kCar], 20);
+  EXPECT_EQ(rs.CarSpeed[kCar], 60);
+  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogSpin, kCar, "Chance Table"}, {kLogEngineAccelDamage, kCar, " "}}));
+  ExpectDraws(5);
+}
+
+TEST_F(ConsequencesTest, HumanSeesEachRollAndTheCrashPanel) {
+  Human();
+  Script(Cat({ChanceSafe(), ChanceCrash(), ChanceSafe()}));
+  Answer("1");
+  int count = 3;
+  ChanceRolls(ctx, count);
+  EXPECT_EQ(count, 0);
+  // The crash ends the series: the third roll is never made.
+  EXPECT_EQ(Shown("ROLL"), (std::vector<std::string>{
+                               "ROLL frmChanceTable [Die Roll Modifier 0] dice 2, result 2 -> Safely Driven (green)",
+                               "ROLL frmChanceTable [Die Roll Modifier 0] dice 10, result 10 -> Crash - Out of Race (red)"}));
+  EXPECT_EQ(Shown("CRASH").size(), 1u);
+  EXPECT_FALSE(rs.RaceEndedByUser);
+  EXPECT_EQ(rng.ScriptLeft(), 4u);
+  EXPECT_TRUE(CheckRaceState(rs).empty());
+}
+
+TEST_F(ConsequencesTest, CollisionTableSpinsAndCrashesNamedForTheTable) {
+  Script(Cat({PlainThen(3, 5), {Face(1)}, PlainThen(6, 6)}));
+  RollCollision(ctx);
+  RollCollision(ctx);
+  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogSpin, kCar, "Collision Table"},
+                                                  {kLogSpinDamage, kCar, " "},
+                                                  {kLogCrash, kCar, "Collision Table"}}));
+  ExpectDraws(9);
+}
+
+TEST_F(ConsequencesTest, TestBrakesIsOneRollWhateverTheCountAndNoneForACarThatIsOut) {
+  int count = 3;
+  Script(BrakesHold());
+  TestBrakes(ctx, count);
+  EXPECT_EQ(count, 0);
+  rs.CarOutOfRace[kCar] = true;
+  count = 1;
+  TestBrakes(ctx, count);
+  int owed = 2;
+  ChanceRolls(ctx, owed);
+  EXPECT_EQ(owed, 0);
+  ExpectDraws(4);
+}
+
+// ---------------------------------------------------------------------------------------------
+// ApplyResult
+
+TEST_F(ConsequencesTest, ApplyResultLeavesOutAndFinishedCarsAlone) {
+  rs.CarLap[kCar] = 11;
+  ApplyResult(ctx, kCar, {.Wears = 2, .Spin = true});
+  EXPECT_EQ(rs.CarWears[kCar], 5);
+  EXPECT_EQ(rs.CarStatus[kCar], kRunning);
+  rs.CarLap[kCar] = 2;
+  rs.CarOutOfRace[kCar] = true;
+  ApplyResult(ctx, kCar, {.Crash = true});
+  EXPECT_EQ(rs.CarsOut, 0);
+  EXPECT_TRUE(log.events.empty());
+}
+
+TEST_F(ConsequencesTest, WearsArePaidAndCountedForTheLapUntilTheyRunOut) {
+  rs.CarLap[kCar] = 4;
+  ApplyResult(ctx, kCar, {.Wears = 3});
+  EXPECT_EQ(rs.CarWears[kCar], 2);
+  EXPECT_EQ(rs.WearShortfall, 0);
+  ApplyResult(ctx, kCar, {.Wears = 3});
+  EXPECT_EQ(rs.CarWears[kCar], 0);
+  EXPECT_EQ(rs.WearShortfall, 1);
+  EXPECT_EQ(rs.LapWearsUsed[4][kCar], 5);
+  ApplyResult(ctx, kCar, {.Wears = 0});
+  EXPECT_EQ(rs.WearShortfall, 0);
+}
+
+TEST_F(ConsequencesTest, DamageToStandingCarsStopsAtZeroAndZeroRatingsPutTheCarOut) {
+  rs.CarSpeed[kCar] = 0;
+  rs.WorkSpeed = 20;
+  rs.CarNewSpeed[kCar] = 20;
+  rs.SpacesLeft = 0.5;
+  rs.CarAcceleration[kCar] = 20;
+  ApplyResult(ctx, kCar, {.EngineAccel = true});
+  EXPECT_EQ(rs.CarSpeed[kCar], 0);
+  EXPECT_EQ(rs.WorkSpeed, 0);
+  EXPECT_EQ(rs.SpacesLeft, 0);
+  EXPECT_EQ(rs.CarStatus[kCar], kOutOfRace);
+  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogEngineAccelDamage, kCar, " "}, {kLogCrash, kCar, ""}}));
+  EXPECT_TRUE(CheckRaceState(rs).empty());
+}
+
+TEST_F(ConsequencesTest, TheSearchSeesEveryOutcomeAsWearsAndLeavesNoTrace) {
+  rs.AISpeedSearch = true;
+  ApplyResult(ctx, kCar, {.Spin = true});
+  EXPECT_EQ(rs.CarWears[kCar], 0);
+  ApplyResult(ctx, kCar, {.Wears = 3});
+  EXPECT_EQ(rs.CarWears[kCar], -3);
+  ApplyResult(ctx, kCar, {.BrakeDamage = true, .Stall = true});
+  EXPECT_EQ(rs.CarWears[kCar], -3);
+  EXPECT_EQ(rs.CarStatus[kCar], kRunning);
+  EXPECT_EQ(rs.CarDeceleration[kCar], 40);
+  EXPECT_EQ(rs.LapWearsUsed[2][kCar], 0);
+  EXPECT_TRUE(log.events.empty());
+  EXPECT_TRUE(console.Transcript().empty());
+}
+
+TEST_F(ConsequencesTest, TrialRollsDrawAsLiveOnesAndOnlyCountWears) {
+  Human();  // the search drives every car, so no panel opens
+  rs.AITrialMove = true;
+  Script(Cat({ChanceCrash(), PlainThen(6, 6), {Face(6)}}));
+  RollChance(ctx);
+  EXPECT_EQ(rs.CarWears[kCar], 4);
+  RollCollision(ctx);
+  EXPECT_EQ(rs.CarWears[kCar], -1);
+  RollSpinDamage(ctx);
+  EXPECT_EQ(rs.CarWears[kCar], -6);
+  EXPECT_EQ(rs.CarStatus[kCar], kRunning);
+  EXPECT_TRUE(log.events.empty());
+  ExpectDraws(9);
+
+  // Cornering at 40 with the risk taken: one risk draw, a trial Chance roll (one wear), one wear.
+  rs.CarWears[kCar] = 5;
+  rs.SpeedOverBy = 40;
+  Script(Cat({{kRiskPasses}, ChanceCrash()}));
+  SettleCornering(ctx);
+  EXPECT_EQ(rs.CarWears[kCar], 3);
+  EXPECT_TRUE(console.Transcript().empty());
+}
+
+TEST_F(ConsequencesTest, OutsideATrialMoveTheSearchRollsInFullButPaysCheaply) {
+  // The commit of the search clears AITrialMove but keeps AISpeedSearch: the Chance table is
+  // looked up, its spin costs five wears, and spin damage is rolled but changes nothing.
+  rs.AISpeedSearch = true;
+  Script(Cat({ChanceSpin(), {Face(6)}}));
+  RollChance(ctx);
+  EXPECT_EQ(rs.CarWears[kCar], 0);
+  EXPECT_EQ(rs.CarStatus[kCar], kRunning);
+  EXPECT_EQ(rs.CarTopSpeed[kCar], 200);
+  ExpectDraws(5);
+}
+
+}  // namespace
+}  // namespace vm
