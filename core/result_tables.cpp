@@ -47,18 +47,22 @@ constexpr std::array<TableInfo, kTableCount> kTables{{
     {TableId::Weather, "Weather", {"W1", "W2", "W3", ""}, {"Move Left", "Steady", "Move Right", ""}, 3, 12},
 }};
 
-template <class Tables, class Row>
-Row& Pick(Tables& t, TableId id, int index) {
-  Row* rows[kTableCount][4] = {
-      {&t.SS1, &t.SS2, nullptr, nullptr}, {&t.A1, &t.A2, nullptr, nullptr},
-      {&t.TB1, &t.TB2, nullptr, nullptr}, {&t.CH1, &t.CH2, &t.CH3, nullptr},
-      {&t.CT1, &t.CT2, &t.CT3, nullptr}, {&t.SD1, &t.SD2, &t.SD3, &t.SD4},
-      {&t.W1, &t.W2, &t.W3, nullptr},
-  };
+using RowMember = TableRow ResultTables::*;
+constexpr RowMember kRows[kTableCount][4] = {
+    {&ResultTables::SS1, &ResultTables::SS2, nullptr, nullptr},
+    {&ResultTables::A1, &ResultTables::A2, nullptr, nullptr},
+    {&ResultTables::TB1, &ResultTables::TB2, nullptr, nullptr},
+    {&ResultTables::CH1, &ResultTables::CH2, &ResultTables::CH3, nullptr},
+    {&ResultTables::CT1, &ResultTables::CT2, &ResultTables::CT3, nullptr},
+    {&ResultTables::SD1, &ResultTables::SD2, &ResultTables::SD3, &ResultTables::SD4},
+    {&ResultTables::W1, &ResultTables::W2, &ResultTables::W3, nullptr},
+};
+
+RowMember MemberOf(TableId id, int index) {
   const int table = static_cast<int>(id);
-  if (table < 0 || table >= kTableCount || index < 0 || index >= kTables[table].RowCount)
+  if (table < 0 || table >= kTableCount || index < 0 || index >= kTables[static_cast<size_t>(table)].RowCount)
     throw std::out_of_range("no such result table row");
-  return *rows[table][index];
+  return kRows[table][index];
 }
 
 }  // namespace
@@ -66,11 +70,7 @@ Row& Pick(Tables& t, TableId id, int index) {
 const TableInfo& InfoOf(TableId id) { return kTables.at(static_cast<size_t>(id)); }
 const std::array<TableInfo, kTableCount>& AllTables() { return kTables; }
 
-TableRow& RowOf(ResultTables& tables, TableId id, int index) {
-  return Pick<ResultTables, TableRow>(tables, id, index);
-}
-const TableRow& RowOf(const ResultTables& tables, TableId id, int index) {
-  return Pick<const ResultTables, const TableRow>(tables, id, index);
-}
+TableRow& RowOf(ResultTables& tables, TableId id, int index) { return tables.*MemberOf(id, index); }
+const TableRow& RowOf(const ResultTables& tables, TableId id, int index) { return tables.*MemberOf(id, index); }
 
 }  // namespace vm

@@ -31,7 +31,7 @@ struct RollSpec {
 };
 
 // Throws a table's dice for the current car and finds the rows that hold the result.
-RollResult Throw(RuleContext& ctx, const RollSpec& spec, std::vector<int>& rows) {
+RollResult Throw(RuleContext& ctx, const RollSpec& spec, RowHits& rows) {
   RaceState& rs = ctx.rs;
   const int car = Current(ctx);
   if (spec.PlainDiceFirst) DrawPlainDice(ctx);
@@ -55,7 +55,7 @@ void Show(RollResult& r, std::string text, bool safe) {
 template <class Describe, class Settle>
 void RunTable(RuleContext& ctx, const RollSpec& spec, Describe describe, Settle settle) {
   RaceState& rs = ctx.rs;
-  std::vector<int> rows;
+  RowHits rows;
   if (spec.TrialCost && rs.AITrialMove) {
     Throw(ctx, spec, rows);
     rs.CarWears[Current(ctx)] -= *spec.TrialCost;
@@ -79,15 +79,17 @@ void RunTable(RuleContext& ctx, const RollSpec& spec, Describe describe, Settle 
 
 // --- Choices ----------------------------------------------------------------------------------
 
-// Which option of the frame is taken: the human's click, or for an AI car the second option when
-// its risk passes. A frame of one option draws nothing. -1 when no frame fits the excess.
-int PickOption(RuleContext& ctx, const ChoicePanel& panel, std::string_view risk) {
-  if (panel.Options.empty()) return -1;
+// Which option of the frame is taken: the human's click on the panel, or for an AI car the second
+// option when its risk passes. A frame of one option draws nothing. -1 when no frame fits.
+template <class MakePanel>
+int PickOption(RuleContext& ctx, Frame options, std::string_view risk, MakePanel makePanel) {
+  if (options.empty()) return -1;
   if (HumanAtPanel(ctx.rs)) {
+    const ChoicePanel panel = makePanel(ctx.rs);
     const int pick = ctx.console.ChooseOption(panel);
-    return pick >= 0 && pick < static_cast<int>(panel.Options.size()) ? pick : panel.Preselected;
+    return pick >= 0 && pick < static_cast<int>(options.size()) ? pick : panel.Preselected;
   }
-  if (panel.Options.size() < 2) return 0;
+  if (options.size() < 2) return 0;
   return RiskRoll(ctx.rs, ctx.rng, Current(ctx), risk) ? 1 : 0;
 }
 
@@ -102,10 +104,10 @@ void ShortfallRolls(RuleContext& ctx) { ChanceRolls(ctx, ctx.rs.WearShortfall); 
 
 // The rows shared by cornering and pit entry. Rows are matched by the exact excess: values in
 // between never occur and match nothing.
-void SettleCurveExcess(RuleContext& ctx, const ChoicePanel& panel) {
+void SettleCurveExcess(RuleContext& ctx, ChoicePanel (*makePanel)(const RaceState&)) {
   RaceState& rs = ctx.rs;
   const int over = rs.SpeedOverBy;
-  const int pick = PickOption(ctx, panel, "C");
+  const int pick = PickOption(ctx, CurveExcessOptions(over), "C", makePanel);
   if (over == 20) {
     if (pick == 0) Pay(ctx, 1);
     else OneChanceRoll(ctx);
@@ -240,7 +242,7 @@ void SettleCornering(RuleContext& ctx) {
     return;
   }
   rs.ResultContext = "Cornering";
-  SettleCurveExcess(ctx, CorneringPanel(rs));
+  SettleCurveExcess(ctx, CorneringPanel);
   rs.CornerPaidTotal += rs.SpeedOverBy;
   rs.CarCurveExcessPaid[car] += rs.SpeedOverBy;
 }
@@ -249,7 +251,7 @@ void SettlePitEntry(RuleContext& ctx) {
   RaceState& rs = ctx.rs;
   if (rs.CarOutOfRace[Current(ctx)]) return;
   rs.ResultContext = "Pit Entry";
-  SettleCurveExcess(ctx, PitEntryPanel(rs));
+  SettleCurveExcess(ctx, PitEntryPanel);
 }
 
 // --- Deceleration ---------------------------------------------------------------------------------
@@ -259,7 +261,7 @@ void SettleDeceleration(RuleContext& ctx) {
   rs.ResultContext = "Deceleration";
   const int over = rs.DecelOverBy;
   const bool human = HumanAtPanel(rs);
-  const int pick = PickOption(ctx, DecelerationPanel(rs), "D");
+  const int pick = PickOption(ctx, DecelerationOptions(over), "D", DecelerationPanel);
   int one = 1;
   // Every payment is followed at once by the rolls for what it could not pay; so is the brake test.
   auto payThenRolls = [&](int wears) {
@@ -349,7 +351,7 @@ void SettleCollisionAvoidance(RuleContext& ctx) {
   rs.ResultContext = "Collision Avoidance";
   const int over = rs.DecelOverBy;
   const bool human = HumanAtPanel(rs);
-  const int pick = PickOption(ctx, CollisionAvoidancePanel(rs), "CA");
+  const int pick = PickOption(ctx, CollisionAvoidanceOptions(over), "CA", CollisionAvoidancePanel);
   if (over == 20) {
     if (pick == 0) {
       Pay(ctx, 1);

@@ -45,11 +45,11 @@ const std::vector<std::string>& SpeedDRMNotes() {
   return notes;
 }
 
-std::vector<int> RowsHolding(const ResultTables& tables, TableId id, int tableResult) {
-  std::vector<int> rows;
+RowHits RowsHolding(const ResultTables& tables, TableId id, int tableResult) {
+  RowHits hits;
   for (int i = 0; i < InfoOf(id).RowCount; ++i)
-    if (RowHolds(RowOf(tables, id, i), tableResult)) rows.push_back(i);
-  return rows;
+    if (RowHolds(RowOf(tables, id, i), tableResult)) hits.Index[static_cast<size_t>(hits.Count++)] = i;
+  return hits;
 }
 
 }  // namespace vm

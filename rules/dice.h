@@ -1,6 +1,8 @@
 // The dice of the result tables: computer or manual dice, modifiers, clamps and the row lookup.
 #pragma once
 
+#include <array>
+#include <string>
 #include <vector>
 
 #include "core/result_tables.h"
@@ -29,9 +31,16 @@ inline bool RowHolds(const TableRow& row, int tableResult) {
   return row.RangeLow <= tableResult && tableResult <= row.RangeHigh;
 }
 
-// Every row of a table that holds the result, in ascending order: a hand-made file with
-// overlapping rows fires them all.
-std::vector<int> RowsHolding(const ResultTables& tables, TableId id, int tableResult);
+// The rows of a table that hold a result, in ascending order.
+struct RowHits {
+  std::array<int, 4> Index{};
+  int Count = 0;
+  const int* begin() const { return Index.data(); }
+  const int* end() const { return Index.data() + Count; }
+};
+
+// Every row of a table that holds the result: a hand-made file with overlapping rows fires them all.
+RowHits RowsHolding(const ResultTables& tables, TableId id, int tableResult);
 
 inline int Clamp(int value, int lo, int hi) { return value < lo ? lo : value > hi ? hi : value; }
 

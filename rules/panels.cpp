@@ -1,6 +1,7 @@
 #include "rules/panels.h"
 
 #include <algorithm>
+#include <array>
 
 #include "rules/dice.h"
 
@@ -10,15 +11,27 @@ namespace {
 
 int Car(const RaceState& rs) { return IsCarNumber(rs.CurrentCar) ? rs.CurrentCar : 1; }
 
-ChoicePanel Choice(std::string name, std::string caption, std::vector<PanelValue> values,
-                   std::vector<std::string> options) {
+ChoicePanel Choice(std::string name, std::string caption, std::vector<PanelValue> values, Frame options) {
   ChoicePanel p;
   p.Name = std::move(name);
   p.Caption = std::move(caption);
   p.Values = std::move(values);
-  p.Options = std::move(options);
+  p.Options.assign(options.begin(), options.end());
   return p;
 }
+
+using namespace std::string_view_literals;
+constexpr std::array kCurve20{"Use 1 Wear"sv, "Consult Chance Table"sv};
+constexpr std::array kCurve40{"Use 2 Wears"sv, "Use 1 Wear AND Consult Chance Table"sv};
+constexpr std::array kCurve60{"Use 2 Wears AND Consult Chance Table"sv};
+constexpr std::array kCurveCrash{"Crash - Out of Race"sv};
+constexpr std::array kDecel20{"Use 1 Wear"sv, "Test Brakes"sv};
+constexpr std::array kDecel40{"Use 2 Wears"sv, "Use 1 Wear AND Test Brakes"sv};
+constexpr std::array kDecel60{"Use 2 Wears AND Test Brakes"sv};
+constexpr std::array kDecel80{"Use 3 Wears and Test Brakes"sv};
+constexpr std::array kAvoid20{"Use 1 Wear"sv, "Roll Collision Avoidance"sv};
+constexpr std::array kAvoid40{"Use 1 Wear AND Roll Collision Avoidance"sv};
+constexpr std::array kAvoidCrash{"Crash - Out Of Race"sv};
 
 struct RollPanelName {
   const char* Name;
@@ -48,26 +61,26 @@ std::string WearsLine(const RaceState& rs, int car) {
   return std::to_string(std::max(0, rs.CarWears[car])) + " of " + std::to_string(allotment) + " Wears";
 }
 
-std::vector<std::string> CurveExcessOptions(int over) {
-  if (over == 20) return {"Use 1 Wear", "Consult Chance Table"};
-  if (over == 40) return {"Use 2 Wears", "Use 1 Wear AND Consult Chance Table"};
-  if (over == 60) return {"Use 2 Wears AND Consult Chance Table"};
-  if (over >= 80) return {"Crash - Out of Race"};
+Frame CurveExcessOptions(int over) {
+  if (over == 20) return kCurve20;
+  if (over == 40) return kCurve40;
+  if (over == 60) return kCurve60;
+  if (over >= 80) return kCurveCrash;
   return {};
 }
 
-std::vector<std::string> DecelerationOptions(int over) {
-  if (over == 20) return {"Use 1 Wear", "Test Brakes"};
-  if (over == 40) return {"Use 2 Wears", "Use 1 Wear AND Test Brakes"};
-  if (over == 60) return {"Use 2 Wears AND Test Brakes"};
-  if (over == 80) return {"Use 3 Wears and Test Brakes"};
+Frame DecelerationOptions(int over) {
+  if (over == 20) return kDecel20;
+  if (over == 40) return kDecel40;
+  if (over == 60) return kDecel60;
+  if (over == 80) return kDecel80;
   return {};
 }
 
-std::vector<std::string> CollisionAvoidanceOptions(int over) {
-  if (over == 20) return {"Use 1 Wear", "Roll Collision Avoidance"};
-  if (over == 40) return {"Use 1 Wear AND Roll Collision Avoidance"};
-  if (over > 40) return {"Crash - Out Of Race"};
+Frame CollisionAvoidanceOptions(int over) {
+  if (over == 20) return kAvoid20;
+  if (over == 40) return kAvoid40;
+  if (over > 40) return kAvoidCrash;
   return {};
 }
 

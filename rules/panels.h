@@ -1,7 +1,9 @@
 // What the panels of the exceeded-limit rules show, worked out as data for any console.
 #pragma once
 
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/race_state.h"
@@ -13,9 +15,11 @@ namespace vm {
 std::string WearsLine(const RaceState& rs, int car);
 
 // The options of the frame a choice panel shows for an excess, in order; empty when no frame fits.
-std::vector<std::string> CurveExcessOptions(int speedOverBy);
-std::vector<std::string> DecelerationOptions(int decelOverBy);
-std::vector<std::string> CollisionAvoidanceOptions(int decelOverBy);
+// The AI's search asks these for every trial, so they cost no allocation.
+using Frame = std::span<const std::string_view>;
+Frame CurveExcessOptions(int speedOverBy);
+Frame DecelerationOptions(int decelOverBy);
+Frame CollisionAvoidanceOptions(int decelOverBy);
 
 // The choice panels, for the current car and the excess in the race state.
 ChoicePanel CorneringPanel(const RaceState& rs);
