@@ -9,6 +9,7 @@
 #include "core/curve_scan.h"
 #include "core/random.h"
 #include "core/track_file.h"
+#include "rules/result_table_file.h"
 
 namespace vm {
 
@@ -18,7 +19,9 @@ constexpr const char* kUsage =
     "usage: velomark-cli [--rnd V1,V2,...] COMMAND ...\n"
     "commands:\n"
     "  track-info FILE.trk [--json] [--scan SPACE LANE]\n"
-    "      load a track as the game does and print its caption, chooser lines and tables\n";
+    "      load a track as the game does and print its caption, chooser lines and tables\n"
+    "  tables FILE.rst [--json]\n"
+    "      load result tables as the game does and print each row: name, dice, low, high\n";
 
 std::optional<int> ParseInt(const std::string& text) {
   int value = 0;
@@ -112,6 +115,54 @@ int TrackInfo(const TrackInfoArgs& a, std::ostream& out, std::ostream& err) {
   return kExitOk;
 }
 
+struct TablesArgs {
+  std::string file;
+  bool json = false;
+};
+
+// Reads the arguments of `tables`; nullopt once it has said what is wrong.
+std::optional<TablesArgs> ParseTables(const std::vector<std::string>& args, size_t i, std::ostream& err) {
+  TablesArgs a;
+  for (; i < args.size(); ++i) {
+    if (args[i] == "--json") {
+      a.json = true;
+    } else if (a.file.empty() && args[i].rfind("--", 0) != 0) {
+      a.file = args[i];
+    } else {
+      err << "tables: unexpected argument \"" << args[i] << "\"\n" << kUsage;
+      return std::nullopt;
+    }
+  }
+  if (a.file.empty()) {
+    err << "tables: which result table file?\n" << kUsage;
+    return std::nullopt;
+  }
+  return a;
+}
+
+// Prints the 19 rows in file order, as lines or as a JSON array.
+int Tables(const TablesArgs& a, std::ostream& out, std::ostream& err) {
+  ResultTables tables;
+  if (std::optional<FileError> e = LoadResultTables(tables, a.file)) {
+    err << "velomark-cli: " << e->Describe() << "\n";
+    return kExitFileError;
+  }
+  nlohmann::ordered_json rows = nlohmann::ordered_json::array();
+  for (const TableInfo& info : AllTables()) {
+    for (int i = 0; i < info.RowCount; ++i) {
+      const TableRow& row = RowOf(tables, info.Id, i);
+      const std::string name(info.RowNames[static_cast<size_t>(i)]);
+      if (a.json) {
+        rows.push_back({{"name", name}, {"dice", row.DiceCount}, {"low", row.RangeLow}, {"high", row.RangeHigh}});
+      } else {
+        out << name << " " << row.DiceCount << " " << row.RangeLow << " " << row.RangeHigh << "\n";
+      }
+    }
+  }
+  if (a.json) out << rows.dump(2) << "\n";
+  return kExitOk;
+}
+
 }  // namespace
 
 int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
@@ -144,6 +195,10 @@ int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
   if (command == "track-info") {
     std::optional<TrackInfoArgs> a = ParseTrackInfo(args, i + 1, err);
     return a ? TrackInfo(*a, out, err) : kExitUsage;
+  }
+  if (command == "tables") {
+    std::optional<TablesArgs> a = ParseTables(args, i + 1, err);
+    return a ? Tables(*a, out, err) : kExitUsage;
   }
   err << "velomark-cli: unknown command \"" << command << "\"\n" << kUsage;
   return kExitUsage;

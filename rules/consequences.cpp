@@ -4,7 +4,6 @@
 #include <cmath>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "core/textfile.h"
 #include "rules/dice.h"

@@ -13,6 +13,7 @@
 #include "cli/commands.h"
 #include "core/textfile.h"
 #include "core/track_file.h"
+#include "rules/result_table_file.h"
 #include "tools/sample_tracks.h"
 
 namespace vm {
@@ -110,6 +111,81 @@ TEST(BundledData, OvalFileIsWhatTheSampleBuilderWrites) {
   Track loaded;
   ASSERT_FALSE(LoadTrack(loaded, kOval));
   EXPECT_EQ(TrackFileText(loaded), *shipped);
+}
+
+const std::string kDefaultTables = std::string(VELOMARK_DATA) + "/Default.rst";
+
+TEST(CliTables, PrintsEveryRowOfTheBundledTables) {
+  CliRun r = Cli({"tables", kDefaultTables});
+  ASSERT_EQ(r.status, kExitOk) << r.err;
+  EXPECT_EQ(r.out,
+            "SS1 2 2 9\nSS2 0 10 12\n"
+            "A1 2 2 9\nA2 0 10 12\n"
+            "TB1 2 2 9\nTB2 0 10 12\n"
+            "CH1 2 2 6\nCH2 0 7 9\nCH3 0 10 12\n"
+            "CT1 2 2 6\nCT2 0 7 9\nCT3 0 10 12\n"
+            "SD1 1 1 3\nSD2 0 4 4\nSD3 0 5 5\nSD4 0 6 6\n"
+            "W1 2 2 4\nW2 0 5 9\nW3 0 10 12\n");
+  EXPECT_TRUE(r.err.empty());
+}
+
+TEST(CliTables, JsonGivesNameDiceLowAndHighPerRow) {
+  const testing_support::TempDir dir;
+  // Values as a hand-made file may hold them: a disabled first row, overlaps, an odd dice count.
+  ResultTables odd;
+  ASSERT_FALSE(LoadResultTables(odd, kDefaultTables));
+  odd.SS1 = {2, 1, 1}, odd.SS2 = {0, 2, 12};
+  odd.CH2.RangeLow = 5;
+  odd.SD1 = {4, 1, 0};
+  odd.W3 = {0, -32768, 32767};
+  const std::string file = dir.Add("Odd.rst", ResultTablesText(odd));
+  CliRun r = Cli({"tables", file, "--json"});
+  ASSERT_EQ(r.status, kExitOk) << r.err;
+  const auto j = nlohmann::json::parse(r.out);
+  ASSERT_TRUE(j.is_array());
+  ASSERT_EQ(j.size(), 19u);
+  using nlohmann::json;
+  EXPECT_EQ(j[0], json({{"name", "SS1"}, {"dice", 2}, {"low", 1}, {"high", 1}}));
+  EXPECT_EQ(j[1], json({{"name", "SS2"}, {"dice", 0}, {"low", 2}, {"high", 12}}));
+  EXPECT_EQ(j[7], json({{"name", "CH2"}, {"dice", 0}, {"low", 5}, {"high", 9}}));
+  EXPECT_EQ(j[12], json({{"name", "SD1"}, {"dice", 4}, {"low", 1}, {"high", 0}}));
+  EXPECT_EQ(j[18], json({{"name", "W3"}, {"dice", 0}, {"low", -32768}, {"high", 32767}}));
+}
+
+TEST(CliTables, FailuresExitWithStatusTwoAndSayWhere) {
+  const testing_support::TempDir dir;
+  const std::string bad = dir.Add("Bad.rst", "\"ResultTable\",2\r\n\"ResultTable\",2,9\r\n\"ResultTable\",x,12\r\n");
+
+  CliRun missing = Cli({"tables", dir.File("None.rst")});
+  EXPECT_EQ(missing.status, kExitFileError);
+  EXPECT_EQ(missing.err.rfind("velomark-cli: " + dir.File("None.rst"), 0), 0u) << missing.err;
+  EXPECT_TRUE(missing.out.empty());
+
+  CliRun hostile = Cli({"tables", bad, "--json"});
+  EXPECT_EQ(hostile.status, kExitFileError);
+  EXPECT_EQ(hostile.err, "velomark-cli: " + bad + ", line 3, field SS2.RangeLow: expected a number, found \"x\"\n");
+  EXPECT_TRUE(hostile.out.empty());
+
+  CliRun track = Cli({"tables", kOval});
+  EXPECT_EQ(track.status, kExitFileError);
+  EXPECT_NE(track.err.find(", line 1, field SS1.DiceCount"), std::string::npos) << track.err;
+}
+
+TEST(CliTables, BadArgumentsAreUsageErrors) {
+  const std::vector<std::vector<std::string>> cases = {
+      {"tables"},
+      {"tables", "--json"},
+      {"tables", kDefaultTables, "extra"},
+      {"tables", kDefaultTables, "--csv"},
+      {"tables", kDefaultTables, "--json", "--json", "extra"},
+  };
+  for (const auto& args : cases) {
+    CliRun r = Cli(args);
+    EXPECT_EQ(r.status, kExitUsage) << testing::PrintToString(args);
+    EXPECT_FALSE(r.err.empty());
+    EXPECT_TRUE(r.out.empty());
+  }
+  EXPECT_NE(Cli({"--help"}).out.find("tables FILE.rst [--json]"), std::string::npos);
 }
 
 }  // namespace
