@@ -360,6 +360,25 @@ TEST_F(ConsequencesTest, EngineStallOnTheGridIsOutOfTheRaceElsewhereAStall) {
   EXPECT_TRUE(CheckRaceState(rs).empty());
 }
 
+TEST_F(ConsequencesTest, HumanStartTableShowsItsRowsAndAGridStallEndsInTheCrashPanel) {
+  Human();
+  rs.CarSpeed[kCar] = 0;
+  rs.CarDRM[kCar] = 1;
+  rs.Tables.SS1 = {2, 1, 1};  // success disabled, as the editor stores it: every roll stalls
+  rs.Tables.SS2 = {0, 2, 12};
+  Answer("1");
+  Script(TwoDice(1, 1));
+  SettleStartSpeed(ctx);
+  const RollPanel panel = TableRollPanel(rs, TableId::StartSpeed);
+  EXPECT_TRUE(panel.Rows[0].Hidden);
+  EXPECT_EQ(panel.Rows[1].Text, "Engine Stall - 0 MPH");
+  EXPECT_EQ(Shown("ROLL"), (std::vector<std::string>{"ROLL frmStartTable [Die Roll Modifier +1] dice 2, result 3 -> "
+                                                     "Engine Stalled (red)"}));
+  EXPECT_EQ(Shown("CRASH").size(), 1u);
+  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogOutStalled}));
+  ExpectDraws(2);
+}
+
 // ---------------------------------------------------------------------------------------------
 // Collision avoidance
 
