@@ -170,29 +170,26 @@ void ApplyResult(RuleContext& ctx, int car, const ResultEffects& e, std::string_
     rs.CarBrakesDamaged[car] = true;
     if (rs.CarDeceleration[car] < 1) crash = true;
   }
-  // Steps 7 and 8: engine damage costs 20 MPH and a space of this move.
-  if (e.EngineAccel || e.EngineTop) {
-    if (e.EngineAccel) {
-      Highlight(ctx, kLogEngineAccelDamage, car);
-      rs.CarAcceleration[car] -= 20;
-    }
-    if (e.EngineTop) {
-      Highlight(ctx, kLogEngineTopDamage, car);
-      rs.CarTopSpeed[car] -= 20;
-    }
-    const int losses = (e.EngineAccel ? 1 : 0) + (e.EngineTop ? 1 : 0);
-    for (int i = 0; i < losses; ++i) {
-      rs.CarEngineDamaged[car] = true;
-      LoseTwenty(rs.WorkSpeed);
-      LoseTwenty(rs.CarNewSpeed[car]);
-      LoseTwenty(rs.CarSpeed[car]);
-      rs.SpacesLeft = std::max(0.0, rs.SpacesLeft - 1.0);
-    }
-    // A car whose acceleration reaches 0 or whose top speed falls under 121 is out.
-    if (e.EngineAccel && rs.CarAcceleration[car] < 1) crash = true;
-    if (e.EngineTop && rs.CarTopSpeed[car] < 121) crash = true;
+  // Engine damage lowers a rating for good and costs 20 MPH and a space of this move.
+  auto engineDamage = [&](int kind, int& rating) {
+    Highlight(ctx, kind, car);
+    rating -= 20;
+    rs.CarEngineDamaged[car] = true;
+    LoseTwenty(rs.WorkSpeed);
+    LoseTwenty(rs.CarNewSpeed[car]);
+    LoseTwenty(rs.CarSpeed[car]);
+    rs.SpacesLeft = std::max(0.0, rs.SpacesLeft - 1.0);
+  };
+  // Step 7.
+  if (e.EngineAccel) {
+    engineDamage(kLogEngineAccelDamage, rs.CarAcceleration[car]);
+    if (rs.CarAcceleration[car] < 1) crash = true;
   }
-  if (crash) rs.CarStatus[car] = kOutOfRace;
+  // Step 8. A car whose top speed falls under 121 is out, as one with no acceleration or brakes.
+  if (e.EngineTop) {
+    engineDamage(kLogEngineTopDamage, rs.CarTopSpeed[car]);
+    if (rs.CarTopSpeed[car] < 121) crash = true;
+  }
   // Step 9.
   if (crash) {
     if (reason == "SS") Highlight(ctx, kLogOutStalled, car);
