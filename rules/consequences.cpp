@@ -21,7 +21,7 @@ void LoseTwenty(int& speed) { speed = std::max(0, speed - 20); }
 
 // --- Table rolls -------------------------------------------------------------------------------
 
-struct RollSpec {
+struct RollPlan {
   TableId Table;
   bool PlainDiceFirst;            // two unused draws before the table's own
   bool SpeedModifier;             // Spin Damage adds the speed's modifier
@@ -30,17 +30,17 @@ struct RollSpec {
 };
 
 // Throws a table's dice for the current car and finds the rows that hold the result.
-RollResult Throw(RuleContext& ctx, const RollSpec& spec, RowHits& rows) {
+RollResult Throw(RuleContext& ctx, const RollPlan& plan, RowHits& rows) {
   RaceState& rs = ctx.rs;
   const int car = Current(ctx);
-  if (spec.PlainDiceFirst) DrawPlainDice(ctx);
+  if (plan.PlainDiceFirst) DrawPlainDice(ctx);
   // Spin Damage keeps its die in Die1, every other table in Die2.
-  int& die = spec.Table == TableId::SpinDamage ? rs.Die1 : rs.Die2;
-  RollDice(ctx, RowOf(rs.Tables, spec.Table, 0), die, false);
+  int& die = plan.Table == TableId::SpinDamage ? rs.Die1 : rs.Die2;
+  RollDice(ctx, RowOf(rs.Tables, plan.Table, 0), die, false);
   int modifier = rs.CarDRM[car];
-  if (spec.SpeedModifier) modifier += SpeedDRM(rs.CarSpeed[car]);
-  rs.TableResult = Clamp(die + modifier, spec.Low, spec.High);
-  rows = RowsHolding(rs.Tables, spec.Table, rs.TableResult);
+  if (plan.SpeedModifier) modifier += SpeedDRM(rs.CarSpeed[car]);
+  rs.TableResult = Clamp(die + modifier, plan.Low, plan.High);
+  rows = RowsHolding(rs.Tables, plan.Table, rs.TableResult);
   return RollResult{die, rs.TableResult, "", ResultColour::None};
 }
 
@@ -52,16 +52,16 @@ void Show(RollResult& r, std::string text, bool safe) {
 // Runs one roll: through the table's panel for a human, at once for an AI car. `describe` sets
 // what the panel shows for a row; `settle` carries the row out after it has been shown.
 template <class Describe, class Settle>
-void RunTable(RuleContext& ctx, const RollSpec& spec, Describe describe, Settle settle) {
+void RunTable(RuleContext& ctx, const RollPlan& plan, Describe describe, Settle settle) {
   RaceState& rs = ctx.rs;
   RowHits rows;
-  if (spec.TrialCost && rs.AITrialMove) {
-    Throw(ctx, spec, rows);
-    rs.CarWears[Current(ctx)] -= *spec.TrialCost;
+  if (plan.TrialCost && rs.AITrialMove) {
+    Throw(ctx, plan, rows);
+    rs.CarWears[Current(ctx)] -= *plan.TrialCost;
     return;
   }
   auto roll = [&] {
-    RollResult r = Throw(ctx, spec, rows);
+    RollResult r = Throw(ctx, plan, rows);
     for (int row : rows) describe(row, r);
     return r;
   };
@@ -69,7 +69,7 @@ void RunTable(RuleContext& ctx, const RollSpec& spec, Describe describe, Settle 
     for (int row : rows) settle(row);
   };
   if (HumanAtPanel(rs)) {
-    ctx.console.RollTable(TableRollPanel(rs, spec.Table), roll, apply);
+    ctx.console.RollTable(TableRollPanel(rs, plan.Table), roll, apply);
   } else {
     roll();
     apply();
@@ -294,7 +294,7 @@ void SettleAcceleration(RuleContext& ctx) {
   RaceState& rs = ctx.rs;
   const int car = Current(ctx);
   RunTable(
-      ctx, RollSpec{TableId::Acceleration, true, false, 2, 12, std::nullopt},
+      ctx, RollPlan{TableId::Acceleration, true, false, 2, 12, std::nullopt},
       [&](int row, RollResult& r) {
         if (row == 0) {
           if (rs.AccelOverBy > 0) Show(r, "Acceleration Safely Exceeded", true);
@@ -321,7 +321,7 @@ void SettleStartSpeed(RuleContext& ctx) {
   const int car = Current(ctx);
   rs.ResultContext = "Start Speed";
   RunTable(
-      ctx, RollSpec{TableId::StartSpeed, false, false, 2, 12, std::nullopt},
+      ctx, RollPlan{TableId::StartSpeed, false, false, 2, 12, std::nullopt},
       [&](int row, RollResult& r) {
         if (row == 0) Show(r, "Start Speed Safely Exceeded", true);
         else Show(r, "Engine Stalled", false);
@@ -392,7 +392,7 @@ void RollTestBrakes(RuleContext& ctx) {
   RaceState& rs = ctx.rs;
   const int car = Current(ctx);
   RunTable(
-      ctx, RollSpec{TableId::TestBrakes, true, false, 2, 12, std::nullopt},
+      ctx, RollPlan{TableId::TestBrakes, true, false, 2, 12, std::nullopt},
       [&](int row, RollResult& r) {
         if (row == 0) Show(r, "Safely Driven", true);
         else Show(r, "Brakes Fail - Use 1 Wear AND Brake Damage", false);
@@ -412,7 +412,7 @@ void RollChance(RuleContext& ctx) {
   RaceState& rs = ctx.rs;
   const int car = Current(ctx);
   RunTable(
-      ctx, RollSpec{TableId::Chance, true, false, 2, 12, 1},
+      ctx, RollPlan{TableId::Chance, true, false, 2, 12, 1},
       [&](int row, RollResult& r) {
         if (row == 0) Show(r, "Safely Driven", true);
         else if (row == 1) Show(r, "Spin On Track", false);
@@ -433,7 +433,7 @@ void RollChance(RuleContext& ctx) {
 void RollCollision(RuleContext& ctx) {
   const int car = Current(ctx);
   RunTable(
-      ctx, RollSpec{TableId::Collision, true, false, 2, 12, 5},
+      ctx, RollPlan{TableId::Collision, true, false, 2, 12, 5},
       [&](int row, RollResult& r) {
         if (row == 0) Show(r, "Speed Reduced", true);
         else if (row == 1) Show(r, "Spin On Track", false);
@@ -454,7 +454,7 @@ void RollCollision(RuleContext& ctx) {
 void RollSpinDamage(RuleContext& ctx) {
   const int car = Current(ctx);
   RunTable(
-      ctx, RollSpec{TableId::SpinDamage, false, true, 1, 6, 5},
+      ctx, RollPlan{TableId::SpinDamage, false, true, 1, 6, 5},
       [&](int row, RollResult& r) {
         static const char* const kTexts[] = {"No Additional Damage", " Spin - Engine Damage - Accel",
                                              " Spin - Brake Damage", " Spin - Engine Damage - Top Speed"};

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/rules_fixture.h"
 #include "tests/temp_dir.h"
 
 #include <string>
@@ -19,17 +20,7 @@ const std::string kDefault = std::string(VELOMARK_DATA) + "/Default.rst";
 const std::string kOval = std::string(VELOMARK_DATA) + "/Tracks/Oval.trk";
 
 // The usual tables, as the shipped Default.rst must hold them.
-ResultTables Usual() {
-  ResultTables t;
-  t.SS1 = {2, 2, 9}, t.SS2 = {0, 10, 12};
-  t.A1 = {2, 2, 9}, t.A2 = {0, 10, 12};
-  t.TB1 = {2, 2, 9}, t.TB2 = {0, 10, 12};
-  t.CH1 = {2, 2, 6}, t.CH2 = {0, 7, 9}, t.CH3 = {0, 10, 12};
-  t.CT1 = {2, 2, 6}, t.CT2 = {0, 7, 9}, t.CT3 = {0, 10, 12};
-  t.SD1 = {1, 1, 3}, t.SD2 = {0, 4, 4}, t.SD3 = {0, 5, 5}, t.SD4 = {0, 6, 6};
-  t.W1 = {2, 2, 4}, t.W2 = {0, 5, 9}, t.W3 = {0, 10, 12};
-  return t;
-}
+ResultTables Usual() { return testing_support::UsualTables(); }
 
 // The same, line by line as the file holds it.
 const std::vector<std::string> kUsualLines = {
