@@ -156,6 +156,31 @@ struct RaceState {
   bool OptSlipstreamInCurves = false;
   bool OptNoLaneChangeInCurves = false;
 
+  // --- Speed choice of the current car.
+  int NextCellLimit = 0;          // limit of the next cell on the car's line
+  bool NextIsExit = false;        // that cell is an open straight cell (999)
+  bool ExitAccelAllowed = false;  // the car may speed up from where it stands
+  bool SingleLapQualifying = false;
+
+  // --- Steering of the current car.
+  int TargetSpace = 0;  // where the car stood before this step
+  int TargetLane = 0;
+  int LeftLane = 0;
+  int RightLane = 0;
+  char ApexSideNow = ' ';  // ' ', 'L' or 'R': the side where the lower lane rank lies
+  char ApexSideNext = ' ';
+  bool CurveStepBlocked = false;
+  bool InwardStep = false;
+  char ApexDirection = ' ';  // 'S', 'L', 'R', or ' ' for AI cars
+  bool SameLimitStep = false;
+  bool CurveCheckDone = false;
+  bool MoveEnded = false;      // the current car's move is over
+  bool ReplayRunning = false;  // a race is being replayed: nothing is drawn or logged
+
+  // --- Turn engine.
+  bool CurrentCarIsAI = false;
+  int MoveStartSpace = 0;
+
   // --- Settings of the rules.
   bool AllowManualDice = false;  // humans type their own dice
   bool RestartAfterPit = false;  // a car from standstill restarts under the start rule

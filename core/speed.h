@@ -1,0 +1,60 @@
+// Speed selection: the range of a turn, the 13 speed buttons as data, the choice of a speed
+// and the settlement of that choice against the car's limits.
+#pragma once
+
+#include <array>
+#include <string>
+
+#include "core/race_state.h"
+#include "rules/rule_context.h"
+
+namespace vm {
+
+// Colours of the 16-colour table that the speed buttons use.
+inline constexpr int kColourGreen = 2;
+inline constexpr int kColourGrey = 8;
+inline constexpr int kColourRed = 12;
+inline constexpr int kColourWhite = 15;
+
+struct SpeedButton {
+  int Speed = 0;  // i x 20
+  int Colour = kColourWhite;
+  bool Enabled = true;
+  bool Seen = true;
+};
+
+// What the speed panel shows for the current car.
+struct SpeedFrame {
+  int Car = 0;
+  std::array<SpeedButton, kSpeedButtons> Buttons{};
+  std::string Driver;        // lblDriver
+  std::string RacePosition;  // txtRacePosition: "Leader", "2nd Place", ...
+  std::string SpcSpd;        // lblSpcSpd
+  // The dashboard: each rating with its colour against the design (red when damaged).
+  std::string Acc, Dec, TopSpd, WPL, StSp, DRM;
+  int AccColour = kColourWhite, DecColour = kColourWhite, TopSpdColour = kColourWhite;
+  int Wears = 0;  // the wear bar
+  bool ShowAutoPilot = false;
+  bool ShowTires = false;  // the tire choice comes first
+  bool WetPreselected = false;
+};
+
+// Sets WorkSpeed and WorkTopSpeed from the current car, then MaxNewSpeed and MinNewSpeed.
+void ComputeSpeedRange(RaceState& rs);
+
+// Prepares the speed panel of the current (human) car: clears the checked marks and SpacesLeft,
+// computes the range and works every button through the colour table and the curve rules.
+SpeedFrame LoadSpeedFrame(RuleContext& ctx);
+
+// Steps 3 and 4 of pressing speed button i: the choice becomes WorkSpeed, CarNewSpeed and
+// SpacesLeft and is settled by CheckSpeedLimits (not for a car in the pit lane).
+void ChooseSpeed(RuleContext& ctx, int i);
+
+// Settles the current car's WorkSpeed against its deceleration, start speed, acceleration and
+// top speed, once a turn (SpeedChecked), with the tables of the rules.
+void CheckSpeedLimits(RuleContext& ctx);
+
+// "Leader", "2nd Place", "3rd Place", "4th Place", ... for a place counted from 1.
+std::string PlaceText(int place);
+
+}  // namespace vm
