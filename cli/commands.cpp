@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/play.h"
 #include "core/curve_scan.h"
 #include "core/random.h"
 #include "core/track_file.h"
@@ -15,13 +16,14 @@ namespace vm {
 
 namespace {
 
-constexpr const char* kUsage =
-    "usage: velomark-cli [--rnd V1,V2,...] COMMAND ...\n"
+const std::string kUsage =
+    std::string("usage: velomark-cli [--rnd V1,V2,...] COMMAND ...\n"
     "commands:\n"
     "  track-info FILE.trk [--json] [--scan SPACE LANE]\n"
     "      load a track as the game does and print its caption, chooser lines and tables\n"
     "  tables FILE.rst [--json]\n"
-    "      load result tables as the game does and print each row: name, dice, low, high\n";
+    "      load result tables as the game does and print each row: name, dice, low, high\n") +
+    kPlayUsage;
 
 std::optional<int> ParseInt(const std::string& text) {
   int value = 0;
@@ -196,6 +198,7 @@ int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
     std::optional<TrackInfoArgs> a = ParseTrackInfo(args, i + 1, err);
     return a ? TrackInfo(*a, out, err) : kExitUsage;
   }
+  if (command == "play") return Play(std::vector<std::string>(args.begin() + static_cast<long>(i) + 1, args.end()), rng, out, err);
   if (command == "tables") {
     std::optional<TablesArgs> a = ParseTables(args, i + 1, err);
     return a ? Tables(*a, out, err) : kExitUsage;

@@ -8,6 +8,11 @@ void CrossLine(RuleContext& ctx) {
   if (!IsCarNumber(car)) return;
   rs.CarLap[car] += 1;
   rs.CarLapClock[car] = 0;
+  // Finishing the lap stops at the end of the turn in which the car in front crosses the line.
+  if (rs.OrderIndex == 1 && rs.FinishLapMode) {
+    rs.FinishLapMode = false;
+    rs.FinishRaceMode = false;
+  }
   if (rs.GameMode == "Practice") rs.CarWears[car] = rs.CarWearPerLap[car];
 }
 

@@ -39,6 +39,11 @@ struct SpeedFrame {
   bool WetPreselected = false;
 };
 
+// Looks at the cell ahead of the current car on its line: sets NextCellLimit, NextIsExit and
+// ExitAccelAllowed. The next cell is the following cell of the car's apex line when it follows
+// one, otherwise the next space of its lane past up to two skip cells.
+void NextCells(RaceState& rs);
+
 // Sets WorkSpeed and WorkTopSpeed from the current car, then MaxNewSpeed and MinNewSpeed.
 void ComputeSpeedRange(RaceState& rs);
 
@@ -46,15 +51,19 @@ void ComputeSpeedRange(RaceState& rs);
 // computes the range and works every button through the colour table and the curve rules.
 SpeedFrame LoadSpeedFrame(RuleContext& ctx);
 
-// Steps 3 and 4 of pressing speed button i: the choice becomes WorkSpeed, CarNewSpeed and
-// SpacesLeft and is settled by CheckSpeedLimits (not for a car in the pit lane).
+// Takes speed button i (0..12) as the current car's choice: it becomes WorkSpeed, CarNewSpeed and
+// SpacesLeft and is settled by CheckSpeedLimits (not in the pit lane); a speed above 0 that
+// survives puts the car back to running. Any other i changes nothing.
 void ChooseSpeed(RuleContext& ctx, int i);
 
 // Settles the current car's WorkSpeed against its deceleration, start speed, acceleration and
 // top speed, once a turn (SpeedChecked), with the tables of the rules.
 void CheckSpeedLimits(RuleContext& ctx);
 
-// "Leader", "2nd Place", "3rd Place", "4th Place", ... for a place counted from 1.
+// Shows a settled choice on the buttons: all grey and closed, the chosen one white.
+void MarkChosenSpeed(SpeedFrame& frame, int i);
+
+// Names a place counted from 1: "Leader", "2nd Place", "3rd Place", then "4th Place", "21th Place", ...
 std::string PlaceText(int place);
 
 }  // namespace vm

@@ -27,6 +27,9 @@ struct SteeringPanel {
   bool EnterPitVisible = false;  // cmdEnterPit and lblKeyP
   double SpacesLeft = 0;         // txtMovementBlocks
   char ApexDirection = 'S';
+  bool Shown = false;          // a car with no space left to move gets no panel
+  bool BlueFlagShown = false;  // ImgBlueFlag
+  bool Blocked = false;        // no step was open: the car was stopped short
 };
 
 // The buttons of the panel, as the handlers know them.

@@ -1,1 +1,619 @@
-// placeholder
+#include "core/turn_engine.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "core/laps.h"
+
+namespace vm {
+
+RaceEngine::RaceEngine(RaceState& rs, Random& rng, Console& console, RaceLog& log)
+    : rs_(rs), ctx_{rs, rng, console, log} {}
+
+// --- Start and reset ------------------------------------------------------------------------------
+
+int RaceEngine::FindFirstHumanCar() const {
+  for (int pos = 1; pos <= rs_.CarCount - rs_.CarsFinished && pos <= kMaxCars; ++pos) {
+    const int car = rs_.RunningOrder[pos];
+    if (IsCarNumber(car) && !rs_.CarOutOfRace[car] && !rs_.CarIsAI[car]) return car;
+  }
+  return 0;
+}
+
+bool RaceEngine::HumanOnTrack() const { return rs_.FirstHumanCar != 0; }
+
+void RaceEngine::RaceReset() {
+  ResetRaceState(rs_);
+  // A race starts with every car standing, so a restart from standstill follows the start rule.
+  rs_.RestartAfterPit = true;
+  rs_.NewRaceTurn = false;
+  rs_.SpeedPhase = false;
+  rs_.SteeringPhase = false;
+  rs_.TurnWrapped = false;
+  waiting_ = Waiting::Nothing;
+  if (rs_.GameMode == "Practice") {
+    PlacePractice();
+  } else {
+    PlaceGrid();
+  }
+}
+
+namespace {
+
+// The pair of lanes the grid's rows use, front car first, from the lane ranks at space 1.
+std::pair<int, int> GridLanes(const Track& t) {
+  const int a = t.CellLaneRank[1][1], b = t.CellLaneRank[1][2], c = t.CellLaneRank[1][3];
+  const int n = t.TrackLanes;
+  auto pick = [n](std::pair<int, int> two, std::pair<int, int> three, std::pair<int, int> four) {
+    if (n == 2) return two;
+    if (n == 3) return three;
+    return four;  // four lanes, and five, which the rule does not name
+  };
+  std::pair<int, int> lanes{1, std::min(2, std::max(1, n))};
+  if (n < 2) return {1, 1};
+  if (b < c || (a != 0 && a < b)) lanes = pick({1, 2}, {1, 3}, {2, 4});
+  if ((b < a && a != 0) || (c < b && c != 0)) lanes = pick({2, 1}, {3, 1}, {4, 2});
+  return lanes;
+}
+
+bool Usable(const Track& t, int space, int lane) {
+  return lane >= 1 && lane <= t.TrackLanes && space >= 1 && space <= t.TrackLength && t.CellLaneRank[space][lane] > 0 &&
+         !t.CellSkip[space][lane];
+}
+
+bool Straight(const Track& t, int space, int lane) { return t.CellSpeedLimit[space][lane] >= kNoLimit; }
+
+void Enter(RaceState& rs, int car, int space, int lane) {
+  rs.CarSpace[car] = space;
+  rs.CarLane[car] = lane;
+  rs.track.CellOccupant[static_cast<size_t>(space)][static_cast<size_t>(lane)] = car;
+}
+
+}  // namespace
+
+void RaceEngine::PlaceGrid() {
+  Track& t = rs_.track;
+  const auto [first, second] = GridLanes(t);
+  int gridSpace = t.TrackLength;
+  int turn = 1;
+  for (int pos = 1; pos <= rs_.CarCount; ++pos) {
+    const int car = rs_.RunningOrder[pos];
+    int lane = turn == 1 ? first : second;
+    turn = turn == 1 ? 2 : 1;
+    // Walk back from the grid space to a free straight cell; an unusable lane gives way to lane 2.
+    // Two full laps of searching mean the track has no room left for this car.
+    for (int tries = 0; tries < 2 * kMaxSpaces * (kMaxLanes + 1); ++tries) {
+      const bool usable = Usable(t, gridSpace, lane);
+      if (usable && Straight(t, gridSpace, lane) && t.CellOccupant[gridSpace][lane] == 0) {
+        Enter(rs_, car, gridSpace, lane);
+        break;
+      }
+      if (!usable && lane != 2 && t.TrackLanes >= 2) {
+        lane = 2;
+      } else {
+        gridSpace = gridSpace > 1 ? gridSpace - 1 : t.TrackLength;
+      }
+    }
+    rs_.CarWears[car] = rs_.CarWearPerLap[car] * rs_.RaceLaps * t.TrackWearFactor;
+  }
+}
+
+void RaceEngine::PlacePractice() {
+  Track& t = rs_.track;
+  Random& rng = ctx_.rng;
+  const int n = t.TrackLanes;
+  for (int pos = 1; pos <= rs_.CarCount; ++pos) {
+    const int car = rs_.RunningOrder[pos];
+    int lane = 2;
+    int space = static_cast<int>(std::floor(rng.Rnd() * (t.TrackLength - 15))) + 14;
+    if (space == 0) space = t.TrackLength;
+    auto fits = [&](int s, int l) { return Usable(t, s, l) && Straight(t, s, l) && t.CellOccupant[s][l] == 0; };
+    bool placed = fits(space, lane);
+    for (int tries = 0; !placed && tries < 2 * kMaxSpaces; ++tries) {
+      space = space > 1 ? space - 1 : t.TrackLength;
+      lane = static_cast<int>(std::floor(rng.Rnd() * n)) + 1;
+      for (int fallback : {1, 2, 3})
+        if (!fits(space, lane)) lane = fallback;
+      placed = fits(space, lane);
+    }
+    if (placed) Enter(rs_, car, space, lane);
+    rs_.CarWears[car] = rs_.CarWearPerLap[car];
+  }
+}
+
+void RaceEngine::StartRace(bool loaded) {
+  // Step 1.
+  rs_.RestartAfterPit = false;
+  // Step 2.
+  if (!loaded) RaceReset();
+  // Step 3. (The fastest lap of a loaded race is the laps work's.)
+  // Step 4.
+  rs_.FirstHumanCar = FindFirstHumanCar();
+  rs_.CurrentCar = 1;
+  rs_.OrderIndex = 1;
+  // Step 5. The start weather comes with the weather work.
+  // Step 6.
+  rs_.CarCountAtStart = rs_.CarCount;
+  rs_.RaceRunning = true;
+  rs_.AISpeedSearch = false;
+  // Step 7.
+  if (!loaded) TakeDesignCopies(rs_);
+  rs_.CarIsAIAtStart = rs_.CarIsAI;
+  // Step 9. Until pit stops exist the first allotment lasts the race.
+  rs_.AutoPilotUntilLap = 0;
+  rs_.RaceWearsMultiplier = rs_.RaceLaps;
+  RaceControl();
+}
+
+// --- The two stages ---------------------------------------------------------------------------------
+
+void RaceEngine::RaceControl() {
+  rs_.NewRaceTurn = true;
+  RaceSequence();
+}
+
+void RaceEngine::RaceSequence() {
+  Stage stage = Stage::Advance;
+  if (rs_.NewRaceTurn) {
+    BeginTurn();
+    stage = Stage::Serve;
+  }
+  for (;;) {
+    if (stage == Stage::Serve) {
+      stage = Serve();
+      if (stage == Stage::Return) return;
+    }
+    stage = AdvanceRound();
+    if (stage == Stage::Return) return;
+  }
+}
+
+void RaceEngine::BeginTurn() {
+  // Step 1.
+  rs_.NewRaceTurn = false;
+  rs_.RaceEndedByUser = false;
+  rs_.SteeringPhase = false;
+  rs_.SpeedPhase = true;
+  rs_.OrderIndex = 1;
+  rs_.CurrentCar = rs_.RunningOrder[1];
+  // Steps 2 and 3 only draw; the serve stage loads the leader's panel if it is human.
+  // Step 4.
+  rs_.ContinueTurns = true;
+}
+
+RaceEngine::Stage RaceEngine::Serve() {
+  // Step 3.
+  if (!HumanOnTrack() && !rs_.ContinueTurns) {
+    waiting_ = Waiting::RaceControl;
+    return Stage::Return;
+  }
+  // Step 4.
+  if (!rs_.SpeedPhase) {
+    waiting_ = Waiting::Steering;
+    return Stage::Return;
+  }
+  // Step 5.
+  const int car = rs_.CurrentCar;
+  if (IsCarNumber(car) && !rs_.CarIsAI[car]) {
+    if (rs_.CarInPit[car]) {
+      waiting_ = Waiting::PitContinue;
+      return Stage::Return;
+    }
+    // Each car's speed is settled once a turn: the guard opens with its panel.
+    rs_.SpeedChecked = false;
+    speedFrame_ = LoadSpeedFrame(ctx_);
+    waiting_ = Waiting::Speed;
+    return Stage::Return;
+  }
+  // Step 6.
+  return Stage::Advance;
+}
+
+RaceEngine::Stage RaceEngine::AdvanceRound() {
+  // Step 1.
+  if (Seams.Yield) Seams.Yield();
+  // Step 2.
+  const int leader = rs_.RunningOrder[1];
+  if (rs_.RaceOver) {
+    lapCaption_ = "Final Standings";
+  } else if (IsCarNumber(leader) && rs_.CarLap[leader] >= 1) {
+    lapCaption_ = rs_.CarLap[leader] >= rs_.RaceLaps
+                      ? "Final Lap"
+                      : "Lap " + std::to_string(rs_.CarLap[leader]) + " of " + std::to_string(rs_.RaceLaps);
+  } else {
+    lapCaption_ = "Race Start";
+  }
+  // Step 3.
+  NextCar();
+  // Step 4.
+  if (rs_.PauseRequested && rs_.TurnWrapped) {
+    rs_.NewRaceTurn = true;
+    rs_.PauseRequested = false;
+    rs_.FinishLapMode = false;
+    rs_.FinishRaceMode = false;
+    rs_.ContinueTurns = false;
+    waiting_ = Waiting::Paused;
+    return Stage::Return;
+  }
+  // Step 5.
+  const int car = rs_.CurrentCar;
+  rs_.CurrentCarIsAI = rs_.CarIsAI[car];
+  if (rs_.AutoPilotUntilLap != 0) rs_.CarIsAI[car] = true;
+  // Step 6.
+  if (rs_.RaceOver) {
+    Finish(Waiting::RaceOver);
+    return Stage::Return;
+  }
+  // Step 7.
+  if (rs_.TurnWrapped && rs_.ContinueTurns) {
+    if (rs_.SteeringPhase) {
+      Call(Seams.SaveUndoFile);
+      // With nobody at the machine the race stops after each turn unless it is finishing; a
+      // human's own speed panel is the stop otherwise.
+      if (!HumanOnTrack() && !rs_.FinishRaceMode) rs_.ContinueTurns = false;
+      if (rs_.RaceEndedByUser) {
+        rs_.RaceOver = true;
+        Finish(Waiting::RaceOver);
+        return Stage::Return;
+      }
+      rs_.SteeringPhase = false;
+      rs_.SpeedPhase = true;
+    } else {
+      rs_.SteeringPhase = true;
+      rs_.TurnWrapped = false;
+      Call(Seams.ChooseAISpeeds);
+      SortForSteering();
+      rs_.SpeedPhase = false;
+      if (Seams.ApplyWeatherLimits) Seams.ApplyWeatherLimits(ctx_, rs_.CurrentCar);
+    }
+  }
+  // Step 8.
+  if (!rs_.SteeringPhase) return Stage::Serve;
+  // Step 9.
+  return SteeringSlot();
+}
+
+RaceEngine::Stage RaceEngine::SteeringSlot() {
+  const int car = rs_.CurrentCar;
+  if (!IsCarNumber(car)) return Stage::Advance;
+  rs_.MoveStartSpace = rs_.CarSpace[car];
+  rs_.CarLapClock[car] += 1;
+  rs_.CarRaceClock[car] += 1;
+  if (!rs_.CarIsAI[car]) {
+    if (rs_.CarInPit[car]) return Stage::Advance;
+    if (rs_.CarNewSpeed[car] < 1) return Stage::Advance;
+    rs_.MoveEnded = false;
+    steeringPanel_ = LoadSteeringFrame(ctx_);
+    if (rs_.CarNewSpeed[car] == 0) return Stage::Advance;
+    // A car boxed in from the start has already been stopped: no button would be enabled.
+    if (rs_.MoveEnded) {
+      CalcAvgSpeed(rs_, car);
+      return Stage::Advance;
+    }
+    return Stage::Serve;
+  }
+  ComputeSpeedRange(rs_);
+  if (rs_.CarStatus[car] < kOutOfRace) {
+    rs_.SpeedChecked = false;
+    rs_.AccelChecked = false;
+    rs_.DecelChecked = false;
+    CheckSpeedLimits(ctx_);
+    Call(Seams.PlanMove);
+  }
+  CalcAvgSpeed(rs_, car);
+  return Stage::Advance;
+}
+
+void RaceEngine::Finish(Waiting why) {
+  waiting_ = why;
+  if (why == Waiting::RaceOver) {
+    lapCaption_ = "Final Standings";
+    rs_.RaceRunning = false;
+    Call(Seams.EndRace);
+  }
+}
+
+// --- NextCar -----------------------------------------------------------------------------------------
+
+void RaceEngine::NextCar() {
+  // Step 1.
+  rs_.TurnWrapped = false;
+  if (rs_.SteeringPhase && IsCarNumber(rs_.CurrentCar)) rs_.CarSpeed[rs_.CurrentCar] = rs_.CarNewSpeed[rs_.CurrentCar];
+  for (;;) {
+    // Step 2.
+    rs_.OrderIndex += 1;
+    rs_.BlueFlagInForce = false;
+    rs_.CurveCheckDone = false;
+    // Step 3.
+    if (rs_.OrderIndex > rs_.CarCount - rs_.CarsFinished) EndOfPass();
+    // Step 4.
+    if (rs_.CarCount - rs_.CarsOut - rs_.CarsFinished < 1) {
+      rs_.RaceOver = true;
+      return;
+    }
+    // Step 5.
+    const int car = rs_.RunningOrder[rs_.OrderIndex];
+    if (!IsCarNumber(car)) return;
+    rs_.CurrentCar = car;
+    if (Seams.ApplyWeatherLimits) Seams.ApplyWeatherLimits(ctx_, car);
+    // Step 6.
+    switch (rs_.CarStatus[car]) {
+      case kOutOfRace:
+        ClearCarCell(rs_, car);
+        continue;
+      case kSpinningOffCell:
+        ClearCarCell(rs_, car);
+        [[fallthrough]];
+      case kSpinning:
+        // A spun car stands on its cell and loses this slot; only one spun off the track gives the
+        // cell up, as a car on the track always holds its cell.
+      case kStalled:
+        rs_.CarSpeed[car] = 0;
+        rs_.CarNewSpeed[car] = 0;
+        rs_.CarStatus[car] = kRunning;
+        break;
+      default:
+        break;
+    }
+    return;
+  }
+}
+
+void RaceEngine::EndOfPass() {
+  const int leader = rs_.RunningOrder[1];
+  if (IsCarNumber(leader) && rs_.AutoPilotUntilLap != 0 && rs_.CarLap[leader] >= rs_.AutoPilotUntilLap)
+    rs_.AutoPilotUntilLap = 0;
+  // The weather roll at the leader's point comes with the weather work.
+  rs_.OrderIndex = 1;
+  if (rs_.CarsFinished >= 1 && IsCarNumber(rs_.FinishOrder[1])) rs_.CarLapClock[rs_.FinishOrder[1]] += 1.0;
+  if (rs_.SteeringPhase && !rs_.ReplayRunning) {
+    Call(Seams.ProcessPitLane);
+    rs_.RaceStandingStart = false;
+    SortAfterTurn();
+    const int first = rs_.RunningOrder[1];
+    if (IsCarNumber(first) && rs_.CarLap[first] >= 1 && rs_.CarsFinished == 0) {
+      if (rs_.LeaderSpeedCount >= kLeaderHistory) {
+        std::copy(rs_.LeaderSpeedHistory.begin() + 2, rs_.LeaderSpeedHistory.end(), rs_.LeaderSpeedHistory.begin() + 1);
+      } else {
+        rs_.LeaderSpeedCount += 1;
+      }
+      rs_.LeaderSpeedHistory[static_cast<size_t>(rs_.LeaderSpeedCount)] = rs_.CarSpeed[first] / 20;
+    }
+  }
+  // Finishers leave the track and the running order, in the order they stand.
+  std::vector<int> running;
+  for (int pos = 1; pos <= rs_.CarCount - rs_.CarsFinished; ++pos) {
+    const int car = rs_.RunningOrder[pos];
+    if (!IsCarNumber(car)) continue;
+    if (rs_.CarLap[car] > rs_.RaceLaps) {
+      rs_.FinishOrder[static_cast<size_t>(++rs_.FinishOrderCount)] = car;
+      ClearCarCell(rs_, car);
+      rs_.CarLane[car] = 0;
+      rs_.CarSpace[car] = 0;
+    } else {
+      running.push_back(car);
+    }
+  }
+  const int finishedNow = rs_.CarCount - rs_.CarsFinished - static_cast<int>(running.size());
+  rs_.CarsFinished += finishedNow;
+  rs_.RunningOrder.fill(0);
+  for (size_t i = 0; i < running.size(); ++i) rs_.RunningOrder[i + 1] = running[i];
+  if (rs_.SteeringPhase) rs_.CarIsAI = rs_.CarIsAIAtStart;
+  rs_.FirstHumanCar = FindFirstHumanCar();
+  rs_.TurnWrapped = true;
+  const int newLeader = rs_.RunningOrder[1];
+  if (IsCarNumber(newLeader)) rs_.PaceSpeed = rs_.CarSpeed[newLeader];
+}
+
+// --- Order sorts --------------------------------------------------------------------------------------
+
+double RaceEngine::RaceDistance(int car) const {
+  const Track& t = rs_.track;
+  const int space = rs_.CarSpace[car];
+  const int lane = rs_.CarLane[car];
+  double distance = (rs_.CarLap[car] - 1) * t.TrackLength + space;
+  if (space < 1 || space > kMaxSpaces || lane < 1 || lane > kMaxLanes) return distance;
+  if (t.CellSpeedLimit[space][lane] < kNoLimit) {
+    // Curve credit: skip cells of the car's own rank ahead mean the lane is shorter here.
+    const int rank = t.CellLaneRank[space][lane];
+    bool skipSeen = false;
+    for (int i = 1; i <= 15 && space + i <= kMaxSpaces; ++i) {
+      const int s = space + i;
+      const bool skip = t.CellSkip[s][lane];
+      const int limit = t.CellSpeedLimit[s][lane];
+      if (!skip && limit >= kNoLimit + 1) break;
+      if (!skip && limit < kNoLimit && !skipSeen) break;
+      if (skip) {
+        skipSeen = true;
+        if (t.CellLaneRank[s][lane] == rank) distance += i == 1 ? 1.0 : 0.1;
+      }
+    }
+  }
+  // A car in the pit lane counts by its place in the pit list, which comes with pit stops.
+  return distance;
+}
+
+void RaceEngine::Sort(bool forSteering) {
+  const int n = rs_.CarCount - rs_.CarsFinished;
+  PerCar<double> distance{};
+  for (int pos = 1; pos <= n; ++pos) {
+    const int car = rs_.RunningOrder[pos];
+    if (IsCarNumber(car)) distance[car] = RaceDistance(car);
+  }
+  auto rank = [&](int car) {
+    const int space = rs_.CarSpace[car], lane = rs_.CarLane[car];
+    if (space < 0 || space > kMaxSpaces || lane < 0 || lane > kMaxLanes) return 0;
+    return rs_.track.CellLaneRank[space][lane];
+  };
+  for (int round = 1; round <= rs_.CarCount; ++round) {
+    for (int pos = 1; pos < n; ++pos) {
+      const int a = rs_.RunningOrder[pos];
+      const int b = rs_.RunningOrder[pos + 1];
+      if (!IsCarNumber(a) || !IsCarNumber(b)) continue;
+      bool swap = distance[b] > distance[a];
+      if (distance[a] == distance[b]) {
+        if (rs_.CarInPit[a] || rs_.CarInPit[b]) {
+          swap = false;
+        } else if (forSteering) {
+          // The faster chosen speed moves first; on equal speeds the better lane.
+          if (rs_.CarStatus[b] != kRunning) swap = false;
+          else if (rs_.CarNewSpeed[a] != rs_.CarNewSpeed[b]) swap = rs_.CarNewSpeed[a] < rs_.CarNewSpeed[b];
+          else swap = rank(a) > rank(b);
+        } else {
+          swap = rank(a) > rank(b) && rs_.CarStatus[b] == kRunning;
+        }
+      }
+      if (swap) std::swap(rs_.RunningOrder[pos], rs_.RunningOrder[pos + 1]);
+    }
+  }
+  for (int pos = 1; pos <= n; ++pos) {
+    const int car = rs_.RunningOrder[pos];
+    if (IsCarNumber(car)) rs_.CarRaceDistance[car] = static_cast<int>(std::floor(distance[car]));
+  }
+}
+
+void RaceEngine::SortForSteering() {
+  Sort(true);
+  rs_.CurrentCar = rs_.RunningOrder[rs_.OrderIndex];
+}
+
+void RaceEngine::SortAfterTurn() {
+  const int oldLeader = rs_.RunningOrder[1];
+  const double oldDistance = IsCarNumber(oldLeader) ? RaceDistance(oldLeader) : 0;
+  Sort(false);
+  const int newLeader = rs_.RunningOrder[1];
+  if (IsCarNumber(newLeader) && IsCarNumber(oldLeader) && newLeader != oldLeader &&
+      RaceDistance(newLeader) >= oldDistance) {
+    rs_.LeadCar = newLeader;
+    if (!InSearch(rs_) && !rs_.ReplayRunning) ctx_.log.LogHighlight(kLogLeadChange, newLeader, oldLeader, " ");
+  }
+}
+
+// --- Commands ------------------------------------------------------------------------------------------
+
+void RaceEngine::NewSpeed(int i, bool draft) {
+  // Step 1.
+  if (rs_.SteeringPhase || i < 0 || i >= kSpeedButtons) return;
+  if (waiting_ != Waiting::Speed && waiting_ != Waiting::PitContinue) return;
+  // Step 2.
+  const bool settled = rs_.SpeedChecked || (rs_.CurrentCar > rs_.CarCount && !rs_.SingleLapQualifying);
+  if (!settled) {
+    // Steps 3 and 4.
+    ChooseSpeed(ctx_, i);
+    // Step 5. Slipstream offers come with the slipstream work; until then there is none to tick.
+    rs_.CarDraftTarget[rs_.CurrentCar] = 0;
+    draftTicked_ = draft;
+  }
+  // Step 6.
+  waiting_ = Waiting::Nothing;
+  RaceSequence();
+}
+
+void RaceEngine::PitContinue() { NewSpeed(0); }
+
+void RaceEngine::Steer(SteeringCommand command) {
+  if (waiting_ != Waiting::Steering) return;
+  if (command == SteeringCommand::cmdEndEarly) {
+    EndMoveEarly(ctx_);
+    steeringPanel_ = LoadSteeringButtons(ctx_);
+  } else {
+    steeringPanel_ = PressSteering(ctx_, command);
+  }
+  if (rs_.MoveEnded || rs_.SpacesLeft < 1) {
+    CalcAvgSpeed(rs_, rs_.CurrentCar);
+    waiting_ = Waiting::Nothing;
+    RaceSequence();
+  }
+}
+
+void RaceEngine::AutoPilot() {
+  if (waiting_ != Waiting::Speed || !IsCarNumber(rs_.CurrentCar)) return;
+  rs_.CarIsAI[rs_.CurrentCar] = true;
+  for (SpeedButton& b : speedFrame_.Buttons) {
+    b.Colour = kColourGrey;
+    b.Enabled = false;
+  }
+  waiting_ = Waiting::Nothing;
+  RaceSequence();
+}
+
+void RaceEngine::NextTurn() {
+  if (waiting_ == Waiting::Paused) {
+    RaceControl();
+    return;
+  }
+  if (waiting_ != Waiting::RaceControl) return;
+  rs_.ContinueTurns = true;
+  RaceSequence();
+}
+
+void RaceEngine::FinishLap() {
+  if (waiting_ != Waiting::RaceControl && waiting_ != Waiting::Paused) return;
+  rs_.FinishRaceMode = true;
+  rs_.FinishLapMode = true;
+  rs_.ContinueTurns = true;
+  rs_.PauseRequested = false;
+  if (waiting_ == Waiting::Paused) rs_.NewRaceTurn = true;
+  RaceSequence();
+}
+
+void RaceEngine::FinishRace() {
+  if (waiting_ != Waiting::RaceControl && waiting_ != Waiting::Paused) return;
+  rs_.FinishRaceMode = true;
+  rs_.FinishLapMode = false;
+  rs_.ContinueTurns = true;
+  rs_.PauseRequested = false;
+  if (waiting_ == Waiting::Paused) rs_.NewRaceTurn = true;
+  RaceSequence();
+}
+
+void RaceEngine::PauseRace() {
+  // The pause waits for the end of the turn; it is offered only while nobody has finished.
+  if (rs_.CarsFinished == 0) rs_.PauseRequested = true;
+}
+
+bool RaceEngine::EndRaceRC() {
+  if (rs_.GameMode == "Season" && !rs_.SingleLapQualifying) {
+    if (!ctx_.console.AskYesNo("Are you sure you want to PAUSE this race ?", "Pause Season Race")) return false;
+    // Writing the season's race state comes with the season work; the race screen is left.
+    rs_.RaceRunning = false;
+    waiting_ = Waiting::RaceOver;
+    return true;
+  }
+  if (!ctx_.console.AskYesNo("Are you sure you want to RED FLAG this race ?", "End Race")) return false;
+  rs_.CarCount = rs_.CarCountAtStart != 0 ? rs_.CarCountAtStart : rs_.CarCount;
+  EndRace();
+  return true;
+}
+
+void RaceEngine::EndRace() {
+  rs_.RaceEndedByUser = true;
+  rs_.RaceOver = true;
+  Finish(Waiting::RaceOver);
+}
+
+void RaceEngine::Resume(Waiting waiting) {
+  waiting_ = waiting;
+  if (waiting == Waiting::Steering) steeringPanel_ = LoadSteeringButtons(ctx_);
+  if (waiting == Waiting::Speed) speedFrame_ = LoadSpeedFrame(ctx_);
+}
+
+std::string RaceEngine::WaitDescription() const {
+  const std::string car = "car " + std::to_string(rs_.CurrentCar) + ": ";
+  switch (waiting_) {
+    case Waiting::Nothing: return "nothing";
+    case Waiting::Speed: return car + "speed";
+    case Waiting::PitContinue: return car + "pit continue";
+    case Waiting::Steering: {
+      const int blocks = static_cast<int>(std::floor(rs_.SpacesLeft));
+      return car + "steering, " + std::to_string(blocks) + (blocks == 1 ? " block" : " blocks") + " left";
+    }
+    case Waiting::RaceControl: return "race control";
+    case Waiting::Paused: return "race control (paused)";
+    case Waiting::RaceOver: return "race over";
+  }
+  return "";
+}
+
+}  // namespace vm

@@ -1,1 +1,295 @@
-// placeholder
+#include "core/turn_engine.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/rules_fixture.h"
+#include "tools/track_builder.h"
+
+namespace vm {
+namespace {
+
+using testing_support::RecordingLog;
+
+// A straight 3-lane track of 40 spaces and cars that only a script drives.
+class EngineTest : public ::testing::Test {
+ protected:
+  EngineTest() {
+    rs.track = TrackBuilder(3, 40).Build();
+    rs.Tables = testing_support::UsualTables();
+    rs.GameMode = "Single";
+    rs.RaceLaps = 2;
+  }
+
+  void Cars(int count, bool ai = false) {
+    rs.CarCount = count;
+    for (int car = 1; car <= count; ++car) {
+      rs.DriverName[car] = "Car " + std::to_string(car);
+      rs.CarStartSpeed[car] = 60;
+      rs.CarAcceleration[car] = 40;
+      rs.CarDeceleration[car] = 40;
+      rs.CarTopSpeed[car] = 200;
+      rs.CarWearPerLap[car] = 2;
+      rs.CarIsAI[car] = ai;
+    }
+  }
+
+  // AI cars that run straight on at a fixed speed, in place of the AI still to come.
+  void SimpleAI(int speed) {
+    engine.Seams.ChooseAISpeeds = [speed](RuleContext& c) {
+      for (int car = 1; car <= c.rs.CarCount; ++car)
+        if (c.rs.CarIsAI[car]) c.rs.CarNewSpeed[car] = speed;
+    };
+    engine.Seams.PlanMove = [](RuleContext& c) {
+      c.rs.SpacesLeft = c.rs.CarNewSpeed[c.rs.CurrentCar] / 20;
+      c.rs.MoveEnded = false;
+      while (c.rs.SpacesLeft >= 1 && !c.rs.MoveEnded) StepStraight(c);
+    };
+  }
+
+  // Drives the human in front: a speed, then straight steps until the move ends.
+  void DriveStraight(int mph) {
+    ASSERT_EQ(engine.WaitingFor(), Waiting::Speed) << engine.WaitDescription();
+    engine.NewSpeed(mph / 20);
+  }
+  // Steps the car now steering straight on until its move is over.
+  void StepAllStraight() {
+    const int car = rs.CurrentCar;
+    while (engine.WaitingFor() == Waiting::Steering && rs.CurrentCar == car) engine.Steer(SteeringCommand::cmdStraight);
+  }
+
+  std::vector<int> Order() const {
+    std::vector<int> order;
+    for (int pos = 1; pos <= rs.CarCount - rs.CarsFinished; ++pos) order.push_back(rs.RunningOrder[pos]);
+    return order;
+  }
+
+  std::unique_ptr<RaceState> state = std::make_unique<RaceState>();
+  RaceState& rs = *state;
+  Random rng{3};
+  ScriptedConsole console;
+  RecordingLog log;
+  RaceEngine engine{rs, rng, console, log};
+};
+
+TEST_F(EngineTest, GridRowsRunBackFromTheLineInTheLanesTheRanksChoose) {
+  Cars(5);
+  rs.track = TrackBuilder(3, 40).Curve(36, 38, {100, 120, 140}).Skip(40, 40, 3).Build();
+  engine.RaceReset();
+  // Ranks 1, 2, 3 from lane 1: the rows use lanes 1 and 3. Space 40 lane 3 is a skip cell, so the
+  // second car takes lane 2 there; the curve pushes the next row back to space 35.
+  struct Where {
+    int Space, Lane;
+  };
+  const Where expected[] = {{40, 1}, {40, 2}, {39, 1}, {39, 3}, {35, 1}};
+  for (int car = 1; car <= 5; ++car) {
+    SCOPED_TRACE(car);
+    EXPECT_EQ(rs.CarSpace[car], expected[car - 1].Space);
+    EXPECT_EQ(rs.CarLane[car], expected[car - 1].Lane);
+    EXPECT_EQ(rs.CarWears[car], 2 * 2 * 1);  // wear per lap x laps x wear factor
+  }
+  EXPECT_TRUE(CheckRaceState(rs).empty());
+}
+
+TEST_F(EngineTest, PracticeScattersTheCarsFromScriptedDraws) {
+  Cars(2);
+  rs.GameMode = "Practice";
+  // Car 1: space Int(0.5 x 25) + 14 = 26 in lane 2. Car 2: the same space is taken, so one space
+  // back and a drawn lane: Int(0.9 x 3) + 1 = 3.
+  rng.Script({0.5, 0.5, 0.9});
+  engine.RaceReset();
+  EXPECT_EQ(rs.CarSpace[1], 26);
+  EXPECT_EQ(rs.CarLane[1], 2);
+  EXPECT_EQ(rs.CarSpace[2], 25);
+  EXPECT_EQ(rs.CarLane[2], 3);
+  EXPECT_EQ(rs.CarWears[2], 2);
+  EXPECT_EQ(rng.Draws(), 3u);
+}
+
+TEST_F(EngineTest, SteeringSortBreaksTiesBySpeedThenLaneAndKeepsStalledCarsBehind) {
+  Cars(4);
+  engine.RaceReset();
+  auto put = [&](int car, int space, int lane, int speed) {
+    ClearCarCell(rs, car);
+    rs.CarSpace[car] = space;
+    rs.CarLane[car] = lane;
+    rs.track.CellOccupant[space][lane] = car;
+    rs.CarNewSpeed[car] = speed;
+    rs.CarLap[car] = 1;
+  };
+  put(1, 10, 3, 100);
+  put(2, 10, 1, 100);
+  put(3, 10, 2, 120);
+  put(4, 12, 3, 20);
+  rs.OrderIndex = 1;
+  engine.SortForSteering();
+  // Car 4 is furthest on; car 3 is faster; of 1 and 2 at equal speed the better lane (rank 1) goes first.
+  EXPECT_EQ(Order(), (std::vector<int>{4, 3, 2, 1}));
+  EXPECT_EQ(rs.CurrentCar, 4);
+  EXPECT_EQ(rs.CarRaceDistance[4], 12);
+
+  // After the turn only the lane counts, and a car that is not running keeps its place behind.
+  rs.RunningOrder = {0, 3, 1, 2, 4};
+  rs.CarStatus[2] = kStalled;
+  engine.SortAfterTurn();
+  EXPECT_EQ(Order(), (std::vector<int>{4, 3, 1, 2}));
+  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogLeadChange}));
+  EXPECT_EQ(rs.LeadCar, 4);
+}
+
+TEST_F(EngineTest, CurveCreditCountsSkipCellsOfTheCarsOwnRank) {
+  Cars(2);
+  rs.track = TrackBuilder(2, 40).Curve(10, 20, {100, 120}).Skip(11, 12, 1).Build();
+  engine.RaceReset();
+  for (int car : {1, 2}) ClearCarCell(rs, car);
+  rs.CarLap[1] = rs.CarLap[2] = 1;
+  // Car 1 in lane 1 at space 10: skip cells at 11 (+1.0) and 12 (+0.1) put it ahead of car 2 at
+  // space 11 in lane 2, which has none.
+  rs.CarSpace[1] = 10, rs.CarLane[1] = 1;
+  rs.CarSpace[2] = 11, rs.CarLane[2] = 2;
+  rs.track.CellOccupant[10][1] = 1;
+  rs.track.CellOccupant[11][2] = 2;
+  rs.RunningOrder = {0, 2, 1};
+  rs.OrderIndex = 1;
+  engine.SortForSteering();
+  EXPECT_EQ(Order(), (std::vector<int>{1, 2}));
+}
+
+TEST_F(EngineTest, HumansChooseInOrderThenSteerInTheSortedOrder) {
+  Cars(2);
+  engine.StartRace();
+  EXPECT_EQ(engine.WaitDescription(), "car 1: speed");
+  EXPECT_EQ(engine.LapCaption(), "Race Start");
+  DriveStraight(40);
+  EXPECT_EQ(engine.WaitDescription(), "car 2: speed");
+  DriveStraight(60);
+  // Both on the grid's front row: the faster car moves first.
+  EXPECT_EQ(engine.WaitDescription(), "car 2: steering, 3 blocks left");
+  StepAllStraight();
+  EXPECT_EQ(engine.WaitDescription(), "car 1: steering, 2 blocks left");
+  StepAllStraight();
+  // A new race turn: car 2 leads now.
+  EXPECT_EQ(engine.WaitDescription(), "car 2: speed");
+  EXPECT_EQ(rs.CarSpeed[2], 60);
+  EXPECT_EQ(rs.CarSpeed[1], 40);
+  EXPECT_FALSE(rs.RaceStandingStart);
+  EXPECT_TRUE(CheckRaceState(rs).empty());
+}
+
+TEST_F(EngineTest, AllAICarsStopAfterEachTurnUntilNextTurn) {
+  Cars(2, true);
+  SimpleAI(100);
+  engine.StartRace();
+  EXPECT_EQ(engine.WaitingFor(), Waiting::RaceControl);
+  // Both moved five spaces from the front row at space 40, across the line.
+  EXPECT_EQ(rs.CarSpace[1], 5);
+  EXPECT_EQ(rs.CarSpace[2], 5);
+  EXPECT_EQ(rs.CarLap[1], 1);
+  const int lapsBefore = rs.CarLap[1];
+  engine.NextTurn();
+  EXPECT_EQ(engine.WaitingFor(), Waiting::RaceControl);
+  EXPECT_GE(rs.CarLap[1], lapsBefore);
+  // Finish Race runs to the end with no further stop.
+  engine.FinishRace();
+  EXPECT_EQ(engine.WaitingFor(), Waiting::RaceOver);
+  EXPECT_TRUE(rs.RaceOver);
+  EXPECT_EQ(rs.CarsFinished, 2);
+  EXPECT_EQ(rs.FinishOrderCount, 2);
+  EXPECT_EQ(engine.LapCaption(), "Final Standings");
+}
+
+TEST_F(EngineTest, FinishLapStopsAtTheEndOfTheTurnInWhichTheLeaderCrosses) {
+  Cars(1, true);
+  rs.RaceLaps = 5;
+  SimpleAI(200);  // ten spaces a turn on a 40-space lap
+  engine.StartRace();
+  const int turnsBefore = static_cast<int>(rs.CarRaceClock[1]);
+  engine.FinishLap();
+  EXPECT_EQ(engine.WaitingFor(), Waiting::RaceControl);
+  const int lap = rs.CarLap[1];
+  // It ran until the lap turned over, and no further.
+  EXPECT_GT(static_cast<int>(rs.CarRaceClock[1]), turnsBefore);
+  EXPECT_EQ(rs.CarSpace[1] <= 10, true);
+  EXPECT_GE(lap, 1);
+  EXPECT_FALSE(rs.FinishLapMode);
+}
+
+TEST_F(EngineTest, PauseTakesEffectWhenThePassEndsAndTheRestartBeginsTheTurnAgain) {
+  Cars(2);
+  engine.StartRace();
+  engine.PauseRace();
+  DriveStraight(40);
+  EXPECT_EQ(engine.WaitDescription(), "car 2: speed");
+  DriveStraight(40);
+  // The speed pass has ended: the race stops there, before anyone steers.
+  EXPECT_EQ(engine.WaitingFor(), Waiting::Paused);
+  EXPECT_FALSE(rs.PauseRequested);
+  EXPECT_FALSE(rs.ContinueTurns);
+  EXPECT_EQ(rs.CarSpace[1], 40);
+  engine.NextTurn();
+  EXPECT_EQ(engine.WaitDescription(), "car 1: speed");
+}
+
+TEST_F(EngineTest, AutoPilotLastsOneRaceTurn) {
+  Cars(2);
+  SimpleAI(60);
+  engine.StartRace();
+  engine.AutoPilot();  // car 1 hands over
+  EXPECT_TRUE(rs.CarIsAI[1]);
+  EXPECT_EQ(engine.WaitDescription(), "car 2: speed");
+  DriveStraight(40);
+  // Car 1 drove itself at 60 and car 2 steers now.
+  EXPECT_EQ(rs.CarNewSpeed[1], 60);
+  StepAllStraight();
+  EXPECT_FALSE(rs.CarIsAI[1]);
+  EXPECT_EQ(engine.WaitDescription(), "car 1: speed");
+}
+
+TEST_F(EngineTest, TheLastCarOutEndsTheRaceInTheSameNextCar) {
+  Cars(2);
+  engine.StartRace();
+  rs.CarOutOfRace[1] = true;
+  rs.CarStatus[1] = kOutOfRace;
+  ClearCarCell(rs, 1);
+  rs.CarsOut = 1;
+  DriveStraight(40);  // car 1's slot is passed over; car 2 is served next
+  EXPECT_EQ(engine.WaitDescription(), "car 2: speed");
+  rs.CarOutOfRace[2] = true;
+  rs.CarStatus[2] = kOutOfRace;
+  ClearCarCell(rs, 2);
+  rs.CarsOut = 2;
+  engine.NewSpeed(0);
+  EXPECT_EQ(engine.WaitingFor(), Waiting::RaceOver);
+  EXPECT_TRUE(rs.RaceOver);
+}
+
+TEST_F(EngineTest, RedFlagAsksAndEndsOutsideASeason) {
+  Cars(1);
+  engine.StartRace();
+  console.AddAnswer("no");
+  EXPECT_FALSE(engine.EndRaceRC());
+  EXPECT_EQ(engine.WaitingFor(), Waiting::Speed);
+  console.AddAnswer("yes");
+  EXPECT_TRUE(engine.EndRaceRC());
+  EXPECT_EQ(engine.WaitingFor(), Waiting::RaceOver);
+  EXPECT_TRUE(rs.RaceEndedByUser);
+  EXPECT_EQ(console.Transcript().front(), "ASK Are you sure you want to RED FLAG this race ? -> no");
+}
+
+TEST_F(EngineTest, ASpunCarKeepsItsCellAndLosesItsSlot) {
+  Cars(2);
+  engine.StartRace();
+  rs.CarStatus[2] = kSpinning;
+  rs.CarSpeed[2] = 80;
+  DriveStraight(40);
+  EXPECT_EQ(rs.CurrentCar, 2);
+  EXPECT_EQ(rs.CarStatus[2], kRunning);
+  EXPECT_EQ(rs.CarSpeed[2], 0);
+  EXPECT_EQ(rs.track.CellOccupant[rs.CarSpace[2]][rs.CarLane[2]], 2);
+}
+
+}  // namespace
+}  // namespace vm

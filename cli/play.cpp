@@ -1,0 +1,370 @@
+#include "cli/play.h"
+
+#include <charconv>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <sstream>
+
+#include "cli/commands.h"
+#include "cli/race_json.h"
+#include "core/race_log.h"
+#include "core/textfile.h"
+#include "core/track_file.h"
+#include "core/turn_engine.h"
+#include "rules/result_table_file.h"
+#include "ui/console.h"
+
+namespace vm {
+
+const char* const kPlayUsage =
+    "  play --track T.trk --tables R.rst --car-design START,ACC,DEC,TOP,WEAR,DRM [--car-design ...]\n"
+    "       [--laps N] [--cars-racing K] [--mode Practice|Single] [--seed S] [--rnd V1,V2,...]\n"
+    "       --script S.txt [--dump-json OUT.json] [--log]\n"
+    "      run a race of human drivers whose every choice comes from the script, one per line:\n"
+    "      speed MPH [draft], left, right, straight, inturn-left, inturn-right, end, autopilot,\n"
+    "      pit-continue, choose K, dice N, yes, no, next-turn, finish-lap, finish-race, pause, end-race\n";
+
+namespace {
+
+std::optional<int> ToInt(const std::string& text) {
+  int value = 0;
+  auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (ec != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+// How a run ends early: the status and what to say.
+struct ScriptStop {
+  int Status;
+  std::string Message;
+};
+
+struct ScriptLine {
+  int Number = 0;
+  std::string Text;
+  std::vector<std::string> Words;
+};
+
+// The script's lines with comments and blank lines taken out.
+class ScriptFeed {
+ public:
+  explicit ScriptFeed(const std::string& text) {
+    std::istringstream in(text);
+    std::string raw;
+    for (int number = 1; std::getline(in, raw); ++number) {
+      if (const size_t hash = raw.find('#'); hash != std::string::npos) raw.erase(hash);
+      std::istringstream words(raw);
+      ScriptLine line{number, "", {}};
+      for (std::string w; words >> w;) line.Words.push_back(w);
+      if (line.Words.empty()) continue;
+      for (const std::string& w : line.Words) line.Text += (line.Text.empty() ? "" : " ") + w;
+      lines_.push_back(std::move(line));
+    }
+  }
+  bool Done() const { return next_ >= lines_.size(); }
+  const ScriptLine& Take() { return lines_[next_++]; }
+
+ private:
+  std::vector<ScriptLine> lines_;
+  size_t next_ = 0;
+};
+
+[[noreturn]] void Misfit(const ScriptLine& line, const std::string& expected) {
+  throw ScriptStop{kExitFileError,
+                   "line " + std::to_string(line.Number) + ": \"" + line.Text + "\" does not fit: " + expected};
+}
+
+// The console of a scripted race: modal panels take their answers from the script.
+class PlayConsole : public Console {
+ public:
+  PlayConsole(ScriptFeed& feed, const RaceState& rs, std::ostream& out) : feed_(feed), rs_(rs), out_(out) {}
+
+  void ShowMessage(std::string_view text, std::string_view, MessageKind) override { out_ << text << "\n"; }
+
+  bool AskYesNo(std::string_view question, std::string_view) override {
+    const ScriptLine& line = Need("a yes or no for \"" + std::string(question) + "\"");
+    if (line.Words.size() != 1 || (line.Words[0] != "yes" && line.Words[0] != "no"))
+      Misfit(line, "expected yes or no for \"" + std::string(question) + "\"");
+    return line.Words[0] == "yes";
+  }
+
+  // No file is chosen during a race.
+  std::optional<std::string> ChooseFile(const FileDialogRequest&) override { return std::nullopt; }
+
+  int ChooseOption(const ChoicePanel& panel) override {
+    const int n = static_cast<int>(panel.Options.size());
+    std::string what = panel.Name + ", choose 1.." + std::to_string(n) + " (";
+    for (int k = 0; k < n; ++k) what += (k ? " | " : "") + panel.Options[static_cast<size_t>(k)];
+    what += ")";
+    const ScriptLine& line = Need(what);
+    std::optional<int> k = line.Words.size() == 2 && line.Words[0] == "choose" ? ToInt(line.Words[1]) : std::nullopt;
+    if (!k || *k < 1 || *k > n) Misfit(line, "expected " + what);
+    return *k - 1;
+  }
+
+  void RollTable(const RollPanel&, const std::function<RollResult()>& roll,
+                 const std::function<void()>& settle) override {
+    roll();
+    settle();
+  }
+
+  int EnterDiceResult(const DiceEntryPanel& panel) override {
+    const std::string what = "a dice entry, dice " + std::to_string(panel.Choices.front()) + ".." +
+                             std::to_string(panel.Choices.back());
+    const ScriptLine& line = Need(what);
+    std::optional<int> n = line.Words.size() == 2 && line.Words[0] == "dice" ? ToInt(line.Words[1]) : std::nullopt;
+    if (!n || *n < panel.Choices.front() || *n > panel.Choices.back()) Misfit(line, "expected " + what);
+    return *n;
+  }
+
+  int ShowCrash(const CrashPanel& panel) override {
+    out_ << panel.Text << "\n";
+    return 0;  // Continue: ending the race is a race control of its own
+  }
+
+ private:
+  const ScriptLine& Need(const std::string& what) {
+    if (feed_.Done()) throw ScriptStop{kExitScriptEnded, "car " + std::to_string(rs_.CurrentCar) + ": " + what};
+    return feed_.Take();
+  }
+
+  ScriptFeed& feed_;
+  const RaceState& rs_;
+  std::ostream& out_;
+};
+
+class KeepingLog : public RaceLog {
+ public:
+  void LogHighlight(int kind, int car, int otherCar, std::string_view text) override {
+    lines.push_back("highlight " + std::to_string(kind) + ", car " + std::to_string(car) +
+                    (otherCar ? ", other car " + std::to_string(otherCar) : "") + ": " + std::string(text));
+  }
+  std::vector<std::string> lines;
+};
+
+struct PlayArgs {
+  std::string track, tables, script, dumpJson;
+  std::vector<std::string> designs;
+  std::optional<int> laps, carsRacing;
+  std::string mode = "Single";
+  std::optional<std::uint64_t> seed;
+  std::vector<double> rnd;
+  bool log = false;
+};
+
+std::optional<PlayArgs> ParsePlay(const std::vector<std::string>& args, std::ostream& err) {
+  PlayArgs a;
+  auto fail = [&](const std::string& why) {
+    err << "play: " << why << "\n" << kPlayUsage;
+    return std::nullopt;
+  };
+  for (size_t i = 0; i < args.size(); ++i) {
+    const std::string& opt = args[i];
+    if (opt == "--log") {
+      a.log = true;
+      continue;
+    }
+    if (i + 1 >= args.size()) return fail(opt + " needs a value");
+    const std::string& value = args[++i];
+    if (opt == "--track") a.track = value;
+    else if (opt == "--tables") a.tables = value;
+    else if (opt == "--script") a.script = value;
+    else if (opt == "--dump-json") a.dumpJson = value;
+    else if (opt == "--car-design") a.designs.push_back(value);
+    else if (opt == "--cars") return fail("car files are not read yet: give each car with --car-design");
+    else if (opt == "--qualifying") return fail("qualifying is not built yet: the grid is in car order");
+    else if (opt == "--mode") {
+      if (value != "Practice" && value != "Single") return fail("--mode is Practice or Single");
+      a.mode = value;
+    } else if (opt == "--laps" || opt == "--cars-racing") {
+      std::optional<int> n = ToInt(value);
+      const int top = opt == "--laps" ? kMaxLaps : kMaxCars;
+      if (!n || *n < 1 || *n > top) return fail(opt + " takes a whole number from 1 to " + std::to_string(top));
+      (opt == "--laps" ? a.laps : a.carsRacing) = n;
+    } else if (opt == "--seed") {
+      std::uint64_t s = 0;
+      auto [end, ec] = std::from_chars(value.data(), value.data() + value.size(), s);
+      if (ec != std::errc() || end != value.data() + value.size()) return fail("--seed takes a whole number");
+      a.seed = s;
+    } else if (opt == "--rnd") {
+      std::string why;
+      std::optional<std::vector<double>> values = ParseRndScript(value, &why);
+      if (!values) return fail("--rnd: " + why);
+      a.rnd = *values;
+    } else {
+      return fail("unexpected argument \"" + opt + "\"");
+    }
+  }
+  if (a.track.empty() || a.tables.empty() || a.script.empty()) return fail("--track, --tables and --script are needed");
+  if (a.designs.empty()) return fail("give at least one car with --car-design");
+  if (a.designs.size() > static_cast<size_t>(kMaxCars)) return fail("at most 40 cars");
+  if (a.carsRacing && *a.carsRacing > static_cast<int>(a.designs.size()))
+    return fail("--cars-racing is more than the cars given");
+  return a;
+}
+
+// Reads "START,ACC,DEC,TOP,WEAR,DRM" into car `car`.
+bool ReadDesign(RaceState& rs, int car, const std::string& text) {
+  std::vector<int> v;
+  std::istringstream in(text);
+  for (std::string part; std::getline(in, part, ',');) {
+    std::optional<int> n = ToInt(part);
+    if (!n) return false;
+    v.push_back(*n);
+  }
+  if (v.size() != 6) return false;
+  rs.DriverName[car] = "Car " + std::to_string(car);
+  rs.CarStartSpeed[car] = v[0];
+  rs.CarAcceleration[car] = v[1];
+  rs.CarDeceleration[car] = v[2];
+  rs.CarTopSpeed[car] = v[3];
+  rs.CarWearPerLap[car] = v[4];
+  rs.CarDRM[car] = v[5];
+  rs.CarIsAI[car] = false;
+  return true;
+}
+
+std::string ExpectedFor(Waiting w) {
+  switch (w) {
+    case Waiting::Speed: return "the car waits for its speed (speed MPH, autopilot)";
+    case Waiting::PitContinue: return "the car waits in the pit lane (pit-continue)";
+    case Waiting::Steering: return "the car waits for a steering button (left, right, straight, inturn-left, inturn-right, end)";
+    case Waiting::RaceControl:
+    case Waiting::Paused: return "the race waits for its controls (next-turn, finish-lap, finish-race)";
+    case Waiting::RaceOver: return "the race is over";
+    case Waiting::Nothing: break;
+  }
+  return "nothing is waited for";
+}
+
+std::optional<SteeringCommand> SteeringWord(const std::string& w) {
+  if (w == "left") return SteeringCommand::cmdLeft;
+  if (w == "right") return SteeringCommand::cmdRight;
+  if (w == "straight") return SteeringCommand::cmdStraight;
+  if (w == "inturn-left") return SteeringCommand::cmdInTurnLeft;
+  if (w == "inturn-right") return SteeringCommand::cmdInTurnRight;
+  if (w == "end") return SteeringCommand::cmdEndEarly;
+  return std::nullopt;
+}
+
+const SteeringButton* ButtonFor(const SteeringPanel& p, SteeringCommand c) {
+  switch (c) {
+    case SteeringCommand::cmdLeft: return &p.Left;
+    case SteeringCommand::cmdRight: return &p.Right;
+    case SteeringCommand::cmdStraight: return &p.Straight;
+    case SteeringCommand::cmdInTurnLeft: return &p.InTurnLeft;
+    case SteeringCommand::cmdInTurnRight: return &p.InTurnRight;
+    case SteeringCommand::cmdEndEarly: return nullptr;
+  }
+  return nullptr;
+}
+
+// Carries out one script line, or says why it does not fit.
+void Perform(RaceEngine& engine, const ScriptLine& line) {
+  const std::string& w = line.Words[0];
+  const Waiting waiting = engine.WaitingFor();
+  const bool running = waiting != Waiting::RaceOver && waiting != Waiting::Nothing;
+  auto require = [&](bool ok) {
+    if (!ok) Misfit(line, ExpectedFor(waiting));
+  };
+  if (w == "speed") {
+    require(waiting == Waiting::Speed && (line.Words.size() == 2 || (line.Words.size() == 3 && line.Words[2] == "draft")));
+    std::optional<int> mph = ToInt(line.Words[1]);
+    if (!mph || *mph < 0 || *mph > 240 || *mph % 20 != 0) Misfit(line, "a speed is 0 to 240 in steps of 20");
+    const SpeedButton& b = engine.SpeedPanel().Buttons[static_cast<size_t>(*mph / 20)];
+    if (!b.Enabled || !b.Seen) Misfit(line, "the " + line.Words[1] + " MPH button is not enabled");
+    engine.NewSpeed(*mph / 20, line.Words.size() == 3);
+  } else if (std::optional<SteeringCommand> c = SteeringWord(w)) {
+    require(waiting == Waiting::Steering && line.Words.size() == 1);
+    const SteeringButton* b = ButtonFor(engine.SteeringPanelShown(), *c);
+    if (b && (!b->Visible || !b->Enabled)) Misfit(line, "the \"" + w + "\" button is not open for this step");
+    engine.Steer(*c);
+  } else if (w == "autopilot") {
+    require(waiting == Waiting::Speed);
+    engine.AutoPilot();
+  } else if (w == "pit-continue") {
+    require(waiting == Waiting::PitContinue);
+    engine.PitContinue();
+  } else if (w == "pit" || w == "tires") {
+    Misfit(line, w == "pit" ? "the pit lane is not built yet" : "the tire choice comes with the weather");
+  } else if (w == "next-turn") {
+    require(waiting == Waiting::RaceControl || waiting == Waiting::Paused);
+    engine.NextTurn();
+  } else if (w == "finish-lap" || w == "finish-race") {
+    require(waiting == Waiting::RaceControl || waiting == Waiting::Paused);
+    if (w == "finish-lap") engine.FinishLap();
+    else engine.FinishRace();
+  } else if (w == "pause") {
+    require(running);
+    engine.PauseRace();
+  } else if (w == "end-race") {
+    require(running);
+    engine.EndRaceRC();
+  } else {
+    Misfit(line, ExpectedFor(waiting));
+  }
+}
+
+}  // namespace
+
+int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, std::ostream& err) {
+  std::optional<PlayArgs> a = ParsePlay(args, err);
+  if (!a) return kExitUsage;
+  auto rs = std::make_unique<RaceState>();
+  if (std::optional<FileError> e = LoadTrack(rs->track, a->track)) {
+    err << "velomark-cli: " << e->Describe() << "\n";
+    return kExitFileError;
+  }
+  if (std::optional<FileError> e = LoadResultTables(rs->Tables, a->tables)) {
+    err << "velomark-cli: " << e->Describe() << "\n";
+    return kExitFileError;
+  }
+  std::optional<std::string> scriptText = ReadWholeFile(a->script);
+  if (!scriptText) {
+    err << "velomark-cli: " << a->script << ": the script cannot be opened\n";
+    return kExitFileError;
+  }
+  for (size_t i = 0; i < a->designs.size(); ++i) {
+    if (!ReadDesign(*rs, static_cast<int>(i) + 1, a->designs[i])) {
+      err << "play: --car-design \"" << a->designs[i] << "\" is not six whole numbers START,ACC,DEC,TOP,WEAR,DRM\n";
+      return kExitUsage;
+    }
+  }
+  rs->CarCount = a->carsRacing.value_or(static_cast<int>(a->designs.size()));
+  rs->GameMode = a->mode;
+  // A practice session always runs to its lap limit of 50.
+  rs->RaceLaps = a->mode == "Practice" ? 50 : a->laps.value_or(3);
+  // The same seed gives the same race: without one the run is still reproducible.
+  rng.Seed(a->seed.value_or(1));
+  if (!a->rnd.empty()) rng.Script(a->rnd);
+
+  ScriptFeed feed(*scriptText);
+  PlayConsole console(feed, *rs, out);
+  KeepingLog log;
+  RaceEngine engine(*rs, rng, console, log);
+  int status = kExitOk;
+  try {
+    engine.StartRace();
+    while (!feed.Done()) Perform(engine, feed.Take());
+    if (engine.WaitingFor() != Waiting::RaceOver) throw ScriptStop{kExitScriptEnded, engine.WaitDescription()};
+    out << "race over\n";
+    for (int place = 1; place <= rs->FinishOrderCount; ++place)
+      out << place << ". " << rs->DriverName[rs->FinishOrder[place]] << "\n";
+  } catch (const ScriptStop& stop) {
+    (stop.Status == kExitScriptEnded ? out : err) << (stop.Status == kExitScriptEnded ? "waiting: " : "play: ")
+                                                 << stop.Message << "\n";
+    status = stop.Status;
+  }
+  if (a->log)
+    for (const std::string& line : log.lines) out << line << "\n";
+  if (!a->dumpJson.empty()) {
+    if (std::optional<FileError> e = WriteFileAtomic(a->dumpJson, RaceStateJson(*rs, rng.Draws()).dump(1) + "\n")) {
+      err << "velomark-cli: " << e->Describe() << "\n";
+      if (status == kExitOk) status = kExitFileError;
+    }
+  }
+  return status;
+}
+
+}  // namespace vm

@@ -1,0 +1,118 @@
+// The turn engine: whose turn it is, in which order cars choose and move, what ends a race turn
+// and what happens between two turns. It is re-entrant: RaceSequence returns whenever it waits
+// for a human (a speed, a steering button, the pit lane's continue) or for the race controls,
+// and each command re-enters it.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "core/race_state.h"
+#include "core/speed.h"
+#include "core/steering.h"
+#include "rules/rule_context.h"
+
+namespace vm {
+
+// What RaceSequence stopped for.
+enum class Waiting {
+  Nothing,      // not started
+  Speed,        // a human's speed panel (NewSpeed)
+  PitContinue,  // a human car in the pit lane (cmdPitContinue)
+  Steering,     // a human's steering panel
+  RaceControl,  // no human on the track: cmdNextTurn, cmdFinishLap or cmdFinishRace
+  Paused,       // paused at the end of a turn: cmdNextTurn restarts
+  RaceOver,
+};
+
+// The work of subsystems that plug into the turn: each is called where the turn needs it and
+// does nothing until its subsystem fills it in.
+struct EngineSeams {
+  std::function<void(RuleContext&)> ChooseAISpeeds;          // every AI car's CarNewSpeed
+  std::function<void(RuleContext&)> PlanMove;                // the whole move of the current AI car
+  std::function<void(RuleContext&)> ProcessPitLane;          // one turn of the pit lane
+  std::function<void(RuleContext&)> SaveUndoFile;            // after every race turn
+  std::function<void(RuleContext&, int car)> ApplyWeatherLimits;
+  std::function<void(RuleContext&)> EndRace;                 // the end of a race, with its results
+  std::function<void()> Yield;                               // let the window's events run
+};
+
+class RaceEngine {
+ public:
+  RaceEngine(RaceState& rs, Random& rng, Console& console, RaceLog& log);
+
+  RuleContext& Context() { return ctx_; }
+  EngineSeams Seams;
+
+  // Clears the race part of the state and places the cars: a grid in RunningOrder, or in
+  // Practice at random places around the track.
+  void RaceReset();
+  // Starts a race on the current state (after RaceReset unless a saved race was loaded).
+  void StartRace(bool loaded = false);
+
+  // Begins a race turn from the top.
+  void RaceControl();
+  // Runs until the engine must wait for a human or the race controls, or the race ends.
+  void RaceSequence();
+
+  // Commands of the track window.
+  void NewSpeed(int i, bool draft = false);
+  void PitContinue();
+  void Steer(SteeringCommand command);
+  void AutoPilot();
+  void NextTurn();
+  void FinishLap();
+  void FinishRace();
+  void PauseRace();
+  // cmdEndRaceRC: asks, then ends (outside Season) or pauses (Season); returns whether it did.
+  bool EndRaceRC();
+  void EndRace();
+
+  // Takes up a race whose state was put back mid-turn (a snapshot, a saved race): the engine
+  // waits again for what it waited for then, with the panel recomputed.
+  void Resume(Waiting waiting);
+
+  Waiting WaitingFor() const { return waiting_; }
+  // "car 3: steering, 4 blocks left", for people and scripts.
+  std::string WaitDescription() const;
+  const SpeedFrame& SpeedPanel() const { return speedFrame_; }
+  const SteeringPanel& SteeringPanelShown() const { return steeringPanel_; }
+  // The caption of the lap counter: "Race Start", "Lap 3 of 10", "Final Lap", "Final Standings".
+  const std::string& LapCaption() const { return lapCaption_; }
+
+  // The order sorts, open for tests.
+  void SortForSteering();
+  void SortAfterTurn();
+  // Moves on to the next car that can act and does all end-of-pass work.
+  void NextCar();
+
+ private:
+  enum class Stage { Serve, Advance, Return };
+
+  void BeginTurn();
+  Stage Serve();
+  Stage AdvanceRound();
+  Stage SteeringSlot();
+  void EndOfPass();
+  void Sort(bool forSteering);
+  double RaceDistance(int car) const;
+  bool HumanOnTrack() const;
+  int FindFirstHumanCar() const;
+  void PlaceGrid();
+  void PlacePractice();
+  void Finish(Waiting why);
+  template <class F>
+  void Call(const F& seam) {
+    if (seam) seam(ctx_);
+  }
+
+  RaceState& rs_;
+  RuleContext ctx_;
+  Waiting waiting_ = Waiting::Nothing;
+  SpeedFrame speedFrame_;
+  SteeringPanel steeringPanel_;
+  std::string lapCaption_ = "Race Start";
+  bool draftTicked_ = false;
+};
+
+}  // namespace vm
