@@ -188,5 +188,104 @@ TEST(CliTables, BadArgumentsAreUsageErrors) {
   EXPECT_NE(Cli({"--help"}).out.find("tables FILE.rst [--json]"), std::string::npos);
 }
 
+// ---------------------------------------------------------------------------------------------
+// play
+
+const std::string kTables = std::string(VELOMARK_DATA) + "/Default.rst";
+const std::string kDemo = std::string(VELOMARK_DATA) + "/Scripts/Oval-two-cars.txt";
+
+std::vector<std::string> PlayArgs(const std::string& script, std::vector<std::string> more = {}) {
+  std::vector<std::string> args{"play",         "--track",      kOval,   "--tables", kTables,
+                                "--car-design", "60,40,40,140,3,0",      "--car-design",
+                                "60,40,40,160,3,1",                      "--laps", "1",
+                                "--script",     script};
+  args.insert(args.end(), more.begin(), more.end());
+  return args;
+}
+
+TEST(CliPlay, TheBundledRaceRunsToTheFlagAndDumpsItsState) {
+  const testing_support::TempDir dir;
+  const std::string dump = dir.File("race.json");
+  const CliRun r = Cli(PlayArgs(kDemo, {"--dump-json", dump}));
+  ASSERT_EQ(r.status, kExitOk) << r.out << r.err;
+  EXPECT_EQ(r.out, "race over\n1. Car 1\n2. Car 2\n");
+  const std::optional<std::string> text = ReadWholeFile(dump);
+  ASSERT_TRUE(text);
+  const nlohmann::json j = nlohmann::json::parse(*text);
+  EXPECT_EQ(j["CarLap"].size(), 41u);
+  EXPECT_EQ(j["CarLap"][1], 2);
+  EXPECT_EQ(j["FinishOrder"][1], 1);
+  EXPECT_EQ(j["RaceOver"], true);
+  // Car 1 paid a wear in each of the two curves; the start table was rolled twice, two dice each.
+  EXPECT_EQ(j["CarWears"][1], 1);
+  EXPECT_EQ(j["LapWearsUsed"][1][1], 2);
+  EXPECT_EQ(j["RndDrawn"], 4);
+  EXPECT_TRUE(j["CellOccupant"].empty());
+  EXPECT_EQ(j["Tables"]["CH2"]["RangeLow"], 7);
+  // The same script and seed give the same race.
+  const CliRun again = Cli(PlayArgs(kDemo, {"--dump-json", dir.File("again.json")}));
+  EXPECT_EQ(ReadWholeFile(dir.File("again.json")), text);
+}
+
+TEST(CliPlay, AScriptThatStopsShortSaysWhatTheRaceWaitsFor) {
+  const testing_support::TempDir dir;
+  const struct {
+    const char* Script;
+    std::string Said;
+  } cases[] = {
+      {"speed 60\n", "waiting: car 2: speed\n"},
+      // Equal speeds on the front row: the car in the better lane steers first.
+      {"speed 60\nspeed 60  # both\n\nstraight\n", "waiting: car 1: steering, 2 blocks left\n"},
+      {"", "waiting: car 1: speed\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Script);
+    const CliRun r = Cli(PlayArgs(dir.Add("s.txt", c.Script)));
+    EXPECT_EQ(r.status, 3) << r.err;
+    EXPECT_EQ(r.out, c.Said);
+  }
+}
+
+TEST(CliPlay, ALineThatDoesNotFitNamesItsNumberAndWhatWasExpected) {
+  const testing_support::TempDir dir;
+  const struct {
+    const char* Script;
+    std::string Said;
+  } cases[] = {
+      {"straight\n", "line 1: \"straight\" does not fit: the car waits for its speed (speed MPH, autopilot)"},
+      {"speed 60\n# x\nspeed 70\n", "line 3: \"speed 70\" does not fit: a speed is 0 to 240 in steps of 20"},
+      {"speed 100\n", "line 1: \"speed 100\" does not fit: the 100 MPH button is not enabled"},
+      {"speed 60\nspeed 60\nright\n", "line 3: \"right\" does not fit: the \"right\" button is not open for this step"},
+      {"choose 1\n", "line 1: \"choose 1\" does not fit: the car waits for its speed (speed MPH, autopilot)"},
+      {"next-turn\n", "line 1: \"next-turn\" does not fit: the car waits for its speed (speed MPH, autopilot)"},
+      {"end-race\nmaybe\n", "line 2: \"maybe\" does not fit: expected yes or no for \"Are you sure you want to RED "
+                             "FLAG this race ?\""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Script);
+    const CliRun r = Cli(PlayArgs(dir.Add("s.txt", c.Script)));
+    EXPECT_EQ(r.status, kExitFileError);
+    EXPECT_EQ(r.err, "play: " + c.Said + "\n");
+  }
+  // A red flag answered yes ends the race at once.
+  const CliRun ended = Cli(PlayArgs(dir.Add("s.txt", "speed 60\nend-race\nyes\n")));
+  EXPECT_EQ(ended.status, kExitOk) << ended.err;
+}
+
+TEST(CliPlay, BadArgumentsAreUsageErrorsAndMissingFilesFileErrors) {
+  const testing_support::TempDir dir;
+  const std::string script = dir.Add("s.txt", "speed 60\n");
+  EXPECT_EQ(Cli({"play", "--track", kOval, "--tables", kTables, "--script", script}).status, kExitUsage);
+  EXPECT_EQ(Cli(PlayArgs(script, {"--cars", "x.crs"})).status, kExitUsage);
+  EXPECT_EQ(Cli(PlayArgs(script, {"--car-design", "1,2,3"})).status, kExitUsage);
+  EXPECT_EQ(Cli(PlayArgs(script, {"--laps", "0"})).status, kExitUsage);
+  EXPECT_EQ(Cli(PlayArgs(script, {"--cars-racing", "3"})).status, kExitUsage);
+  EXPECT_EQ(Cli(PlayArgs(script, {"--mode", "Season"})).status, kExitUsage);
+  EXPECT_EQ(Cli(PlayArgs(dir.File("none.txt"))).status, kExitFileError);
+  std::vector<std::string> badTrack = PlayArgs(script);
+  badTrack[2] = kTables;
+  EXPECT_EQ(Cli(badTrack).status, kExitFileError);
+}
+
 }  // namespace
 }  // namespace vm

@@ -177,10 +177,21 @@ TEST_F(EngineTest, HumansChooseInOrderThenSteerInTheSortedOrder) {
   EXPECT_EQ(rs.CarSpeed[1], 40);
   EXPECT_FALSE(rs.RaceStandingStart);
   EXPECT_TRUE(CheckRaceState(rs).empty());
+  // The second turn runs through its steering pass just as the first.
+  DriveStraight(100);
+  EXPECT_EQ(engine.WaitDescription(), "car 1: speed");
+  DriveStraight(80);
+  EXPECT_EQ(engine.WaitDescription(), "car 2: steering, 5 blocks left");
+  StepAllStraight();
+  StepAllStraight();
+  EXPECT_EQ(rs.CarSpace[2], 8);
+  EXPECT_EQ(rs.CarSpace[1], 6);
+  EXPECT_EQ(engine.LapCaption(), "Lap 1 of 2");
 }
 
 TEST_F(EngineTest, AllAICarsStopAfterEachTurnUntilNextTurn) {
   Cars(2, true);
+  rs.CarStartSpeed[1] = rs.CarStartSpeed[2] = 100;
   SimpleAI(100);
   engine.StartRace();
   EXPECT_EQ(engine.WaitingFor(), Waiting::RaceControl);
@@ -188,33 +199,40 @@ TEST_F(EngineTest, AllAICarsStopAfterEachTurnUntilNextTurn) {
   EXPECT_EQ(rs.CarSpace[1], 5);
   EXPECT_EQ(rs.CarSpace[2], 5);
   EXPECT_EQ(rs.CarLap[1], 1);
-  const int lapsBefore = rs.CarLap[1];
   engine.NextTurn();
   EXPECT_EQ(engine.WaitingFor(), Waiting::RaceControl);
-  EXPECT_GE(rs.CarLap[1], lapsBefore);
+  EXPECT_EQ(rs.CarSpace[1], 10);
   // Finish Race runs to the end with no further stop.
   engine.FinishRace();
   EXPECT_EQ(engine.WaitingFor(), Waiting::RaceOver);
   EXPECT_TRUE(rs.RaceOver);
   EXPECT_EQ(rs.CarsFinished, 2);
   EXPECT_EQ(rs.FinishOrderCount, 2);
+  // Level on distance, the car in the better lane takes the flag first.
+  EXPECT_EQ(rs.FinishOrder[1], 1);
+  EXPECT_EQ(rs.FinishOrder[2], 2);
   EXPECT_EQ(engine.LapCaption(), "Final Standings");
+  EXPECT_EQ(rng.Draws(), 0u);
 }
 
 TEST_F(EngineTest, FinishLapStopsAtTheEndOfTheTurnInWhichTheLeaderCrosses) {
   Cars(1, true);
   rs.RaceLaps = 5;
+  rs.CarStartSpeed[1] = 200;
   SimpleAI(200);  // ten spaces a turn on a 40-space lap
   engine.StartRace();
-  const int turnsBefore = static_cast<int>(rs.CarRaceClock[1]);
+  // The first turn took the car from the grid at 40 across the line to 10.
+  EXPECT_EQ(rs.CarSpace[1], 10);
+  EXPECT_EQ(rs.CarLap[1], 1);
   engine.FinishLap();
+  // Three turns to space 40, a fourth across the line: there it stops.
   EXPECT_EQ(engine.WaitingFor(), Waiting::RaceControl);
-  const int lap = rs.CarLap[1];
-  // It ran until the lap turned over, and no further.
-  EXPECT_GT(static_cast<int>(rs.CarRaceClock[1]), turnsBefore);
-  EXPECT_EQ(rs.CarSpace[1] <= 10, true);
-  EXPECT_GE(lap, 1);
+  EXPECT_EQ(rs.CarSpace[1], 10);
+  EXPECT_EQ(rs.CarLap[1], 2);
+  EXPECT_EQ(rs.CarRaceClock[1], 5);
   EXPECT_FALSE(rs.FinishLapMode);
+  EXPECT_FALSE(rs.FinishRaceMode);
+  EXPECT_EQ(rng.Draws(), 0u);
 }
 
 TEST_F(EngineTest, PauseTakesEffectWhenThePassEndsAndTheRestartBeginsTheTurnAgain) {
