@@ -352,8 +352,8 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
     for (int place = 1; place <= rs->FinishOrderCount; ++place)
       out << place << ". " << rs->DriverName[rs->FinishOrder[place]] << "\n";
   } catch (const ScriptStop& stop) {
-    (stop.Status == kExitScriptEnded ? out : err) << (stop.Status == kExitScriptEnded ? "waiting: " : "play: ")
-                                                 << stop.Message << "\n";
+    if (stop.Status == kExitScriptEnded) out << stop.Message << "\n";
+    else err << "play: " << stop.Message << "\n";
     status = stop.Status;
   }
   if (a->log)

@@ -410,6 +410,21 @@ void StepRight(RuleContext& ctx) { ChangeLane(ctx, -1); }
 
 // --- Checks after a step ---------------------------------------------------------------------
 
+namespace {
+
+// Charges the 20 an apex line lent when the car has left it for an open cell.
+void SettleOwedOnOpenCell(RuleContext& ctx, int limit) {
+  RaceState& rs = ctx.rs;
+  const int car = rs.CurrentCar;
+  if (limit >= kNoLimit + 1 && rs.CarOnApexCells[car] && rs.CarCurveOwes[car]) {
+    SettleAtTwenty(ctx);
+    rs.CarCurveExcessPaid[car] = 0;
+    rs.CarCurveOwes[car] = false;
+  }
+}
+
+}  // namespace
+
 void CheckApexMarks(RuleContext& ctx) {
   RaceState& rs = ctx.rs;
   const Track& t = rs.track;
@@ -449,11 +464,7 @@ void CheckApexMarks(RuleContext& ctx) {
       if (oldLimit >= kNoLimit) {
         ClearApex(rs, car);
       } else {
-        if (limit >= kNoLimit + 1 && rs.CarOnApexCells[car] && rs.CarCurveOwes[car]) {
-          SettleAtTwenty(ctx);
-          rs.CarCurveExcessPaid[car] = 0;
-          rs.CarCurveOwes[car] = false;
-        }
+        SettleOwedOnOpenCell(ctx, limit);
         if (limit < kNoLimit && rs.CarCurveOwes[car]) {
           SettleAtTwenty(ctx);
           rs.CarCurveOwes[car] = false;
@@ -477,11 +488,7 @@ void CheckApexMarks(RuleContext& ctx) {
       rs.CarApexLimit[car] = 0;
       return;
     }
-    if (limit >= kNoLimit + 1 && rs.CarOnApexCells[car] && rs.CarCurveOwes[car]) {
-      SettleAtTwenty(ctx);
-      rs.CarCurveExcessPaid[car] = 0;
-      rs.CarCurveOwes[car] = false;
-    }
+    SettleOwedOnOpenCell(ctx, limit);
     if (limit < kNoLimit && rs.CarCurveOwes[car]) {
       SettleAtTwenty(ctx);
       rs.CarCurveOwes[car] = false;
@@ -491,11 +498,7 @@ void CheckApexMarks(RuleContext& ctx) {
   }
 
   // Step 4: the car has left the line.
-  if (limit >= kNoLimit + 1 && rs.CarOnApexCells[car] && rs.CarCurveOwes[car]) {
-    SettleAtTwenty(ctx);
-    rs.CarCurveExcessPaid[car] = 0;
-    rs.CarCurveOwes[car] = false;
-  }
+  SettleOwedOnOpenCell(ctx, limit);
   if (limit < kNoLimit && rs.CarOnApexCells[car] && rs.CarCurveOwes[car]) {
     rs.SpeedOverBy = rs.CarNewSpeed[car] - limit - rs.CarCurveExcessPaid[car];
     if (rs.SpeedOverBy < 20) rs.SpeedOverBy = 20;

@@ -233,10 +233,10 @@ TEST(CliPlay, AScriptThatStopsShortSaysWhatTheRaceWaitsFor) {
     const char* Script;
     std::string Said;
   } cases[] = {
-      {"speed 60\n", "waiting: car 2: speed\n"},
+      {"speed 60\n", "car 2: speed\n"},
       // Equal speeds on the front row: the car in the better lane steers first.
-      {"speed 60\nspeed 60  # both\n\nstraight\n", "waiting: car 1: steering, 2 blocks left\n"},
-      {"", "waiting: car 1: speed\n"},
+      {"speed 60\nspeed 60  # both\n\nstraight\n", "car 1: steering, 2 blocks left\n"},
+      {"", "car 1: speed\n"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.Script);
