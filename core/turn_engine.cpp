@@ -492,7 +492,7 @@ void RaceEngine::SortAfterTurn() {
 
 // --- Commands ------------------------------------------------------------------------------------------
 
-void RaceEngine::NewSpeed(int i, bool draft) {
+void RaceEngine::NewSpeed(int i, bool /*draft*/) {
   // Step 1.
   if (rs_.SteeringPhase || i < 0 || i >= kSpeedButtons) return;
   if (waiting_ != Waiting::Speed && waiting_ != Waiting::PitContinue) return;
@@ -501,9 +501,8 @@ void RaceEngine::NewSpeed(int i, bool draft) {
   if (!settled) {
     // Steps 3 and 4.
     ChooseSpeed(ctx_, i);
-    // Step 5. Slipstream offers come with the slipstream work; until then there is none to tick.
+    // Step 5. Slipstream offers come with the slipstream work; until then a ticked box has no car.
     rs_.CarDraftTarget[rs_.CurrentCar] = 0;
-    draftTicked_ = draft;
   }
   // Step 6.
   waiting_ = Waiting::Nothing;

@@ -112,7 +112,6 @@ class RaceEngine {
   SpeedFrame speedFrame_;
   SteeringPanel steeringPanel_;
   std::string lapCaption_ = "Race Start";
-  bool draftTicked_ = false;
 };
 
 }  // namespace vm
