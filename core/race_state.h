@@ -177,6 +177,23 @@ struct RaceState {
   bool MoveEnded = false;      // the current car's move is over
   bool ReplayRunning = false;  // a race is being replayed: nothing is drawn or logged
 
+  // --- Slipstream of the current car.
+  int DraftOffered = 0;     // the car that may be followed, noted when the speed panel opens
+  int CurveEntrySpeed = 0;  // MPH that reaches the space before the next curve space, 0 none
+  int SlipBonusKind = 0;    // 0 none, 1 one block, 2 two blocks
+  int SlipBonusOfMove = 0;  // the kind kept for the lap timing of this move
+  bool SlipCancelled = false;
+
+  // --- Blue flag of the current car's move.
+  int BlueFlagCar = 0;  // the lapping car
+  char BlueFlagSide = 'S';
+  int BlueFlagSpacesLost = 0;
+
+  // --- The race log: its lines in order of arrival, and the text the next line may use.
+  std::vector<std::string> Highlights;  // lstHighlights
+  std::string HighlightText = " ";
+  std::string FastestLapText;  // lblFastestLap
+
   // --- Turn engine.
   bool CurrentCarIsAI = false;
   int MoveStartSpace = 0;
