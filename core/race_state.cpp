@@ -25,6 +25,9 @@ void ResetRaceState(RaceState& rs) {
   rs.LeadCar = 0;
   rs.OrderIndex = 1;
   rs.CurrentCar = 1;
+  rs.Highlights.clear();
+  rs.HighlightText = " ";
+  rs.FastestLapText.clear();
 
   for (int car = 1; car <= kMaxCars; ++car) {
     rs.CarSpace[car] = 0;
