@@ -1,5 +1,6 @@
 #include "cli/play.h"
 
+#include <algorithm>
 #include <charconv>
 #include <memory>
 #include <optional>
@@ -8,6 +9,7 @@
 
 #include "cli/commands.h"
 #include "cli/race_json.h"
+#include "core/laps.h"
 #include "core/race_log.h"
 #include "core/textfile.h"
 #include "core/track_file.h"
@@ -132,15 +134,6 @@ class PlayConsole : public Console {
   ScriptFeed& feed_;
   const RaceState& rs_;
   std::ostream& out_;
-};
-
-class KeepingLog : public RaceLog {
- public:
-  void LogHighlight(int kind, int car, int otherCar, std::string_view text) override {
-    lines.push_back("highlight " + std::to_string(kind) + ", car " + std::to_string(car) +
-                    (otherCar ? ", other car " + std::to_string(otherCar) : "") + ": " + std::string(text));
-  }
-  std::vector<std::string> lines;
 };
 
 struct PlayArgs {
@@ -306,6 +299,29 @@ void Perform(RaceEngine& engine, const ScriptLine& line) {
   }
 }
 
+// The final order: the finishers as they took the flag, then any car still running, then the cars
+// that went out, each with its race time, laps run, fastest lap and status.
+void PrintStandings(const RaceState& rs, std::ostream& out) {
+  std::vector<int> order(rs.FinishOrder.begin() + 1, rs.FinishOrder.begin() + 1 + rs.FinishOrderCount);
+  for (int pos = 1; pos <= rs.CarCount - rs.CarsFinished; ++pos)
+    if (IsCarNumber(rs.RunningOrder[pos]) && !rs.CarOutOfRace[rs.RunningOrder[pos]]) order.push_back(rs.RunningOrder[pos]);
+  for (int pos = 1; pos <= rs.CarCount - rs.CarsFinished; ++pos)
+    if (IsCarNumber(rs.RunningOrder[pos]) && rs.CarOutOfRace[rs.RunningOrder[pos]]) order.push_back(rs.RunningOrder[pos]);
+  int place = 0;
+  for (int car : order) {
+    const bool finished = rs.CarLap[car] > rs.RaceLaps;
+    const int laps = std::clamp(rs.CarLap[car] - 1, 0, rs.RaceLaps);
+    double fastest = 0;
+    int fastestLap = 0;
+    for (int lap = 1; lap <= laps; ++lap)
+      if (rs.LapSpeedMph[lap][car] > fastest) fastest = rs.LapSpeedMph[lap][car], fastestLap = lap;
+    out << ++place << ". " << rs.DriverName[car] << "  " << FormatTimeMS(rs.CarRaceClock[car] * kSecondsPerTurn)
+        << "  " << laps << (laps == 1 ? " lap" : " laps") << "  fastest "
+        << (fastestLap ? FormatMph(fastest) + " (lap " + std::to_string(fastestLap) + ")" : std::string("-"))
+        << "  " << (finished ? "Finished" : rs.CarOutOfRace[car] ? "Out" : "Running") << "\n";
+  }
+}
+
 }  // namespace
 
 int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, std::ostream& err) {
@@ -341,7 +357,8 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
 
   ScriptFeed feed(*scriptText);
   PlayConsole console(feed, *rs, out);
-  KeepingLog log;
+  HighlightList log(*rs);
+  if (a->log) log.OnLine = [&out](const std::string& line) { out << line << "\n"; };
   RaceEngine engine(*rs, rng, console, log);
   int status = kExitOk;
   try {
@@ -349,15 +366,12 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
     while (!feed.Done()) Perform(engine, feed.Take());
     if (engine.WaitingFor() != Waiting::RaceOver) throw ScriptStop{kExitScriptEnded, engine.WaitDescription()};
     out << "race over\n";
-    for (int place = 1; place <= rs->FinishOrderCount; ++place)
-      out << place << ". " << rs->DriverName[rs->FinishOrder[place]] << "\n";
+    PrintStandings(*rs, out);
   } catch (const ScriptStop& stop) {
     if (stop.Status == kExitScriptEnded) out << stop.Message << "\n";
     else err << "play: " << stop.Message << "\n";
     status = stop.Status;
   }
-  if (a->log)
-    for (const std::string& line : log.lines) out << line << "\n";
   if (!a->dumpJson.empty()) {
     if (std::optional<FileError> e = WriteFileAtomic(a->dumpJson, RaceStateJson(*rs, rng.Draws()).dump(1) + "\n")) {
       err << "velomark-cli: " << e->Describe() << "\n";

@@ -50,7 +50,9 @@ std::string Char(char c) { return std::string(1, c); }
   X(CurrentCarIsAI) X(MoveStartSpace) X(AllowManualDice) X(RestartAfterPit) X(StartRuleOff) X(AITrialMove)    \
   X(AISpeedSearch) X(BlueFlagInForce) X(SkipCornerCheck) X(Die1) X(Die2) X(TableResult) X(SpeedOverBy)        \
   X(DecelOverBy) X(AccelOverBy) X(TopSpeedOverBy) X(WearShortfall) X(CornerPaidTotal) X(ResultContext)        \
-  X(RiskPassed) X(DiceCountRequested) X(ManualDiceResult)
+  X(RiskPassed) X(DiceCountRequested) X(ManualDiceResult) X(DraftOffered) X(CurveEntrySpeed) X(SlipBonusKind)     \
+  X(SlipBonusOfMove) X(SlipCancelled) X(BlueFlagCar) X(BlueFlagSpacesLost) X(HighlightText) X(FastestLapText)   \
+  X(Highlights)
 
 nlohmann::ordered_json RaceStateJson(const RaceState& rs, std::uint64_t rndDrawn) {
   nlohmann::ordered_json j;
@@ -62,6 +64,7 @@ nlohmann::ordered_json RaceStateJson(const RaceState& rs, std::uint64_t rndDrawn
   j["ApexSideNow"] = Char(rs.ApexSideNow);
   j["ApexSideNext"] = Char(rs.ApexSideNext);
   j["ApexDirection"] = Char(rs.ApexDirection);
+  j["BlueFlagSide"] = Char(rs.BlueFlagSide);
   j["LeaderSpeedHistory"] = rs.LeaderSpeedHistory;
   nlohmann::ordered_json design = nlohmann::ordered_json::array();
   for (const CarRatings& r : rs.CarDesign) design.push_back(Ratings(r));

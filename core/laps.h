@@ -1,16 +1,82 @@
-// Lap accounting at the line. The full accounting (lap clocks, gaps, fastest lap, flags, the
-// podium) comes with the laps work; until then the line only counts laps.
+// Lap accounting at the line: lap times and speeds, gaps, the fastest lap, the order of each
+// lap, the finish order and the podium, and the texts the race shows for them. Race time is
+// counted in race turns of 4.5 seconds; a lap speed is worked from the racing line's length.
 #pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
 
 #include "rules/rule_context.h"
 
 namespace vm {
 
-// The current car has crossed the line in a step: its lap count goes up, and in Practice its
-// wears are refilled.
-void CrossLine(RuleContext& ctx);
+inline constexpr double kSecondsPerTurn = 4.5;
+
+// The work of other subsystems at the line. Each is called where the crossing needs it and is
+// skipped while empty.
+struct LineSeams {
+  // A single-lap qualifying session keeps its lap: the speed in MPH and the time in seconds.
+  std::function<void(RuleContext&, int car, double mph, double seconds)> KeepQualifyingLap;
+  // One lap off the car's pit plan counter, which stays at 1 or more.
+  std::function<void(RuleContext&, int car)> CountPitPlanLap;
+  // The leader has begun a lap within the race with nobody finished: the weather's timing decides
+  // whether a roll falls due on this lap.
+  std::function<void(RuleContext&, int car)> LeaderBeganLap;
+};
+
+// Accounts for the current car crossing the line in a step of its move: the lap's time, speed
+// and gap, the race clock on the last lap, the lap count, Practice wears, the lap's order and
+// the fastest lap.
+void CrossLine(RuleContext& ctx, const LineSeams& seams = {});
+
+// Returns a car's gap in seconds to the winner, or to the leader while nobody has finished,
+// measured at the point of the current move where the car stands.
+double ComputeGap(const RaceState& rs, int car);
 
 // At the end of a move: the car's running average speed, unless the race is at its standing start.
 void CalcAvgSpeed(RaceState& rs, int car);
+
+// Logs the fastest lap of the race so far, with its speed as the line's text.
+void LogFastestLap(RuleContext& ctx, int car, double mph);
+// Logs that `newLeader` has passed `oldLeader` for the lead.
+void LogLeadChange(RuleContext& ctx, int newLeader, int oldLeader);
+
+// Takes a new leader of the running order after a turn's sort: when it is not LeadCar, its
+// distance is at least that of LeadCar, it is on a lap within the race and nobody has finished,
+// the change is logged and LeadCar becomes it. Returns whether the lead changed.
+bool TakeLeadChange(RuleContext& ctx, int newLeader, double newDistance, double leadCarDistance);
+
+// Sorts FinishOrder: the smaller race clock first, then the higher speed, then the lower lane
+// rank. Call it before finishers leave their cells, as the lane rank is read from the cell.
+void SortFinishers(RuleContext& ctx);
+
+// Completes FinishOrder at the end of a race, a red flag or the end of practice: the cars still
+// on the track and in the race join the finishers, and all are sorted as SortFinishers does.
+// Returns the final order, first place first. CarsFinished is left as it is.
+std::vector<int> SortRaceEnd(RuleContext& ctx);
+
+// Returns the cars for the podium: the first one to three finishers.
+std::vector<int> PodiumCars(const RaceState& rs);
+
+// Formats seconds as "hh:mm:ss", or "mm:ss" when the hours are 00; a negative time gets a "-".
+std::string FormatTimeHMS(double seconds);
+// Formats seconds as "m:ss.mmm"; a negative time gets a "-".
+std::string FormatTimeMS(double seconds);
+// Formats a speed as "123.45 MPH".
+std::string FormatMph(double mph);
+// Returns the fastest lap label: "Fastest Lap: Ann 123.45 MPH (Lap 7)".
+std::string FastestLapLabel(const std::string& name, double mph, int lap);
+
+// One choice of the race start panel: its caption and the lap up to which the cars run on
+// auto-pilot.
+struct RaceStartChoice {
+  std::string Caption;
+  int AutoPilotUntilLap = 0;
+  bool operator==(const RaceStartChoice&) const = default;
+};
+
+// Lists the auto-pilot marks the race start panel offers for a race of `raceLaps` laps.
+std::vector<RaceStartChoice> RaceStartChoices(int raceLaps);
 
 }  // namespace vm

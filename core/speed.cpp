@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/curve_scan.h"
+#include "core/slipstream.h"
 #include "rules/consequences.h"
 
 namespace vm {
@@ -151,6 +152,10 @@ SpeedFrame LoadSpeedFrame(RuleContext& ctx) {
   rs.AccelChecked = false;
   rs.SpacesLeft = 0;
   rs.CarDraftTarget[car] = 0;
+  // A ticked box takes DraftOffered at once: it must never name a car offered to another.
+  rs.DraftOffered = SlipstreamOffer(rs);
+  f.DraftOffered = rs.DraftOffered;
+  f.DraftShown = rs.DraftOffered != 0;
 
   ComputeSpeedRange(rs);
   f.Wears = std::max(0, rs.CarWears[car]);

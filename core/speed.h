@@ -37,6 +37,8 @@ struct SpeedFrame {
   bool ShowAutoPilot = false;
   bool ShowTires = false;  // the tire choice comes first
   bool WetPreselected = false;
+  bool DraftShown = false;  // ckDraft and lblSlipstream: a car ahead may be followed
+  int DraftOffered = 0;     // that car, 0 none
 };
 
 // Looks at the cell ahead of the current car on its line: sets NextCellLimit, NextIsExit and
@@ -48,7 +50,8 @@ void NextCells(RaceState& rs);
 void ComputeSpeedRange(RaceState& rs);
 
 // Prepares the speed panel of the current (human) car: clears the checked marks and SpacesLeft,
-// computes the range and works every button through the colour table and the curve rules.
+// computes the range, works every button through the colour table and the curve rules, and offers
+// the car directly ahead for a slipstream.
 SpeedFrame LoadSpeedFrame(RuleContext& ctx);
 
 // Takes speed button i (0..12) as the current car's choice: it becomes WorkSpeed, CarNewSpeed and

@@ -1,6 +1,8 @@
 #include "core/steering.h"
 
+#include "core/contact.h"
 #include "core/laps.h"
+#include "core/slipstream.h"
 #include "rules/consequences.h"
 
 namespace vm {
@@ -62,18 +64,6 @@ char SideOfLowerRank(const Track& t, int space, int lane, int leftLane, int righ
   if (right > 0 && own < right) side = 'L';
   if (right > 0 && own > right) side = 'R';
   return side;
-}
-
-// The side toward which a car makes way off the racing line at a space: "L" when the first pair
-// of neighbouring lanes with cells rises in rank toward the higher lane, "R" otherwise, "S" when
-// no such pair exists.
-char RacingSide(const Track& t, int space) {
-  for (int lane = 1; lane < t.TrackLanes; ++lane) {
-    const int low = Rank(t, space, lane);
-    const int high = Rank(t, space, lane + 1);
-    if (low > 0 && high > 0) return high > low ? 'L' : 'R';
-  }
-  return 'S';
 }
 
 int OpenCount(const RaceState& rs) {
@@ -252,6 +242,15 @@ char ApexLineDirection(const RaceState& rs, int car) {
 }
 
 }  // namespace
+
+char RacingSide(const Track& t, int space) {
+  for (int lane = 1; lane < t.TrackLanes; ++lane) {
+    const int low = Rank(t, space, lane);
+    const int high = Rank(t, space, lane + 1);
+    if (low > 0 && high > 0) return high > low ? 'L' : 'R';
+  }
+  return 'S';
+}
 
 // --- Open steps ------------------------------------------------------------------------------
 
@@ -584,21 +583,22 @@ SteeringPanel LoadSteeringFrame(RuleContext& ctx) {
   rs.MoveEnded = false;
   // Step 1.
   rs.SpacesLeft = rs.CarNewSpeed[car] / 20;
-  // Step 2.
-  rs.WorkSpeed = rs.CarNewSpeed[car];
-  // The slipstream may add spaces here once it is in.
-  rs.WorkSpeed = rs.CarNewSpeed[car];
+  // Step 2. The tow may add blocks to SpacesLeft; WorkSpeed stays the chosen speed.
+  const SlipstreamNotice notice = SettleSlipstream(ctx);
   // Step 3.
   SteeringPanel panel;
   panel.Car = car;
   panel.SpacesLeft = rs.SpacesLeft;
   if (rs.SpacesLeft > 0) {
-    // The blue flag check of the move comes here once it is in.
+    BlueFlagAtMoveStart(ctx);
     panel = LoadSteeringButtons(ctx);
   }
   // Step 4. A car with no space to move gets no panel.
   panel.Shown = rs.SpacesLeft > 0;
   panel.BlueFlagShown = rs.BlueFlagInForce && rs.OptBlueFlag;
+  panel.Slipstream1Shown = notice.Plus20;
+  panel.Slipstream2Shown = notice.Plus40;
+  panel.SlipstreamCancelled = notice.Cancelled;
   return panel;
 }
 

@@ -27,9 +27,12 @@ struct SteeringPanel {
   bool EnterPitVisible = false;  // cmdEnterPit and lblKeyP
   double SpacesLeft = 0;         // txtMovementBlocks
   char ApexDirection = 'S';
-  bool Shown = false;          // a car with no space left to move gets no panel
-  bool BlueFlagShown = false;  // ImgBlueFlag
-  bool Blocked = false;        // no step was open: the car was stopped short
+  bool Shown = false;               // a car with no space left to move gets no panel
+  bool BlueFlagShown = false;       // ImgBlueFlag
+  bool Slipstream1Shown = false;    // lblSlipstream1: the tow gives 20
+  bool Slipstream2Shown = false;    // lblSlipstream2: the tow gives 40
+  std::string SlipstreamCancelled;  // lblSlipstreamCancelled, empty when hidden
+  bool Blocked = false;             // no step was open: the car was stopped short
 };
 
 // The buttons of the panel, as the handlers know them.
@@ -51,6 +54,11 @@ void AfterStep(RuleContext& ctx);
 
 // Stops the current car short: the spaces left are shed as collision avoidance.
 void EndMoveEarly(RuleContext& ctx);
+
+// Finds the side toward which a car makes way off the racing line at a space: 'L' when the first
+// pair of neighbouring lanes with cells rises in rank toward the higher lane, 'R' otherwise, 'S'
+// when no such pair exists.
+char RacingSide(const Track& t, int space);
 
 // The apex line (1..30) and its cell (1..15) that hold a lane and space; {0, 0} when none.
 std::pair<int, int> FindApex(const Track& track, int lane, int space);

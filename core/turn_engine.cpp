@@ -342,12 +342,12 @@ void RaceEngine::NextCar() {
       case kOutOfRace:
         ClearCarCell(rs_, car);
         continue;
+      case kSpinning:
       case kSpinningOffCell:
+        // A spun car blocks its cell until this slot; from here others may pass through it, and
+        // it restarts from where it stands.
         ClearCarCell(rs_, car);
         [[fallthrough]];
-      case kSpinning:
-        // A spun car stands on its cell and loses this slot; only one spun off the track gives the
-        // cell up, as a car on the track always holds its cell.
       case kStalled:
         rs_.CarSpeed[car] = 0;
         rs_.CarNewSpeed[car] = 0;
@@ -383,17 +383,24 @@ void RaceEngine::EndOfPass() {
   }
   // Finishers leave the track and the running order, in the order they stand.
   std::vector<int> running;
+  std::vector<int> finishers;
   for (int pos = 1; pos <= rs_.CarCount - rs_.CarsFinished; ++pos) {
     const int car = rs_.RunningOrder[pos];
     if (!IsCarNumber(car)) continue;
     if (rs_.CarLap[car] > rs_.RaceLaps) {
       rs_.FinishOrder[static_cast<size_t>(++rs_.FinishOrderCount)] = car;
-      ClearCarCell(rs_, car);
-      rs_.CarLane[car] = 0;
-      rs_.CarSpace[car] = 0;
+      finishers.push_back(car);
     } else {
       running.push_back(car);
     }
+  }
+  // The finish order is settled while the new finishers still stand on their cells: a tie is
+  // decided by the lane they took the flag in.
+  if (!finishers.empty()) SortFinishers(ctx_);
+  for (int car : finishers) {
+    ClearCarCell(rs_, car);
+    rs_.CarLane[car] = 0;
+    rs_.CarSpace[car] = 0;
   }
   const int finishedNow = rs_.CarCount - rs_.CarsFinished - static_cast<int>(running.size());
   rs_.CarsFinished += finishedNow;
@@ -479,20 +486,16 @@ void RaceEngine::SortForSteering() {
 }
 
 void RaceEngine::SortAfterTurn() {
-  const int oldLeader = rs_.RunningOrder[1];
-  const double oldDistance = IsCarNumber(oldLeader) ? RaceDistance(oldLeader) : 0;
   Sort(false);
+  const int leadCar = rs_.LeadCar;
   const int newLeader = rs_.RunningOrder[1];
-  if (IsCarNumber(newLeader) && IsCarNumber(oldLeader) && newLeader != oldLeader &&
-      RaceDistance(newLeader) >= oldDistance) {
-    rs_.LeadCar = newLeader;
-    if (!InSearch(rs_) && !rs_.ReplayRunning) ctx_.log.LogHighlight(kLogLeadChange, newLeader, oldLeader, " ");
-  }
+  if (!IsCarNumber(newLeader)) return;
+  TakeLeadChange(ctx_, newLeader, RaceDistance(newLeader), IsCarNumber(leadCar) ? RaceDistance(leadCar) : 0);
 }
 
 // --- Commands ------------------------------------------------------------------------------------------
 
-void RaceEngine::NewSpeed(int i, bool /*draft*/) {
+void RaceEngine::NewSpeed(int i, bool draft) {
   // Step 1.
   if (rs_.SteeringPhase || i < 0 || i >= kSpeedButtons) return;
   if (waiting_ != Waiting::Speed && waiting_ != Waiting::PitContinue) return;
@@ -501,8 +504,8 @@ void RaceEngine::NewSpeed(int i, bool /*draft*/) {
   if (!settled) {
     // Steps 3 and 4.
     ChooseSpeed(ctx_, i);
-    // Step 5. Slipstream offers come with the slipstream work; until then a ticked box has no car.
-    rs_.CarDraftTarget[rs_.CurrentCar] = 0;
+    // Step 5.
+    rs_.CarDraftTarget[rs_.CurrentCar] = draft ? rs_.DraftOffered : 0;
   }
   // Step 6.
   waiting_ = Waiting::Nothing;
@@ -589,6 +592,8 @@ bool RaceEngine::EndRaceRC() {
 void RaceEngine::EndRace() {
   rs_.RaceEndedByUser = true;
   rs_.RaceOver = true;
+  // Cars still on the track are placed behind the finishers.
+  SortRaceEnd(ctx_);
   Finish(Waiting::RaceOver);
 }
 

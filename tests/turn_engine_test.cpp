@@ -134,6 +134,7 @@ TEST_F(EngineTest, SteeringSortBreaksTiesBySpeedThenLaneAndKeepsStalledCarsBehin
   // After the turn only the lane counts, and a car that is not running keeps its place behind.
   rs.RunningOrder = {0, 3, 1, 2, 4};
   rs.CarStatus[2] = kStalled;
+  rs.LeadCar = 3;
   engine.SortAfterTurn();
   EXPECT_EQ(Order(), (std::vector<int>{4, 3, 1, 2}));
   EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogLeadChange}));
@@ -297,16 +298,19 @@ TEST_F(EngineTest, RedFlagAsksAndEndsOutsideASeason) {
   EXPECT_EQ(console.Transcript().front(), "ASK Are you sure you want to RED FLAG this race ? -> no");
 }
 
-TEST_F(EngineTest, ASpunCarKeepsItsCellAndLosesItsSlot) {
+TEST_F(EngineTest, ASpunCarLeavesItsCellAtItsSlotAndStandsWhereItWas) {
   Cars(2);
   engine.StartRace();
   rs.CarStatus[2] = kSpinning;
   rs.CarSpeed[2] = 80;
+  const int space = rs.CarSpace[2], lane = rs.CarLane[2];
   DriveStraight(40);
   EXPECT_EQ(rs.CurrentCar, 2);
   EXPECT_EQ(rs.CarStatus[2], kRunning);
   EXPECT_EQ(rs.CarSpeed[2], 0);
-  EXPECT_EQ(rs.track.CellOccupant[rs.CarSpace[2]][rs.CarLane[2]], 2);
+  EXPECT_EQ(rs.track.CellOccupant[space][lane], 0);
+  EXPECT_EQ(rs.CarSpace[2], space);
+  EXPECT_EQ(rs.CarLane[2], lane);
 }
 
 }  // namespace

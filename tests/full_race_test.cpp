@@ -1,0 +1,178 @@
+// A whole race of six human drivers over three laps of the sample circuit, its script written by
+// simple drivers as it runs, then played again through velomark-cli: the same seed and script
+// must give the same race, to the last field.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "cli/commands.h"
+#include "core/race_log.h"
+#include "core/textfile.h"
+#include "core/track_file.h"
+#include "core/turn_engine.h"
+#include "rules/result_table_file.h"
+#include "tests/temp_dir.h"
+#include "tools/sample_tracks.h"
+
+namespace vm {
+namespace {
+
+const std::vector<std::string> kDesigns = {"60,40,40,140,3,0", "80,40,40,160,2,1",  "60,60,40,140,3,-1",
+                                           "60,40,60,180,2,2", "100,40,40,140,4,0", "60,40,40,200,1,1"};
+
+// Answers every table panel with its first option, and writes each answer into the script.
+class RecordingConsole : public Console {
+ public:
+  explicit RecordingConsole(std::vector<std::string>& script) : script_(script) {}
+  void ShowMessage(std::string_view, std::string_view, MessageKind) override {}
+  bool AskYesNo(std::string_view, std::string_view) override {
+    script_.push_back("yes");
+    return true;
+  }
+  std::optional<std::string> ChooseFile(const FileDialogRequest&) override { return std::nullopt; }
+  int ChooseOption(const ChoicePanel&) override {
+    script_.push_back("choose 1");
+    return 0;
+  }
+  void RollTable(const RollPanel&, const std::function<RollResult()>& roll,
+                 const std::function<void()>& settle) override {
+    roll();
+    settle();
+  }
+  int EnterDiceResult(const DiceEntryPanel& panel) override { return panel.Choices.front(); }
+  int ShowCrash(const CrashPanel&) override { return 0; }
+
+ private:
+  std::vector<std::string>& script_;
+};
+
+// Drives the race as six plain drivers: odd cars stay inside their safe speeds, even cars take
+// the risky top button; every car steers straight when it can, else left, else right.
+std::vector<std::string> WriteScript(const Track& track, const ResultTables& tables) {
+  auto rs = std::make_unique<RaceState>();
+  rs->track = track;
+  rs->Tables = tables;
+  rs->GameMode = "Single";
+  rs->RaceLaps = 3;
+  rs->CarCount = static_cast<int>(kDesigns.size());
+  for (int car = 1; car <= rs->CarCount; ++car) {
+    std::istringstream in(kDesigns[static_cast<size_t>(car - 1)]);
+    std::vector<int> v;
+    for (std::string part; std::getline(in, part, ',');) v.push_back(std::stoi(part));
+    rs->DriverName[car] = "Car " + std::to_string(car);
+    rs->CarStartSpeed[car] = v[0];
+    rs->CarAcceleration[car] = v[1];
+    rs->CarDeceleration[car] = v[2];
+    rs->CarTopSpeed[car] = v[3];
+    rs->CarWearPerLap[car] = v[4];
+    rs->CarDRM[car] = v[5];
+  }
+  std::vector<std::string> script;
+  Random rng(1);
+  RecordingConsole console(script);
+  HighlightList log(*rs);
+  RaceEngine engine(*rs, rng, console, log);
+  auto say = [&](const std::string& line) { script.push_back(line); };
+  engine.StartRace();
+  for (int guard = 0; guard < 100000 && engine.WaitingFor() != Waiting::RaceOver; ++guard) {
+    switch (engine.WaitingFor()) {
+      case Waiting::Speed: {
+        const bool bold = rs->CurrentCar % 2 == 0;
+        int pick = 0;
+        for (const SpeedButton& b : engine.SpeedPanel().Buttons)
+          if (b.Enabled && b.Seen && (bold || b.Colour != kColourRed)) pick = b.Speed;
+        say("speed " + std::to_string(pick));
+        engine.NewSpeed(pick / 20);
+        break;
+      }
+      case Waiting::Steering: {
+        const SteeringPanel& p = engine.SteeringPanelShown();
+        const std::pair<const SteeringButton*, const char*> order[] = {
+            {&p.Straight, "straight"}, {&p.Left, "left"}, {&p.Right, "right"},
+            {&p.InTurnLeft, "inturn-left"}, {&p.InTurnRight, "inturn-right"}};
+        std::string word = "end";
+        SteeringCommand command = SteeringCommand::cmdEndEarly;
+        const SteeringCommand commands[] = {SteeringCommand::cmdStraight, SteeringCommand::cmdLeft,
+                                            SteeringCommand::cmdRight, SteeringCommand::cmdInTurnLeft,
+                                            SteeringCommand::cmdInTurnRight};
+        for (size_t k = 0; k < 5; ++k) {
+          if (order[k].first->Visible && order[k].first->Enabled) {
+            word = order[k].second;
+            command = commands[k];
+            break;
+          }
+        }
+        say(word);
+        engine.Steer(command);
+        break;
+      }
+      case Waiting::PitContinue:
+        say("pit-continue");
+        engine.PitContinue();
+        break;
+      case Waiting::RaceControl:
+      case Waiting::Paused:
+        say("finish-race");
+        engine.FinishRace();
+        break;
+      case Waiting::RaceOver:
+      case Waiting::Nothing:
+        ADD_FAILURE() << "the engine waits for nothing";
+        return script;
+    }
+  }
+  EXPECT_EQ(engine.WaitingFor(), Waiting::RaceOver);
+  return script;
+}
+
+TEST(FullRace, SixScriptedCarsRunThreeLapsToTheFlagAndAgainTheSame) {
+  const testing_support::TempDir dir;
+  const std::string trackFile = dir.File("Oval.trk");
+  const Track track = SampleOval(trackFile);
+  ASSERT_FALSE(SaveTrack(track, trackFile));
+  const std::string tablesFile = std::string(VELOMARK_DATA) + "/Default.rst";
+  ResultTables tables;
+  ASSERT_FALSE(LoadResultTables(tables, tablesFile));
+  Track loaded;
+  ASSERT_FALSE(LoadTrack(loaded, trackFile));
+
+  const std::vector<std::string> script = WriteScript(loaded, tables);
+  std::string text = "# six cars, three laps\n";
+  for (const std::string& line : script) text += line + "\n";
+  const std::string scriptFile = dir.Add("race.txt", text);
+
+  std::vector<std::string> dumps;
+  for (const char* name : {"first.json", "second.json"}) {
+    std::vector<std::string> args{"play", "--track", trackFile, "--tables", tablesFile, "--laps", "3",
+                                  "--script", scriptFile, "--dump-json", dir.File(name)};
+    for (const std::string& d : kDesigns) {
+      args.push_back("--car-design");
+      args.push_back(d);
+    }
+    std::ostringstream out, err;
+    ASSERT_EQ(RunCli(args, out, err), kExitOk) << err.str() << out.str();
+    std::optional<std::string> dump = ReadWholeFile(dir.File(name));
+    ASSERT_TRUE(dump);
+    dumps.push_back(*dump);
+  }
+  EXPECT_EQ(dumps[0], dumps[1]);
+  const nlohmann::json j = nlohmann::json::parse(dumps[0]);
+  EXPECT_EQ(j["RaceOver"], true);
+  EXPECT_EQ(j["FinishOrderCount"].get<int>() + j["CarsOut"].get<int>(), 6);
+  EXPECT_GE(j["FinishOrderCount"].get<int>(), 1);
+  EXPECT_FALSE(j["Highlights"].empty());
+  EXPECT_GT(j["RndDrawn"].get<int>(), 0);
+  // Every finisher ran the full distance.
+  for (int place = 1; place <= j["FinishOrderCount"].get<int>(); ++place) {
+    const int car = j["FinishOrder"][place];
+    EXPECT_EQ(j["CarLap"][car], 4) << car;
+  }
+}
+
+}  // namespace
+}  // namespace vm

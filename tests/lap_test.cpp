@@ -1,0 +1,248 @@
+#include "core/laps.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "core/race_log.h"
+#include "ui/scripted_console.h"
+
+namespace vm {
+namespace {
+
+struct Logged {
+  int Kind, Car, Other;
+  std::string Text;
+  bool operator==(const Logged&) const = default;
+};
+
+class KeepingLog : public RaceLog {
+ public:
+  void LogHighlight(int kind, int car, int otherCar, std::string_view text) override {
+    lines.push_back({kind, car, otherCar, std::string(text)});
+  }
+  std::vector<Logged> lines;
+};
+
+// Four cars on a 2-lane line of 200 spaces, in a race of 10 laps; car 1 leads.
+class LapTest : public ::testing::Test {
+ protected:
+  LapTest() {
+    rs.GameMode = "Single";
+    rs.CarCount = 4;
+    rs.RaceLaps = 10;
+    rs.track.TrackLength = 200;
+    rs.track.RacingLineSpaces = 200;
+    for (int s = 1; s <= 200; ++s)
+      for (int lane = 1; lane <= 2; ++lane) rs.track.CellLaneRank[s][lane] = lane;
+    for (int car = 1; car <= 4; ++car) {
+      rs.DriverName[car] = "Driver " + std::to_string(car);
+      rs.RunningOrder[car] = car;
+      rs.CarLap[car] = 3;
+      rs.CarNewSpeed[car] = 120;
+    }
+  }
+
+  // The current car crosses the line with `spacesLeft` blocks of its move still to spend.
+  void Cross(int car, double lapClock, double spacesLeft, int slipBonus = 0) {
+    rs.CurrentCar = car;
+    rs.CarLapClock[car] = lapClock;
+    rs.SpacesLeft = spacesLeft;
+    rs.SlipBonusOfMove = slipBonus;
+    CrossLine(ctx, seams);
+  }
+
+  RaceState rs;
+  Random rng{7};
+  ScriptedConsole console;
+  KeepingLog log;
+  RuleContext ctx{rs, rng, console, log};
+  LineSeams seams;
+};
+
+TEST_F(LapTest, LapTimeAndSpeedCarryTheUnspentShareIntoTheNextLap) {
+  struct Case {
+    const char* what;
+    double clock;  // turns on the lap clock, this turn included
+    int speed;
+    double spacesLeft;
+    int slip;
+    double lapMph, carried;
+  };
+  const Case cases[] = {
+      // 20 turns on a line of 200 spaces: 200 / (20 x 4.5) x 90.
+      {"the leader's lap of 20 turns", 20.5, 120, 3, 0, 200.0, 0.5},
+      {"blocks left at the line", 20, 120, 4, 0, 18000.0 / 87.0, 2.0 / 3.0},
+      {"on a slipstream bonus", 20, 120, 2, 1, 18000.0 * 7.0 / 621.0, 2.0 / 7.0},
+      {"standing", 20, 0, 0, 0, 200.0, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    rs.LapOrder[3].fill(0);
+    rs.CarNewSpeed[1] = c.speed;
+    rs.FinishLapMode = rs.FinishRaceMode = true;
+    rs.CarLap[1] = 3;
+    Cross(1, c.clock, c.spacesLeft, c.slip);
+    EXPECT_EQ(rs.CarLap[1], 4);
+    EXPECT_NEAR(rs.LapSpeedMph[3][1], c.lapMph, 1e-9);
+    EXPECT_NEAR(rs.CarLapClock[1], c.carried, 1e-12);
+    EXPECT_EQ(rs.LapOrder[3][1], 1);
+    // The first car of the lap stops an unattended run.
+    EXPECT_FALSE(rs.FinishLapMode);
+    EXPECT_FALSE(rs.FinishRaceMode);
+  }
+}
+
+TEST_F(LapTest, GapsToTheLeaderAndToTheWinner) {
+  struct Case {
+    const char* what;
+    int winnerClockOrZero;  // a winner's lap clock, or 0 for no finisher
+    int leaderLap;
+    double leaderClock;
+    int car, carLap;
+    double carClock;
+    int speed;
+    double spacesLeft, gap;
+  };
+  const Case cases[] = {
+      {"the leader", 0, 4, 20, 1, 3, 20, 120, 3, 0},
+      {"same lap, half a turn of blocks left", 0, 4, 2, 2, 3, 20, 120, 3, (2 - 0.5) * 4.5},
+      {"lapped once: one own lap added", 0, 5, 2, 2, 3, 20, 120, 3, (20 + 2 - 0.5) * 4.5},
+      {"a lap quicker than the leader's clock", 0, 4, 25, 2, 3, 20, 120, 3, 0},
+      {"after the winner, standing counts as 20 MPH", 3, 11, 0, 2, 10, 20, 0, 1, (3 - 1) * 4.5},
+      {"after the winner, two laps down", 3, 11, 0, 2, 8, 20, 120, 3, (40 + 3 - 0.5) * 4.5},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    rs.CarsFinished = c.winnerClockOrZero > 0 ? 1 : 0;
+    rs.FinishOrder[1] = 4;
+    rs.CarLap[4] = 11;
+    rs.CarLapClock[4] = c.winnerClockOrZero;
+    rs.CarLap[1] = c.leaderLap;
+    rs.CarLapClock[1] = c.leaderClock;
+    rs.CarLap[c.car] = c.carLap;
+    rs.CarLapClock[c.car] = c.carClock;
+    rs.CarNewSpeed[c.car] = c.speed;
+    rs.SpacesLeft = c.spacesLeft;
+    EXPECT_NEAR(ComputeGap(rs, c.car), c.gap, 1e-9);
+  }
+}
+
+TEST_F(LapTest, LastLapStopsTheRaceClockAndMeasuresFromTheWinner) {
+  // Two cars take the flag in one turn, before anyone has left the track as a finisher.
+  rs.CarLap[1] = rs.CarLap[2] = 10;
+  rs.CarRaceClock[1] = rs.CarRaceClock[2] = 50;
+  Cross(2, 20, 2);  // one block after this one
+  Cross(1, 20, 5);  // four blocks after this one
+  EXPECT_NEAR(rs.CarRaceClock[2], 50 - 1.0 / 6.0, 1e-12);
+  EXPECT_NEAR(rs.CarRaceClock[1], 50 - 4.0 / 6.0, 1e-12);
+  rs.FinishOrder[1] = 2;
+  rs.FinishOrder[2] = 1;
+  rs.FinishOrderCount = rs.CarsFinished = 2;
+  rs.LeadCar = 2;
+  log.lines.clear();
+  SortFinishers(ctx);
+  EXPECT_EQ(rs.FinishOrder[1], 1);
+  EXPECT_EQ(rs.FinishOrder[2], 2);
+  EXPECT_EQ(log.lines, (std::vector<Logged>{{kLogLeadChange, 1, 2, " "}}));
+
+  // Later, with a winner: the gap is the race clocks' difference; a lapped car keeps racing.
+  rs.CarLap[3] = 10;
+  rs.CarRaceClock[3] = 53;
+  Cross(3, 20, 4);
+  EXPECT_NEAR(rs.CarRaceClock[3], 52.5, 1e-12);
+  EXPECT_NEAR(rs.LapGap[10][3], (52.5 - rs.CarRaceClock[1]) * 4.5, 1e-9);
+  rs.CarLap[4] = 9;
+  rs.CarRaceClock[4] = 53;
+  Cross(4, 20, 4);
+  EXPECT_EQ(rs.CarLap[4], 10);
+  EXPECT_EQ(rs.CarRaceClock[4], 53);
+}
+
+TEST_F(LapTest, FinishOrderTies) {
+  struct Case {
+    const char* what;
+    double clock2, clock3;
+    int speed2, speed3, lane2, lane3, first;
+  };
+  const Case cases[] = {
+      {"smaller race clock", 40.5, 40.25, 200, 100, 1, 1, 3},
+      {"equal clocks: higher speed", 40.5, 40.5, 100, 120, 1, 1, 3},
+      {"equal speeds: lower lane rank", 40.5, 40.5, 120, 120, 2, 1, 3},
+      {"all equal: the order stands", 40.5, 40.5, 120, 120, 1, 1, 2},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    log.lines.clear();
+    rs.LeadCar = 2;
+    rs.FinishOrder[1] = 2;
+    rs.FinishOrder[2] = 3;
+    rs.FinishOrderCount = 2;
+    rs.CarRaceClock[2] = c.clock2;
+    rs.CarRaceClock[3] = c.clock3;
+    rs.CarSpeed[2] = c.speed2;
+    rs.CarSpeed[3] = c.speed3;
+    rs.CarSpace[2] = rs.CarSpace[3] = 5;
+    rs.CarLane[2] = c.lane2;
+    rs.CarLane[3] = c.lane3;
+    SortFinishers(ctx);
+    EXPECT_EQ(rs.FinishOrder[1], c.first);
+    EXPECT_EQ(rs.LeadCar, c.first);
+    EXPECT_EQ(log.lines.size(), c.first == 2 ? 0u : 1u);
+  }
+}
+
+TEST_F(LapTest, RaceEndJoinsTheCarsStillRunningAndThePodiumShowsFinishers) {
+  // Car 4 has finished; 1 and 2 run, 3 is out.
+  rs.FinishOrder[1] = 4;
+  rs.FinishOrderCount = rs.CarsFinished = 1;
+  rs.RunningOrder = {0, 1, 2, 3};
+  rs.CarOutOfRace[3] = true;
+  rs.CarRaceClock[4] = 38.5;
+  rs.CarRaceClock[1] = rs.CarRaceClock[2] = 40;
+  rs.CarSpeed[1] = 100;
+  rs.CarSpeed[2] = 140;
+  rs.LeadCar = 4;
+  EXPECT_EQ(SortRaceEnd(ctx), (std::vector<int>{4, 2, 1}));
+  EXPECT_EQ(rs.FinishOrderCount, 3);
+  EXPECT_EQ(PodiumCars(rs), std::vector<int>{4});
+  EXPECT_TRUE(log.lines.empty());
+}
+
+TEST_F(LapTest, LapOrderSortsByGapWithCarsOutBehind) {
+  rs.LapOrder[3] = {0, 1, 4, 2};
+  rs.LapGap[3] = {0, 0, 9, 0, 1};
+  rs.CarOutOfRace[4] = true;
+  rs.CarLap[1] = 4;
+  rs.CarLapClock[1] = 1;
+  rs.FinishLapMode = true;
+  Cross(3, 20, 0);  // 1 turn behind the leader: 4.5 seconds
+  EXPECT_EQ(rs.LapGap[3][3], 4.5);
+  EXPECT_EQ(rs.LapOrder[3], (PerCar<int>{0, 1, 3, 2, 4}));
+  EXPECT_TRUE(rs.FinishLapMode);
+}
+
+TEST_F(LapTest, FastestLapTakesTheRecordLabelAndLog) {
+  Cross(1, 20, 0);  // 200 MPH
+  rs.CarLap[1] = 2;
+  Cross(1, 18, 0);  // 222.22 MPH
+  rs.CarLap[2] = 3;
+  Cross(2, 19, 0);  // slower: no record
+  EXPECT_NEAR(rs.FastestLapMph, 2000.0 / 9.0, 1e-9);
+  EXPECT_EQ(rs.FastestLapSeconds, 81);
+  EXPECT_EQ(rs.FastestLapText, "Fastest Lap: Driver 1 222.22 MPH (Lap 2)");
+  EXPECT_EQ(log.lines, (std::vector<Logged>{{kLogFastLap, 1, 0, "200.00 MPH"}, {kLogFastLap, 1, 0, "222.22 MPH"}}));
+}
+
+TEST(LapTexts, TimeFormats) {
+  const std::pair<double, const char*> hms[] = {
+      {0, "00:00"}, {754, "12:34"}, {59.6, "01:00"}, {3723, "01:02:03"}, {-9.2, "-00:09"}};
+  for (const auto& [seconds, text] : hms) EXPECT_EQ(FormatTimeHMS(seconds), text) << seconds;
+  const std::pair<double, const char*> ms[] = {
+      {83.456, "1:23.456"}, {0.5, "0:00.500"}, {600, "10:00.000"}, {59.9996, "1:00.000"}, {-4.5, "-0:04.500"}};
+  for (const auto& [seconds, text] : ms) EXPECT_EQ(FormatTimeMS(seconds), text) << seconds;
+}
+
+}  // namespace
+}  // namespace vm
