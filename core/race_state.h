@@ -55,6 +55,17 @@ struct RaceState {
   PerCar<bool> CarIsAIAtStart{};
   PerCar<CarRatings> CarDesign{};
 
+  // --- The rest of a car's record in the car file.
+  PerCar<std::string> CarTeam{};
+  PerCar<std::string> CarPicture{};  // full path of the picture set, without extension
+  PerCar<int> CarProfileSpare{};     // kept with the car; nothing reads it
+  PerCar<int> PitStrategy{};         // 0 fewer stops, 1 more stops
+  PerCar<double> CarWearBonus{};
+  PerCar<double> CarQualifyBonus{};
+  int CarsInFile = 0;
+  int CarSetupPoints = 0;      // design points each car may spend
+  std::string CurrentCarFile;  // the car file last loaded or saved
+
   // --- Driver profile of the AI: how wears are spread, and six risk percentages (0..100).
   PerCar<int> CarLapProfile{};   // 1 Early, 2 Steady, 3 Late
   PerCar<int> CarRaceProfile{};  // 1 Early, 2 Steady, 3 Late
@@ -197,6 +208,38 @@ struct RaceState {
   // --- Turn engine.
   bool CurrentCarIsAI = false;
   int MoveStartSpace = 0;
+
+  // --- Settings of a race, from the settings file, a race configuration or the race setup.
+  int SavedRaceLaps = 0;
+  std::string QualifyingMethod = "Start Speed";  // "Start Speed", "Single Lap", "Manually Set Starting Grid"
+  bool AllowRequalifying = false;
+  std::array<int, 51> PointStructure{};  // points for finishing place 1..50
+  int PointsPole = 0;
+  int PointsLeadLap = 0;
+  int PointsFastLap = 0;
+  int PointsLeadMost = 0;
+  bool UndoDisabled = false;
+  bool AILoadOptimumSetup = false;
+  bool AIRandomizeOptimumSetup = false;
+  bool WeatherEnabled = false;
+  int WeatherCycles = 0;
+  int WeatherValue = 0;
+  int PrevWeatherValue = 0;
+  int WeatherRollSpace = 0;
+  std::string TrackCondition = "Dry";
+  bool PitLaneOpen = false;
+  bool PitRepairOnly = false;
+  int MinPitStops = 0;
+  int MinPitDuration = 5;
+  int StartWearAllotment = 0;
+  int PitReplenishment = 0;
+  int CarMovementDelay = 0;
+  bool HighlightLeader = false;
+  std::string DefaultCarFile;
+  std::string DefaultResultTable;
+  std::string DefaultTeamFile;
+  bool RaceConfigLoaded = false;
+  bool AgreementShown = false;
 
   // --- Settings of the rules.
   bool AllowManualDice = false;  // humans type their own dice
