@@ -6,8 +6,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/cars_command.h"
+#include "cli/game_commands.h"
 #include "cli/play.h"
 #include "core/curve_scan.h"
+#include "game/startup.h"
 #include "core/random.h"
 #include "core/track_file.h"
 #include "rules/result_table_file.h"
@@ -17,13 +20,15 @@ namespace vm {
 namespace {
 
 const std::string kUsage =
-    std::string("usage: velomark-cli [--rnd V1,V2,...] COMMAND ...\n"
+    std::string("usage: velomark-cli [--rnd V1,V2,...] [--data DIR] COMMAND ...\n"
     "commands:\n"
     "  track-info FILE.trk [--json] [--scan SPACE LANE]\n"
     "      load a track as the game does and print its caption, chooser lines and tables\n"
     "  tables FILE.rst [--json]\n"
     "      load result tables as the game does and print each row: name, dice, low, high\n") +
-    kPlayUsage;
+    "  cars FILE.crs [--json]\n"
+    "      load a car file as the game does and print each car with its design cost\n" +
+    kGameCommandsUsage + kPlayUsage;
 
 std::optional<int> ParseInt(const std::string& text) {
   int value = 0;
@@ -170,6 +175,7 @@ int Tables(const TablesArgs& a, std::ostream& out, std::ostream& err) {
 int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
   Random rng;
   rng.SeedFromClock();
+  std::string dataFolder = DefaultDataFolder();
   size_t i = 0;
   while (i < args.size() && args[i].rfind("--", 0) == 0) {
     if (args[i] == "--rnd" && i + 1 < args.size()) {
@@ -180,6 +186,9 @@ int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
         return kExitUsage;
       }
       rng.Script(*values);
+      i += 2;
+    } else if (args[i] == "--data" && i + 1 < args.size()) {
+      dataFolder = args[i + 1];
       i += 2;
     } else if (args[i] == "--help") {
       out << kUsage;
@@ -199,6 +208,10 @@ int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
     return a ? TrackInfo(*a, out, err) : kExitUsage;
   }
   if (command == "play") return Play(std::vector<std::string>(args.begin() + static_cast<long>(i) + 1, args.end()), rng, out, err);
+  if (command == "cars") return CarsCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, out, err);
+  if (command == "check") return CheckCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, out, err);
+  if (command == "start")
+    return StartCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, dataFolder, out, err);
   if (command == "tables") {
     std::optional<TablesArgs> a = ParseTables(args, i + 1, err);
     return a ? Tables(*a, out, err) : kExitUsage;

@@ -125,6 +125,15 @@ class PlayConsole : public Console {
     return 0;  // Continue: ending the race is a race control of its own
   }
 
+  int ChooseButton(const ButtonPanel& panel) override {
+    const int n = static_cast<int>(panel.Buttons.size());
+    const std::string what = panel.Name + ", choose 1.." + std::to_string(n);
+    const ScriptLine& line = Need(what);
+    std::optional<int> k = line.Words.size() == 2 && line.Words[0] == "choose" ? ToInt(line.Words[1]) : std::nullopt;
+    if (!k || *k < 1 || *k > n) Misfit(line, "expected " + what);
+    return *k - 1;
+  }
+
  private:
   const ScriptLine& Need(const std::string& what) {
     if (feed_.Done()) throw ScriptStop{kExitScriptEnded, "car " + std::to_string(rs_.CurrentCar) + ": " + what};

@@ -240,6 +240,8 @@ struct RaceState {
   std::string DefaultTeamFile;
   bool RaceConfigLoaded = false;
   bool AgreementShown = false;
+  bool LockCars = false;          // a season's cars cannot be changed
+  bool AccumulateDamage = false;  // a season's damage carries from race to race
 
   // --- Settings of the rules.
   bool AllowManualDice = false;  // humans type their own dice

@@ -1,1 +1,255 @@
-// placeholder
+#include "game/modes.h"
+
+#include "core/track_file.h"
+
+namespace vm {
+
+namespace {
+
+constexpr std::array<std::string_view, kCommandCount> kNames{
+    "mnuModeLevel",         "mnuModeSeason",      "mnuModePractice",         "mnuModeSingleRace",
+    "mnuTrackLevel",        "mnuTrackLoadTrack",  "mnuTrackLoadTrackNew",    "mnuSeasonLevel",
+    "mnuSeasonLoad",        "mnuSeasonCreate",    "mnuSeasonSettings",       "mnuSeasonNextRace",
+    "mnuSeasonStandings",   "mnuSeasonExit",      "mnuSeasonExitCurrent",    "mnuRaceLevel",
+    "mnuRaceSetup",         "mnuRaceStartRace",   "mnuFileLoadSavedRace",    "mnuRaceSave",
+    "mnuRaceSaveSnapshot",  "mnuRaceConfigLevel", "mnuFileLoadRace",         "mnuFileSaveRace",
+    "mnuRaceQualifying",    "mnuRaceReset",       "mnuRaceEndRace",          "mnuRaceOptions",
+    "mnuExitMode",          "mnuRaceUndo",        "mnuRaceLoadResultTables", "mnuCarLevel",
+    "mnuCarSetup",          "mnuGameSettings",    "mnuOnlineLevel",          "mnuOnlineTestLevel",
+    "mnuSaveTIP",           "mnuLoadTIP",         "mnuOnlineTestSelectCC"};
+
+// Each command's state per mode, in the columns "Disable", "Single", "Practice", "Season":
+// E enabled, D disabled, - left as it was.
+struct Row {
+  Cmd Command;
+  const char* States;
+};
+constexpr Row kTable[] = {
+    {Cmd::mnuModeLevel, "EEEE"},        {Cmd::mnuModeSeason, "DEEE"},        {Cmd::mnuModePractice, "DEEE"},
+    {Cmd::mnuModeSingleRace, "DEEE"},   {Cmd::mnuTrackLevel, "DEED"},        {Cmd::mnuTrackLoadTrack, "D--D"},
+    {Cmd::mnuTrackLoadTrackNew, "DEED"}, {Cmd::mnuSeasonLevel, "DDDE"},      {Cmd::mnuSeasonLoad, "DDDE"},
+    {Cmd::mnuSeasonCreate, "DDDE"},     {Cmd::mnuSeasonSettings, "DDDD"},    {Cmd::mnuSeasonNextRace, "DDDD"},
+    {Cmd::mnuSeasonStandings, "DDDD"},  {Cmd::mnuSeasonExit, "DDDE"},        {Cmd::mnuSeasonExitCurrent, "DDDE"},
+    {Cmd::mnuRaceLevel, "DEED"},        {Cmd::mnuRaceSetup, "DEED"},         {Cmd::mnuRaceStartRace, "DDDD"},
+    {Cmd::mnuFileLoadSavedRace, "DEDD"}, {Cmd::mnuRaceSave, "DDDD"},         {Cmd::mnuRaceSaveSnapshot, "DDDD"},
+    {Cmd::mnuRaceConfigLevel, "DEDD"},  {Cmd::mnuFileLoadRace, "DEDD"},      {Cmd::mnuFileSaveRace, "DDDD"},
+    {Cmd::mnuRaceQualifying, "DDDD"},   {Cmd::mnuRaceReset, "DDDD"},         {Cmd::mnuRaceEndRace, "DDDD"},
+    {Cmd::mnuRaceOptions, "DDDD"},      {Cmd::mnuExitMode, "DEEE"},          {Cmd::mnuRaceUndo, "DDDD"},
+    {Cmd::mnuRaceLoadResultTables, "DEDD"}, {Cmd::mnuCarLevel, "DEED"},      {Cmd::mnuCarSetup, "DEEE"},
+};
+
+int Column(std::string_view mode) {
+  if (mode == "Single") return 1;
+  if (mode == "Practice") return 2;
+  if (mode == "Season") return 3;
+  return 0;
+}
+
+void SetChecks(GameSession& g, std::string_view mode) {
+  g[Cmd::mnuModePractice].Checked = mode == "Practice";
+  g[Cmd::mnuModeSingleRace].Checked = mode == "Single";
+  g[Cmd::mnuModeSeason].Checked = mode == "Season";
+}
+
+}  // namespace
+
+std::string_view CommandName(Cmd c) { return kNames.at(static_cast<size_t>(c)); }
+
+void SetModeMenus(GameSession& g, RaceState& rs, std::string_view mode) {
+  g[Cmd::mnuTrackLevel].Visible = false;
+  const int column = Column(mode);
+  for (const Row& row : kTable) {
+    const char state = row.States[column];
+    if (state != '-') g[row.Command].Enabled = state == 'E';
+  }
+  if (column != 0) {
+    const bool practice = column == 2;
+    g[Cmd::mnuRaceStartRace].Caption = practice ? "Begin Practice" : "Start Race";
+    g[Cmd::mnuRaceLevel].Caption = practice ? "Practice" : "Race";
+    g[Cmd::mnuRaceSetup].Caption = practice ? "Practice Setup" : "Race Setup";
+    if (column == 1) g[Cmd::mnuExitMode].Caption = "Exit Single Race Mode";
+    if (practice) g[Cmd::mnuExitMode].Caption = "Exit Practice Mode";
+    g[Cmd::mnuSeasonNextRace].Caption = g.SeasonRaceStored ? "Resume Race" : "Next Race";
+  }
+  // A practice session always has the same lap limit.
+  if (column == 2) rs.RaceLaps = 50;
+  g[Cmd::mnuModeLevel].Visible = false;
+}
+
+void CommandsAfterTrackLoad(GameSession& g) {
+  for (Cmd c : {Cmd::mnuFileSaveRace, Cmd::mnuRaceStartRace, Cmd::mnuRaceLevel, Cmd::mnuRaceSetup})
+    g[c].Enabled = true;
+}
+
+void CommandsAtRaceStart(GameSession& g, const RaceState& rs) {
+  for (Cmd c : {Cmd::mnuFileLoadRace, Cmd::mnuFileLoadSavedRace, Cmd::mnuFileSaveRace, Cmd::mnuRaceConfigLevel,
+                Cmd::mnuRaceLoadResultTables, Cmd::mnuTrackLoadTrack, Cmd::mnuTrackLoadTrackNew, Cmd::mnuRaceSetup,
+                Cmd::mnuRaceStartRace, Cmd::mnuRaceQualifying, Cmd::mnuCarSetup, Cmd::mnuCarLevel,
+                Cmd::mnuTrackLevel, Cmd::mnuModeLevel})
+    g[c].Enabled = false;
+  g[Cmd::mnuRaceEndRace].Enabled = true;
+  g[Cmd::mnuRaceOptions].Enabled = true;
+  if (rs.GameMode == "Practice") {
+    g[Cmd::mnuRaceOptions].Enabled = false;
+    g[Cmd::mnuRaceSaveSnapshot].Enabled = false;
+  } else {
+    g[Cmd::mnuRaceSave].Enabled = true;
+    g[Cmd::mnuRaceSaveSnapshot].Enabled = rs.GameMode != "Season";
+  }
+}
+
+void CommandsAtRaceEnd(GameSession& g) {
+  for (Cmd c : {Cmd::mnuTrackLoadTrackNew, Cmd::mnuRaceSetup, Cmd::mnuCarSetup, Cmd::mnuCarLevel, Cmd::mnuFileLoadRace,
+                Cmd::mnuFileLoadSavedRace, Cmd::mnuFileSaveRace, Cmd::mnuExitMode, Cmd::mnuRaceLoadResultTables})
+    g[c].Enabled = true;
+  for (Cmd c : {Cmd::mnuRaceStartRace, Cmd::mnuRaceQualifying, Cmd::mnuRaceSave, Cmd::mnuRaceSaveSnapshot,
+                Cmd::mnuRaceEndRace, Cmd::mnuRaceOptions, Cmd::mnuRaceUndo})
+    g[c].Enabled = false;
+}
+
+// --- Mode commands ----------------------------------------------------------------------------------
+
+bool ModeCommands::LeaveSeason() {
+  if (rs_.GameMode != "Season" || !g_[Cmd::mnuSeasonLevel].Enabled) return true;
+  if (!console_.AskYesNo("Do you want to exit Season Mode ?", "Change Game Mode")) return false;
+  mnuSeasonExit();
+  return true;
+}
+
+void ModeCommands::mnuModePractice() {
+  if (rs_.GameMode == "Practice") return;
+  if (!LeaveSeason()) return;
+  rs_.AccumulateDamage = false;
+  rs_.RaceLaps = 50;
+  rs_.SavedRaceLaps = 50;
+  SetChecks(g_, "Practice");
+  g_.TrackWindowOpen = false;
+  g_.StatusText = "Practice Mode";
+  rs_.GameMode = "Practice";
+  SetModeMenus(g_, rs_, rs_.GameMode);
+}
+
+void ModeCommands::mnuModeSingleRace() {
+  if (!LeaveSeason()) return;
+  rs_.RaceLaps = rs_.SavedRaceLaps;
+  rs_.LockCars = false;
+  rs_.AccumulateDamage = false;
+  SetChecks(g_, "Single");
+  g_.TrackWindowOpen = false;
+  g_.StatusText = "Single Race Mode";
+  rs_.GameMode = "Single";
+  SetModeMenus(g_, rs_, rs_.GameMode);
+  g_[Cmd::mnuCarLevel].Enabled = true;
+}
+
+void ModeCommands::mnuModeSeason() {
+  if (rs_.GameMode == "Season" && g_[Cmd::mnuSeasonNextRace].Enabled) {
+    if (!console_.AskYesNo("Do you want to exit " + g_.StatusText + " ?", "Change Game Mode")) return;
+    mnuSeasonExit();
+  }
+  SetChecks(g_, "Season");
+  g_.StatusText = "Season Mode: No Season Loaded";
+  rs_.GameMode = "Season";
+  SetModeMenus(g_, rs_, rs_.GameMode);
+  const int pick = console_.ChooseButton(
+      {"frmSeasonModeSelect", "Season Mode", "", {"Create New Season", "Load Existing Season", "Cancel"}});
+  g_.ModeChoice = pick == 0 ? "New Season" : pick == 1 ? "Load Season" : "Cancel";
+  if (g_.ModeChoice == "Load Season" && hooks_.SeasonLoad) hooks_.SeasonLoad();
+  if (g_.ModeChoice == "New Season" && hooks_.SeasonCreate) hooks_.SeasonCreate();
+}
+
+bool ModeCommands::LoadPendingTrack() {
+  if (g_.PendingTrackFile.empty() || g_.PendingTrackFile == "CANCEL.LOAD") return false;
+  if (std::optional<FileError> e = LoadTrack(rs_.track, g_.PendingTrackFile)) {
+    ReportFileError(console_, static_cast<int>(e->Code), g_.PendingTrackFile);
+    return false;
+  }
+  CommandsAfterTrackLoad(g_);
+  return true;
+}
+
+void ModeCommands::mnuRaceSetup() {
+  auto newRace = [&] {
+    const bool accepted = hooks_.RaceSetup ? hooks_.RaceSetup() : false;
+    if (!accepted) g_.PendingTrackFile = "CANCEL.LOAD";
+    g_[Cmd::mnuExitMode].Enabled = true;
+    LoadPendingTrack();
+  };
+  if (rs_.GameMode == "Practice") {
+    newRace();
+  } else if (rs_.GameMode == "Single") {
+    // Loading is not offered to a client of an online race.
+    const int pick = console_.ChooseButton({"frmSingleRaceModeSelect", "Single Race Mode", "",
+                                            {"New Race", "Load Saved Race", "Load Race Config", "Cancel"}});
+    g_.ModeChoice = pick == 0 ? "New Race" : pick == 1 ? "Load Race" : pick == 2 ? "Load Config" : "Cancel";
+    if (g_.ModeChoice == "Load Race" && hooks_.LoadSavedRace) hooks_.LoadSavedRace();
+    if (g_.ModeChoice == "New Race") newRace();
+    if (g_.ModeChoice == "Load Config") {
+      if (hooks_.LoadRaceConfig) hooks_.LoadRaceConfig();
+      g_[Cmd::mnuExitMode].Enabled = true;
+    }
+  }
+}
+
+void ModeCommands::mnuExitMode() {
+  g_.TrackWindowOpen = false;
+  SetModeMenus(g_, rs_, rs_.GameMode);
+  SetModeMenus(g_, rs_, "Disable");
+  g_.BackgroundShown = true;
+  g_.StatusText = " ";
+  for (Cmd c : {Cmd::mnuGameSettings, Cmd::mnuCarLevel, Cmd::mnuCarSetup}) g_[c].Enabled = true;
+  for (Cmd c : {Cmd::mnuRaceLevel, Cmd::mnuSeasonLevel, Cmd::mnuExitMode}) g_[c].Enabled = false;
+}
+
+void ModeCommands::mnuSeasonExit() {
+  g_.SeasonLoaded = false;
+  g_[Cmd::mnuSeasonSettings].Enabled = false;
+  g_.TrackWindowOpen = false;
+}
+
+void ModeCommands::mnuSeasonExitCurrent() {
+  g_.SeasonLoaded = false;
+  SetChecks(g_, "Season");
+  g_.StatusText = "Season Mode: No Season Loaded";
+  rs_.GameMode = "Season";
+  SetModeMenus(g_, rs_, rs_.GameMode);
+}
+
+void ModeCommands::EnterFromModeScreen(void (ModeCommands::*command)(), const char* exitCaption, Cmd level) {
+  // Step 1.
+  g_.BackgroundShown = false;
+  g_[Cmd::mnuGameSettings].Enabled = false;
+  // Step 2.
+  (this->*command)();
+  if (level == Cmd::mnuRaceLevel) mnuRaceSetup();
+  // Step 3.
+  g_[Cmd::mnuExitMode].Caption = exitCaption;
+  g_[Cmd::mnuExitMode].Enabled = true;
+  // Step 4.
+  if (g_.ModeChoice == "Load Race") g_[Cmd::mnuExitMode].Enabled = false;
+  if (g_.ModeChoice == "Cancel") {
+    g_.BackgroundShown = true;
+    g_.StatusText = " ";
+    g_[Cmd::mnuGameSettings].Enabled = true;
+    g_[level].Enabled = false;
+    g_[Cmd::mnuExitMode].Enabled = false;
+    g_[Cmd::mnuCarLevel].Enabled = true;
+  }
+}
+
+void ModeCommands::cmdPracticeMode() {
+  g_.ModeChoice.clear();
+  EnterFromModeScreen(&ModeCommands::mnuModePractice, "Exit Practice Mode", Cmd::mnuRaceLevel);
+}
+
+void ModeCommands::cmdSingleRaceMode() {
+  g_.ModeChoice.clear();
+  EnterFromModeScreen(&ModeCommands::mnuModeSingleRace, "Exit Single Race Mode", Cmd::mnuRaceLevel);
+}
+
+void ModeCommands::cmdSeasonMode() {
+  g_.ModeChoice.clear();
+  EnterFromModeScreen(&ModeCommands::mnuModeSeason, "Exit Season Mode", Cmd::mnuSeasonLevel);
+}
+
+}  // namespace vm

@@ -1,1 +1,166 @@
-// placeholder
+#include <gtest/gtest.h>
+
+#include "tests/temp_dir.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cars/car_file.h"
+#include "cars/car_setup.h"
+#include "ui/scripted_console.h"
+
+namespace vm {
+namespace {
+
+using testing_support::TempDir;
+
+// Keeps each message's title beside its text.
+class TitledConsole : public ScriptedConsole {
+ public:
+  using ScriptedConsole::ScriptedConsole;
+  void ShowMessage(std::string_view text, std::string_view title, MessageKind kind) override {
+    titles.emplace_back(title);
+    ScriptedConsole::ShowMessage(text, title, kind);
+  }
+  std::vector<std::string> titles;
+};
+
+std::unique_ptr<RaceState> Field(int cars, int points) {
+  auto rs = std::make_unique<RaceState>();
+  rs->CarsInFile = cars;
+  rs->CarCount = cars;
+  rs->CarSetupPoints = points;
+  rs->CurrentCarFile = "old.crs";
+  for (int car = 1; car <= cars; ++car) {
+    CarRecord c;
+    c.DriverName = "Driver " + std::to_string(car);
+    c.Picture = "/Cars/Formula\\Gifs\\Car" + std::to_string(car);
+    c.PitStrategy = 1;
+    c.WearBonus = 0.5;
+    PutCar(*rs, car, c);
+  }
+  return rs;
+}
+
+std::string Enabled(const CarSetupDialog& d, Rating rating) {
+  std::string out;
+  for (int i = 0; i < ButtonCount(rating); ++i) out += d.RatingButtonEnabled(rating, i) ? 'x' : '.';
+  return out;
+}
+
+TEST(CarSetup, ButtonsFollowTheRemainingPointsEvenBelowZero) {
+  auto rs = Field(2, 1);
+  // 40, 20, 20, 200, 4, +2 costs 2: one point over, and no message while the dialog opens.
+  rs->CarTopSpeed[1] = 200;
+  TitledConsole console;
+  CarSetupDialog d(*rs, console, "/Cars", {});
+  EXPECT_TRUE(console.Messages().empty());
+  EXPECT_EQ(d.UsedDesignPoints(), 2);
+  EXPECT_EQ(d.RemainingPoints(), -1);
+  struct Case {
+    Rating rating;
+    std::string over, within;
+  } cases[] = {
+      {Rating::StartSpeed, "...", "x.."},     {Rating::Acceleration, "....", "x..."},
+      {Rating::Deceleration, "....", "x..."}, {Rating::TopSpeed, "xxx...", "xxx..."},
+      {Rating::WearPerLap, "x....", "xx..."}, {Rating::DRM, "....", "x..."},
+  };
+  for (const Case& c : cases) EXPECT_EQ(Enabled(d, c.rating), c.over) << ScaleOf(c.rating).Name;
+
+  EXPECT_FALSE(d.SelectCar(2));
+  EXPECT_TRUE(console.Messages().empty());
+  EXPECT_FALSE(d.Ok());
+  EXPECT_EQ(console.Messages(), std::vector<std::string>{"Maximum Design Points Exceeded"});
+  EXPECT_EQ(console.titles.back(), "Car Setup Error");
+
+  d.PressRating(Rating::TopSpeed, 2);  // 180: one point, none left
+  EXPECT_EQ(rs->CarTopSpeed[1], 180);
+  EXPECT_EQ(d.RemainingPoints(), 0);
+  for (const Case& c : cases) EXPECT_EQ(Enabled(d, c.rating), c.within) << ScaleOf(c.rating).Name;
+
+  d.PressRating(Rating::WearPerLap, 4);  // wear 7: three over
+  EXPECT_EQ(console.Messages().size(), 2u);
+  EXPECT_FALSE(d.CarListEnabled());
+  EXPECT_FALSE(d.OkEnabled());
+  EXPECT_FALSE(d.CopyToAllEnabled());
+  EXPECT_EQ(Enabled(d, Rating::WearPerLap), "xx...");
+  d.PressRating(Rating::WearPerLap, 0);  // wear 3 gives a point back
+  EXPECT_EQ(d.RemainingPoints(), 1);
+  EXPECT_TRUE(d.CarListEnabled() && d.OkEnabled());
+  EXPECT_TRUE(d.SelectCar(2));
+  EXPECT_TRUE(d.Ok());
+  EXPECT_EQ(d.Outcome(), CarSetupOutcome::Accepted);
+}
+
+TEST(CarSetup, AddDriverUpToFortyThenRefuses) {
+  auto rs = Field(39, 8);
+  rs->CarCount = 10;
+  TitledConsole console;
+  CarSetupDialog d(*rs, console, "/Cars", {});
+  ASSERT_TRUE(d.AddDriver());
+  EXPECT_EQ(rs->CarsInFile, 40);
+  EXPECT_EQ(rs->CarCount, 40);
+  EXPECT_EQ(d.CurrentCar(), 40);
+  EXPECT_EQ(d.CarItems().size(), 40u);
+  CarRecord expected;
+  expected.Picture = "/Cars/Formula\\Gifs\\Car39";
+  EXPECT_EQ(GetCar(*rs, 40), expected);
+  EXPECT_EQ(rs->DriverName[40], "New Driver");
+  EXPECT_EQ(rs->CarTeam[40], " ");
+
+  EXPECT_FALSE(d.AddDriver());
+  EXPECT_EQ(rs->CarsInFile, 40);
+  EXPECT_EQ(console.Messages(), std::vector<std::string>{"Races cannot have more then 40 drivers."});
+  EXPECT_EQ(console.titles, std::vector<std::string>{"Driver Limit"});
+}
+
+TEST(CarSetup, CancelPutsEverythingBackAfterEdits) {
+  TempDir dir;
+  auto rs = Field(3, 8);
+  const std::string loaded = std::string(VELOMARK_DATA) + "/Default.crs";
+  const std::string before = CarFileText(*rs, "/Cars");
+  TitledConsole console({"file:" + loaded, "file:" + dir.File("saved.crs")});
+  CarSetupDialog d(*rs, console, "/Cars", {});
+  rs->CarSetupPoints = 4;
+  ASSERT_TRUE(d.LoadFile("/game"));
+  EXPECT_EQ(rs->CarSetupPoints, 8);  // the dialog's load replaces the points
+  EXPECT_EQ(d.StatusText(), "Most Recent Car File Loaded:  " + loaded);
+  d.SetTeam("A,B");
+  EXPECT_EQ(rs->CarTeam[1], "A B");
+  d.SelectPicture("Formula", "Blue.BMP");
+  EXPECT_EQ(rs->CarPicture[1], "/Cars/Formula\\Gifs\\Blue");
+  EXPECT_EQ(d.PictureModel(), "Formula");
+  d.PressRating(Rating::TopSpeed, 0);
+  d.CopyCurrentToAll();
+  EXPECT_EQ(rs->CarTopSpeed[7], 140);
+  EXPECT_EQ(rs->DriverName[7], "Grace Okafor");
+  EXPECT_EQ(rs->CarPicture[7], "/Cars/Formula\\Gifs\\Purple");
+  d.AddDriver();
+  ASSERT_TRUE(d.SaveFile("/game"));
+  EXPECT_EQ(d.CurrentCar(), 1);
+  EXPECT_EQ(rs->CurrentCarFile, dir.File("saved.crs"));
+
+  d.Cancel();
+  EXPECT_EQ(d.Outcome(), CarSetupOutcome::Cancelled);
+  EXPECT_EQ(CarFileText(*rs, "/Cars"), before);
+  EXPECT_EQ(rs->CarsInFile, 3);
+  EXPECT_EQ(rs->CarCount, 3);
+  EXPECT_EQ(rs->CurrentCarFile, "old.crs");
+  EXPECT_EQ(rs->DriverName[9], "");
+}
+
+TEST(CarSetup, OnlineShowsThePlayersCarAndHidesFileCommands) {
+  auto rs = Field(4, 8);
+  rs->CarIsAI[1] = true;
+  TitledConsole console;
+  CarSetupDialog d(*rs, console, "/Cars", {}, 3);
+  EXPECT_EQ(d.CurrentCar(), 3);
+  EXPECT_FALSE(rs->CarIsAI[1]);
+  EXPECT_FALSE(d.FileCommandsVisible() || d.AddDriverVisible());
+  EXPECT_FALSE(d.AddDriver());
+  EXPECT_EQ(rs->CarsInFile, 4);
+}
+
+}  // namespace
+}  // namespace vm

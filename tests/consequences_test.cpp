@@ -39,30 +39,37 @@ struct ChoiceCase {
 
 void PrintTo(const ChoiceCase& c, std::ostream* os) { *os << c.Name; }
 
-class CorneringTable : public testing_support::RulesTest, public ::testing::WithParamInterface<ChoiceCase> {};
+class ChoiceTable : public testing_support::RulesTest, public ::testing::WithParamInterface<ChoiceCase> {
+ protected:
+  // Arranges the row's car, settles it, and checks what every choice table shares.
+  void SettleRow(int& overBy, void (*settle)(RuleContext&), const char* context) {
+    const ChoiceCase& c = GetParam();
+    if (c.HumanOption) {
+      Human();
+      Answer(c.HumanOption);
+      if (c.StatusAfter == kOutOfRace) Answer("1");  // the crash panel's Continue
+    }
+    rs.CarWears[kCar] = c.WearsBefore;
+    overBy = c.Over;
+    Script(c.Draws);
+    settle(ctx);
+    EXPECT_EQ(rs.CarWears[kCar], c.WearsAfter);
+    EXPECT_EQ(rs.CarStatus[kCar], c.StatusAfter);
+    EXPECT_EQ(rs.CarOutOfRace[kCar], c.StatusAfter == kOutOfRace);
+    EXPECT_EQ(log.Kinds(), c.LogKinds);
+    ExpectDraws(c.Draws.size());
+    EXPECT_EQ(rs.ResultContext, context);
+  }
+};
+
+class CorneringTable : public ChoiceTable {};
 
 TEST_P(CorneringTable, SettlesTheExcessAsItsRowSays) {
   const ChoiceCase& c = GetParam();
-  if (c.HumanOption) {
-    Human();
-    Answer(c.HumanOption);
-    if (c.StatusAfter == kOutOfRace) Answer("1");  // the crash panel's Continue
-  }
-  rs.CarWears[kCar] = c.WearsBefore;
-  rs.SpeedOverBy = c.Over;
   rs.CarCurveExcessPaid[kCar] = 20;
-  Script(c.Draws);
-
-  SettleCornering(ctx);
-
-  EXPECT_EQ(rs.CarWears[kCar], c.WearsAfter);
-  EXPECT_EQ(rs.CarStatus[kCar], c.StatusAfter);
-  EXPECT_EQ(rs.CarOutOfRace[kCar], c.StatusAfter == kOutOfRace);
-  EXPECT_EQ(log.Kinds(), c.LogKinds);
-  ExpectDraws(c.Draws.size());
+  SettleRow(rs.SpeedOverBy, SettleCornering, "Cornering");
   EXPECT_EQ(rs.CarCurveExcessPaid[kCar], 20 + c.Over);
   EXPECT_EQ(rs.CornerPaidTotal, c.Over);
-  EXPECT_EQ(rs.ResultContext, "Cornering");
   EXPECT_EQ(rs.LapWearsUsed[2][kCar], c.WearsBefore - std::max(c.WearsAfter, 0));
   EXPECT_TRUE(CheckRaceState(rs).empty());
 }
@@ -195,26 +202,11 @@ TEST_F(ConsequencesTest, PitEntryAIRiskDecidesAsInACurve) {
 // ---------------------------------------------------------------------------------------------
 // Deceleration
 
-class DecelerationTable : public testing_support::RulesTest, public ::testing::WithParamInterface<ChoiceCase> {};
+class DecelerationTable : public ChoiceTable {};
 
 TEST_P(DecelerationTable, SettlesTheOverBrakingAsItsRowSays) {
-  const ChoiceCase& c = GetParam();
-  if (c.HumanOption) {
-    Human();
-    Answer(c.HumanOption);
-  }
-  rs.CarWears[kCar] = c.WearsBefore;
-  rs.DecelOverBy = c.Over;
-  Script(c.Draws);
-
-  SettleDeceleration(ctx);
-
-  EXPECT_EQ(rs.CarWears[kCar], c.WearsAfter);
-  EXPECT_EQ(rs.CarStatus[kCar], c.StatusAfter);
-  EXPECT_EQ(log.Kinds(), c.LogKinds);
-  ExpectDraws(c.Draws.size());
+  SettleRow(rs.DecelOverBy, SettleDeceleration, "Deceleration");
   EXPECT_EQ(rs.DecelOverBy, 0);
-  EXPECT_EQ(rs.ResultContext, "Deceleration");
 }
 
 // Test Brakes results with modifier 0 on the usual table.
@@ -382,25 +374,10 @@ TEST_F(ConsequencesTest, HumanStartTableShowsItsRowsAndAGridStallEndsInTheCrashP
 // ---------------------------------------------------------------------------------------------
 // Collision avoidance
 
-class CollisionAvoidanceTable : public testing_support::RulesTest,
-                                public ::testing::WithParamInterface<ChoiceCase> {};
+class CollisionAvoidanceTable : public ChoiceTable {};
 
 TEST_P(CollisionAvoidanceTable, SettlesTheShedSpeedAsItsRowSays) {
-  const ChoiceCase& c = GetParam();
-  if (c.HumanOption) {
-    Human();
-    Answer(c.HumanOption);
-    if (c.StatusAfter == kOutOfRace) Answer("1");
-  }
-  rs.CarWears[kCar] = c.WearsBefore;
-  rs.DecelOverBy = c.Over;
-  Script(c.Draws);
-  SettleCollisionAvoidance(ctx);
-  EXPECT_EQ(rs.CarWears[kCar], c.WearsAfter);
-  EXPECT_EQ(rs.CarStatus[kCar], c.StatusAfter);
-  EXPECT_EQ(log.Kinds(), c.LogKinds);
-  ExpectDraws(c.Draws.size());
-  EXPECT_EQ(rs.ResultContext, "Collision Avoidance");
+  SettleRow(rs.DecelOverBy, SettleCollisionAvoidance, "Collision Avoidance");
 }
 
 INSTANTIATE_TEST_SUITE_P(

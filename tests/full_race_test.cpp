@@ -46,6 +46,7 @@ class RecordingConsole : public Console {
   }
   int EnterDiceResult(const DiceEntryPanel& panel) override { return panel.Choices.front(); }
   int ShowCrash(const CrashPanel&) override { return 0; }
+  int ChooseButton(const ButtonPanel& panel) override { return static_cast<int>(panel.Buttons.size()) - 1; }
 
  private:
   std::vector<std::string>& script_;

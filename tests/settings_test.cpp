@@ -1,1 +1,345 @@
-// placeholder
+#include "game/settings_file.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "core/textfile.h"
+#include "game/race_config.h"
+#include "tests/rules_fixture.h"
+#include "tests/temp_dir.h"
+
+namespace vm {
+namespace {
+
+using testing_support::TempDir;
+
+const std::string kDeliveredSettings = std::string(VELOMARK_DATA) + "/VMR.ini";
+const std::string kTracks = std::string(VELOMARK_DATA) + "/Tracks";
+const std::string kCarsFolder = "C:\\VMR\\Cars\\";
+
+std::string Delivered() { return ReadWholeFile(kDeliveredSettings).value(); }
+
+// The lines of a CR LF text.
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line.substr(0, line.size() - 1));
+  return lines;
+}
+
+// The text of `lines`, the first `keep` of them (0: all), with 1-based `line` replaced by `with`.
+std::string Edited(const std::vector<std::string>& lines, size_t line, const std::string& with, size_t keep = 0) {
+  std::string text;
+  for (size_t i = 0; i < lines.size() && (keep == 0 || i < keep); ++i)
+    text += (i + 1 == line ? with : lines[i]) + "\r\n";
+  return text;
+}
+
+// ---------------------------------------------------------------------------------------------
+// VMR.ini
+
+TEST(SettingsFile, DeliveredFileReadsAndWritesBackByteIdentical) {
+  TempDir dir;
+  auto rs = std::make_unique<RaceState>();
+  rs->MinPitDuration = 0;
+  ASSERT_FALSE(ReadSettings(*rs, kDeliveredSettings));
+  EXPECT_EQ(rs->RaceLaps, 50);
+  EXPECT_EQ(rs->CarCount, 8);
+  EXPECT_EQ(rs->QualifyingMethod, "Start Speed");
+  EXPECT_EQ(rs->CarSetupPoints, 8);
+  EXPECT_EQ(rs->DefaultCarFile, "Default.crs");
+  EXPECT_EQ(rs->DefaultResultTable, "Default.rst");
+  EXPECT_EQ(rs->DefaultTeamFile, "Teams.tms");
+  EXPECT_FALSE(rs->AgreementShown);
+  // What reading the settings derives from the laps read.
+  EXPECT_EQ(rs->SavedRaceLaps, 50);
+  EXPECT_EQ(rs->StartWearAllotment, 50);
+  EXPECT_EQ(rs->PitReplenishment, 1);
+  EXPECT_EQ(rs->MinPitDuration, 5);
+
+  ASSERT_FALSE(WriteSettings(*rs, dir.File("VMR.ini")));
+  EXPECT_EQ(ReadWholeFile(dir.File("VMR.ini")).value(), Delivered());
+}
+
+TEST(SettingsFile, PlacesElevenToFortyAreWrittenAsZeroAndReadBack) {
+  GameSettings s;
+  ASSERT_FALSE(ParseSettings(s, Delivered(), "VMR.ini"));
+  const std::string text = SettingsText(s);
+  EXPECT_EQ(Lines(text)[11], "10,8,6,5,4,3,2,1,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0");
+  s.PointStructure[40] = 7;  // the last place the file keeps is read as well
+  GameSettings back;
+  ASSERT_FALSE(ParseSettings(back, SettingsText(s), "VMR.ini"));
+  EXPECT_EQ(back.PointStructure, s.PointStructure);
+}
+
+TEST(SettingsFile, TagsAreNeverComparedAndTheDefaultsDialogSpellsOneDifferently) {
+  GameSettings s;
+  ASSERT_FALSE(ParseSettings(s, Delivered(), "VMR.ini"));
+  const std::string dialogText = SettingsText(s, SettingsWriter::DefaultsDialog);
+  EXPECT_EQ(Lines(dialogText)[4], "\"--Qualifying Method--\"");
+  // Any tag at all, and no "Future" lines, read the same values.
+  const std::vector<std::string> lines = Lines(Delivered());
+  std::string text;
+  for (size_t i = 0; i < 46; ++i) text += (i == 0 || i == 42 ? "\"whatever\"" : lines[i]) + "\r\n";
+  GameSettings back;
+  ASSERT_FALSE(ParseSettings(back, text, "VMR.ini"));
+  EXPECT_EQ(back, s);
+}
+
+// The last three Booleans are compared as text with the one true word.
+TEST(SettingsFile, LastThreeBooleansAreTrueOnlyAsTheExactWord) {
+  const std::vector<std::string> lines = Lines(Delivered());
+  struct Case {
+    std::string Value;
+    bool Expected;
+  } cases[] = {{"#TRUE#", true}, {"\"#TRUE#\"", true}, {"-1", false}, {"#true#", false}, {"1", false}};
+  for (const Case& c : cases) {
+    std::vector<std::string> edited = lines;
+    edited[43] = edited[44] = edited[45] = c.Value;
+    GameSettings s;
+    ASSERT_FALSE(ParseSettings(s, Edited(edited, 0, ""), "VMR.ini"));
+    EXPECT_EQ(s.HighlightLeader, c.Expected) << c.Value;
+    EXPECT_EQ(s.AgreementShown, c.Expected) << c.Value;
+    EXPECT_EQ(s.WeatherEnabled, c.Expected) << c.Value;
+  }
+}
+
+TEST(SettingsFile, HostileFileNamesLineAndFieldAndKeepsTheRace) {
+  const std::vector<std::string> lines = Lines(Delivered());
+  struct Case {
+    size_t Line;
+    std::string With;
+    size_t Keep;
+    FileErrorCode Code;
+    int ErrorLine;
+    std::string Field;
+  } cases[] = {
+      {2, "fifty", 0, FileErrorCode::TypeMismatch, 2, "RaceLaps"},
+      {2, "200", 0, FileErrorCode::OutOfRange, 2, "RaceLaps"},
+      {4, "41", 0, FileErrorCode::OutOfRange, 4, "CarCount"},
+      {12, "10,8,six", 0, FileErrorCode::TypeMismatch, 12, "PointStructure"},
+      {16, "maybe", 0, FileErrorCode::TypeMismatch, 16, "AllowRequalifying"},
+      {42, "0,0,99999,0", 0, FileErrorCode::OutOfRange, 42, "PointsFastLap"},
+      {0, "", 30, FileErrorCode::PastEnd, 31, "tag of UndoDisabled"},
+      {0, "", 44, FileErrorCode::PastEnd, 45, "AgreementShown"},
+  };
+  TempDir dir;
+  for (const Case& c : cases) {
+    const std::string path = dir.Add("VMR.ini", Edited(lines, c.Line, c.With, c.Keep));
+    auto rs = std::make_unique<RaceState>();
+    rs->RaceLaps = 12;
+    rs->MinPitDuration = 3;
+    rs->PitReplenishment = 4;
+    const GameSettings before = SettingsOf(*rs);
+    const std::optional<FileError> error = ReadSettings(*rs, path);
+    ASSERT_TRUE(error) << c.With;
+    EXPECT_EQ(error->Code, c.Code) << c.With;
+    EXPECT_EQ(error->Line, c.ErrorLine) << c.With;
+    EXPECT_EQ(error->Field, c.Field) << c.With;
+    EXPECT_EQ(SettingsOf(*rs), before);
+    EXPECT_EQ(rs->MinPitDuration, 3);
+    EXPECT_EQ(rs->PitReplenishment, 4);
+  }
+  auto rs = std::make_unique<RaceState>();
+  EXPECT_EQ(ReadSettings(*rs, dir.File("none.ini"))->Code, FileErrorCode::NotFound);
+}
+
+// ---------------------------------------------------------------------------------------------
+// .rac and RaceConfig.slq
+
+// A race with something other than the default in every field the configuration keeps.
+std::unique_ptr<RaceState> ConfiguredRace() {
+  auto rs = std::make_unique<RaceState>();
+  rs->track.TrackFile = "C:\\VMR\\Tracks\\Oval.trk";
+  rs->RaceLaps = 100;
+  rs->CarCount = 3;
+  rs->QualifyingMethod = "Single Lap";
+  rs->CarMovementDelay = 130;
+  rs->AllowManualDice = true;
+  rs->WeatherEnabled = true;
+  rs->WeatherCycles = 3;
+  rs->WeatherValue = 7;
+  rs->PrevWeatherValue = 5;
+  rs->TrackCondition = "Wet";
+  rs->WeatherRollSpace = 211;
+  for (int place = 1; place <= 10; ++place) rs->PointStructure[place] = 11 - place;
+  rs->PointsPole = 1;
+  rs->PointsLeadLap = 2;
+  rs->PointsFastLap = 3;
+  rs->PointsLeadMost = -4;
+  rs->CarSetupPoints = 9;
+  rs->CarsInFile = 4;
+  for (int car = 1; car <= 4; ++car) {
+    rs->CarStartSpeed[car] = 40 + 20 * (car % 3);
+    rs->CarAcceleration[car] = 20 * car;
+    rs->CarDeceleration[car] = 80;
+    rs->CarTopSpeed[car] = 200 + 20 * car;
+    rs->CarWearPerLap[car] = 3 + car;
+    rs->CarIsAI[car] = car % 2 == 0;
+    rs->CarProfileSpare[car] = 2;
+    rs->CarRaceProfile[car] = car % 3 + 1;
+    rs->CarLapProfile[car] = 3 - car % 3;
+    rs->CarPicture[car] = kCarsFolder + "Formula\\Gifs\\Red" + std::to_string(car);
+    rs->DriverName[car] = "Driver " + std::to_string(car);
+    rs->CarDRM[car] = 2 - car;
+    rs->CarTeam[car] = car == 3 ? " " : "Team";
+    rs->CarRiskSS[car] = 5 * car;
+    rs->CarRiskC[car] = car;
+    rs->CarRiskD[car] = car + 1;
+    rs->CarRiskCA[car] = car + 2;
+    rs->CarRiskA[car] = car + 3;
+    rs->CarRiskT[car] = 25;
+    rs->CarWetTires[car] = car == 2;
+    rs->PitStrategy[car] = car % 2;
+    rs->CarWearBonus[car] = 0.25 * car;
+    rs->CarQualifyBonus[car] = car == 4 ? 1.0 / 3 : 0;
+  }
+  rs->CarPicture[4] = " ";  // a car with no picture yet
+  rs->PitLaneOpen = true;
+  rs->PitReplenishment = 17;
+  rs->StartWearAllotment = 17;
+  rs->OptAccelFromCurveExit = true;
+  rs->OptBlueFlag = true;
+  rs->MinPitDuration = 4;
+  rs->LeaderSpeedCount = 3;
+  rs->LeaderSpeedHistory[1] = 160;
+  rs->LeaderSpeedHistory[2] = 180;
+  rs->LeaderSpeedHistory[100] = 200;
+  rs->Tables = testing_support::UsualTables();
+  return rs;
+}
+
+// A stand-in for the track load that notes what it saw.
+struct TrackStub {
+  std::string Asked;
+  bool SawConfigLoaded = false;
+  RaceConfigTrackLoader Loader() {
+    return [this](RaceState& rs, const std::string& trackFile) -> std::optional<FileError> {
+      Asked = trackFile;
+      SawConfigLoaded = rs.RaceConfigLoaded;
+      rs.track.TrackDistanceMiles = 1.5;
+      return std::nullopt;
+    };
+  }
+};
+
+TEST(RaceConfigFile, RoundTripIsByteIdenticalAndAppliesTheFileAsLoaded) {
+  TempDir dir;
+  const auto original = ConfiguredRace();
+  const std::string path = dir.File("Race.rac");
+  ASSERT_FALSE(WriteRaceConfig(*original, path, kCarsFolder));
+  const std::string text = ReadWholeFile(path).value();
+  const std::vector<std::string> lines = Lines(text);
+  ASSERT_EQ(lines.size(), 11u + 40u + 1u + 3u + 1u + 5u + 26u);
+  EXPECT_EQ(lines[6], "#TRUE#,3,7,5,\"Wet\",211");
+  EXPECT_EQ(lines[11],
+            "60,20,80,220,4,#FALSE#,2,2,2,\"Formula\\Gifs\\Red1\",\"Driver 1\",1,\"Team\",5,1,2,3,4,25,#FALSE#,"
+            "0,0,0,0,0,0,0,0,0,\" \",\" \",\" \",\" \",\" \",\" \",\" \",\" \",\" \",\" \"");
+  EXPECT_TRUE(lines[14].starts_with("60,80,80,280,7,#TRUE#,2,2,2,\" \",\"Driver 4\",-2,")) << lines[14];
+  // An empty car is still written, its picture as one blank.
+  EXPECT_TRUE(lines[50].starts_with("0,0,0,0,0,#FALSE#,0,0,0,\" \",\"\",0,\"\",0,")) << lines[50];
+  EXPECT_EQ(lines[51], "#TRUE#,17,17,#FALSE#,#TRUE#,#FALSE#,4,#TRUE#,#FALSE#,#FALSE#");
+  EXPECT_EQ(lines[53].substr(0, 20), "0.25,0.5,0.75,1,0,0,");
+
+  auto rs = std::make_unique<RaceState>();
+  rs->CarMovementDelay = 40;
+  rs->CarSpeed[2] = 120;
+  rs->CarApexNumber[2] = 3;
+  rs->CarOnApexCells[40] = true;
+  rs->CarSlipSpeed[1] = 20;
+  TrackStub stub;
+  ASSERT_FALSE(ReadRaceConfig(*rs, path, kCarsFolder, stub.Loader()));
+  EXPECT_EQ(stub.Asked, "C:\\VMR\\Tracks\\Oval.trk");
+  EXPECT_TRUE(stub.SawConfigLoaded);
+  EXPECT_FALSE(rs->RaceConfigLoaded);
+  EXPECT_EQ(rs->track.TrackFile, "C:\\VMR\\Tracks\\Oval.trk");
+  EXPECT_EQ(rs->track.TrackDistanceMiles, 1.5);
+  EXPECT_EQ(rs->CarMovementDelay, 40);  // read, not applied
+  EXPECT_EQ(rs->MinPitStops, 5);        // Int((100 - 17) / 17 + 0.5)
+  EXPECT_EQ(rs->CarPicture[1], kCarsFolder + "Formula\\Gifs\\Red1");
+  EXPECT_EQ(rs->CarQualifyBonus[4], 1.0 / 3);
+  EXPECT_EQ(rs->CarSpeed[2], 0);
+  EXPECT_EQ(rs->CarApexNumber[2], 0);
+  EXPECT_FALSE(rs->CarOnApexCells[40]);
+  EXPECT_EQ(rs->CarSlipSpeed[1], 0);
+  EXPECT_EQ(rs->Tables, testing_support::UsualTables());
+  rs->CarMovementDelay = original->CarMovementDelay;
+  EXPECT_EQ(RaceConfigText(*rs, kCarsFolder), text);
+}
+
+TEST(RaceConfigFile, MinPitStopsFollowFromTheAllotments) {
+  struct Case {
+    int Laps, Start, Pit, Stops;
+  } cases[] = {{100, 17, 17, 5}, {10, 10, 0, 0}, {50, 25, 25, 1}, {60, 20, 16, 3}, {9, 9, 0, 0}};
+  for (const Case& c : cases) {
+    auto rs = ConfiguredRace();
+    rs->RaceLaps = c.Laps;
+    rs->StartWearAllotment = c.Start;
+    rs->PitReplenishment = c.Pit;
+    const std::string text = RaceConfigText(*rs, kCarsFolder);
+    rs->MinPitStops = -1;
+    ASSERT_FALSE(ParseRaceConfig(*rs, text, "Race.rac", kCarsFolder, nullptr));
+    EXPECT_EQ(rs->MinPitStops, c.Stops) << c.Laps << " " << c.Start << " " << c.Pit;
+  }
+}
+
+TEST(RaceConfigFile, HostileFileNamesLineAndFieldAndKeepsTheRace) {
+  const auto good = ConfiguredRace();
+  const std::vector<std::string> lines = Lines(RaceConfigText(*good, kCarsFolder));
+  struct Case {
+    size_t Line;
+    std::string With;
+    size_t Keep;
+    FileErrorCode Code;
+    int ErrorLine;
+    std::string Field;
+  } cases[] = {
+      {2, "200", 0, FileErrorCode::OutOfRange, 2, "RaceLaps"},
+      {3, "\"three\"", 0, FileErrorCode::TypeMismatch, 3, "CarCount"},
+      {7, "#TRUE#,3,seven,5,\"Wet\",211", 0, FileErrorCode::TypeMismatch, 7, "WeatherValue"},
+      {12, "60,20,80,220,4,maybe", 0, FileErrorCode::TypeMismatch, 12, "CarIsAI"},
+      {56, "101", 0, FileErrorCode::OutOfRange, 56, "LeaderSpeedCount"},
+      {0, "", 30, FileErrorCode::PastEnd, 31, "CarStartSpeed"},
+      {0, "", 70, FileErrorCode::PastEnd, 71, "ResultTable"},
+  };
+  for (const Case& c : cases) {
+    const std::string text = Edited(lines, c.Line, c.With, c.Keep);
+    auto rs = std::make_unique<RaceState>();
+    rs->RaceLaps = 12;
+    rs->DriverName[1] = "Kept";
+    const std::string before = RaceConfigText(*rs, kCarsFolder);
+    TrackStub stub;
+    const std::optional<FileError> error = ParseRaceConfig(*rs, text, "Race.rac", kCarsFolder, stub.Loader());
+    ASSERT_TRUE(error) << c.With;
+    EXPECT_EQ(error->Code, c.Code) << c.With;
+    EXPECT_EQ(error->Line, c.ErrorLine) << c.With;
+    EXPECT_EQ(error->Field, c.Field) << c.With;
+    EXPECT_EQ(RaceConfigText(*rs, kCarsFolder), before) << c.With;
+    EXPECT_EQ(rs->track.TrackDistanceMiles, 0) << c.With;
+  }
+}
+
+TEST(RaceConfigFile, TrackFromAnotherMachineIsFoundInTheTracksFolderAndAFailedLoadKeepsTheRace) {
+  const auto good = ConfiguredRace();
+  const std::string text = RaceConfigText(*good, kCarsFolder);
+  auto rs = std::make_unique<RaceState>();
+  ASSERT_FALSE(ParseRaceConfig(*rs, text, "Race.rac", kCarsFolder, TrackLoaderFromFolder(kTracks)));
+  EXPECT_GT(rs->track.TrackSpaces, 0);
+  EXPECT_EQ(rs->track.TrackFile, "C:\\VMR\\Tracks\\Oval.trk");
+
+  auto other = std::make_unique<RaceState>();
+  other->RaceLaps = 12;
+  const std::optional<FileError> error =
+      ParseRaceConfig(*other, text, "Race.rac", kCarsFolder, TrackLoaderFromFolder("/no/such/folder"));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->Code, FileErrorCode::NotFound);
+  EXPECT_EQ(other->RaceLaps, 12);
+  EXPECT_EQ(other->track.TrackSpaces, 0);
+}
+
+}  // namespace
+}  // namespace vm

@@ -1,1 +1,162 @@
-// placeholder
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "game/modes.h"
+#include "ui/scripted_console.h"
+
+namespace vm {
+namespace {
+
+std::set<std::string> EnabledCommands(const GameSession& g) {
+  std::set<std::string> on;
+  for (int i = 0; i < kCommandCount; ++i)
+    if (g.Commands[static_cast<size_t>(i)].Enabled) on.insert(std::string(CommandName(static_cast<Cmd>(i))));
+  return on;
+}
+
+class ModesTest : public ::testing::Test {
+ protected:
+  std::unique_ptr<RaceState> state = std::make_unique<RaceState>();
+  RaceState& rs = *state;
+  GameSession g;
+  ScriptedConsole console;
+};
+
+TEST_F(ModesTest, EachModeOpensItsOwnCommands) {
+  const std::set<std::string> common = {"mnuModeLevel", "mnuModeSeason", "mnuModePractice", "mnuModeSingleRace",
+                                        "mnuExitMode", "mnuCarSetup"};
+  auto with = [&](std::set<std::string> extra) {
+    extra.insert(common.begin(), common.end());
+    return extra;
+  };
+  const struct {
+    const char* Mode;
+    std::set<std::string> Enabled;
+  } cases[] = {
+      {"Disable", {"mnuModeLevel"}},
+      {"Single", with({"mnuTrackLevel", "mnuTrackLoadTrackNew", "mnuRaceLevel", "mnuRaceSetup",
+                       "mnuFileLoadSavedRace", "mnuRaceConfigLevel", "mnuFileLoadRace", "mnuRaceLoadResultTables",
+                       "mnuCarLevel"})},
+      {"Practice", with({"mnuTrackLevel", "mnuTrackLoadTrackNew", "mnuRaceLevel", "mnuRaceSetup", "mnuCarLevel"})},
+      {"Season", with({"mnuSeasonLevel", "mnuSeasonLoad", "mnuSeasonCreate", "mnuSeasonExit",
+                       "mnuSeasonExitCurrent"})},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Mode);
+    for (CommandState& s : g.Commands) s.Enabled = true;  // "Disable" must close everything it names
+    g[Cmd::mnuTrackLoadTrack].Enabled = false;
+    g[Cmd::mnuGameSettings].Enabled = false;
+    SetModeMenus(g, rs, c.Mode);
+    std::set<std::string> on = EnabledCommands(g);
+    on.erase("mnuOnlineLevel");
+    on.erase("mnuOnlineTestLevel");
+    on.erase("mnuSaveTIP");
+    on.erase("mnuLoadTIP");
+    on.erase("mnuOnlineTestSelectCC");
+    EXPECT_EQ(on, c.Enabled);
+    EXPECT_FALSE(g[Cmd::mnuTrackLevel].Visible);
+    EXPECT_FALSE(g[Cmd::mnuModeLevel].Visible);
+  }
+  // Loading a track in a Single race leaves "Load Track" as the track load set it.
+  g[Cmd::mnuTrackLoadTrack].Enabled = true;
+  SetModeMenus(g, rs, "Single");
+  EXPECT_TRUE(g[Cmd::mnuTrackLoadTrack].Enabled);
+}
+
+TEST_F(ModesTest, CaptionsFollowTheModeAndPracticeHasFiftyLaps) {
+  rs.RaceLaps = 12;
+  SetModeMenus(g, rs, "Practice");
+  EXPECT_EQ(g[Cmd::mnuRaceStartRace].Caption, "Begin Practice");
+  EXPECT_EQ(g[Cmd::mnuRaceLevel].Caption, "Practice");
+  EXPECT_EQ(g[Cmd::mnuRaceSetup].Caption, "Practice Setup");
+  EXPECT_EQ(g[Cmd::mnuExitMode].Caption, "Exit Practice Mode");
+  EXPECT_EQ(rs.RaceLaps, 50);
+  g.SeasonRaceStored = true;
+  SetModeMenus(g, rs, "Season");
+  EXPECT_EQ(g[Cmd::mnuRaceStartRace].Caption, "Start Race");
+  EXPECT_EQ(g[Cmd::mnuExitMode].Caption, "Exit Practice Mode");  // Season leaves it as it was
+  EXPECT_EQ(g[Cmd::mnuSeasonNextRace].Caption, "Resume Race");
+  SetModeMenus(g, rs, "Single");
+  EXPECT_EQ(g[Cmd::mnuExitMode].Caption, "Exit Single Race Mode");
+}
+
+TEST_F(ModesTest, LeavingPracticeRestoresTheLapsAndLeavingASeasonAsksFirst) {
+  ModeCommands m(g, rs, console);
+  rs.RaceLaps = rs.SavedRaceLaps = 12;
+  m.mnuModeSingleRace();
+  EXPECT_EQ(g.StatusText, "Single Race Mode");
+  m.mnuModePractice();
+  EXPECT_EQ(rs.RaceLaps, 50);
+  EXPECT_EQ(g.StatusText, "Practice Mode");
+  EXPECT_TRUE(g[Cmd::mnuModePractice].Checked);
+  // Practice overwrote the saved laps with its own 50: that is what a Single race gets back.
+  m.mnuModeSingleRace();
+  EXPECT_EQ(rs.RaceLaps, 50);
+  EXPECT_EQ(rs.GameMode, "Single");
+
+  console.AddAnswer("3");  // frmSeasonModeSelect: Cancel
+  m.mnuModeSeason();
+  EXPECT_EQ(g.StatusText, "Season Mode: No Season Loaded");
+  EXPECT_EQ(g.ModeChoice, "Cancel");
+  console.AddAnswer("no");
+  m.mnuModePractice();
+  EXPECT_EQ(rs.GameMode, "Season");
+  console.AddAnswer("yes");
+  m.mnuModePractice();
+  EXPECT_EQ(rs.GameMode, "Practice");
+  EXPECT_EQ(console.Transcript()[1], "ASK Do you want to exit Season Mode ? -> no");
+}
+
+TEST_F(ModesTest, TheModeScreensCancelPutsEverythingBack) {
+  ModeCommands m(g, rs, console);
+  SetModeMenus(g, rs, "Disable");
+  g[Cmd::mnuGameSettings].Enabled = true;
+  console.AddAnswer("4");  // frmSingleRaceModeSelect: Cancel
+  m.cmdSingleRaceMode();
+  EXPECT_EQ(g.ModeChoice, "Cancel");
+  EXPECT_TRUE(g.BackgroundShown);
+  EXPECT_EQ(g.StatusText, " ");
+  EXPECT_TRUE(g[Cmd::mnuGameSettings].Enabled);
+  EXPECT_FALSE(g[Cmd::mnuRaceLevel].Enabled);
+  EXPECT_FALSE(g[Cmd::mnuExitMode].Enabled);
+  EXPECT_TRUE(g[Cmd::mnuCarLevel].Enabled);
+
+  // A new race whose setup is cancelled loads no track.
+  console.AddAnswer("1");
+  ModeCommands withSetup(g, rs, console, {.RaceSetup = [] { return false; }});
+  withSetup.cmdSingleRaceMode();
+  EXPECT_EQ(g.PendingTrackFile, "CANCEL.LOAD");
+  EXPECT_TRUE(g[Cmd::mnuExitMode].Enabled);
+  EXPECT_EQ(g[Cmd::mnuExitMode].Caption, "Exit Single Race Mode");
+  EXPECT_FALSE(g[Cmd::mnuRaceStartRace].Enabled);
+
+  withSetup.mnuExitMode();
+  EXPECT_EQ(EnabledCommands(g), (std::set<std::string>{"mnuModeLevel", "mnuCarLevel", "mnuCarSetup",
+                                                       "mnuGameSettings"}));
+}
+
+TEST_F(ModesTest, RaceStartAndEndChangeTheTable) {
+  SetModeMenus(g, rs, "Single");
+  CommandsAfterTrackLoad(g);
+  EXPECT_TRUE(g[Cmd::mnuRaceStartRace].Enabled);
+  rs.GameMode = "Season";
+  CommandsAtRaceStart(g, rs);
+  EXPECT_FALSE(g[Cmd::mnuRaceSetup].Enabled);
+  EXPECT_TRUE(g[Cmd::mnuRaceEndRace].Enabled);
+  EXPECT_TRUE(g[Cmd::mnuRaceSave].Enabled);
+  EXPECT_FALSE(g[Cmd::mnuRaceSaveSnapshot].Enabled);
+  rs.GameMode = "Practice";
+  CommandsAtRaceStart(g, rs);
+  EXPECT_FALSE(g[Cmd::mnuRaceOptions].Enabled);
+  CommandsAtRaceEnd(g);
+  EXPECT_TRUE(g[Cmd::mnuRaceSetup].Enabled);
+  EXPECT_FALSE(g[Cmd::mnuRaceEndRace].Enabled);
+  EXPECT_FALSE(g[Cmd::mnuRaceUndo].Enabled);
+}
+
+}  // namespace
+}  // namespace vm

@@ -12,11 +12,8 @@
 #include <functional>
 #include <iterator>
 #include <limits>
-#include <sstream>
 #include <string>
 #include <vector>
-
-#include <unistd.h>
 
 namespace vm {
 namespace {
@@ -45,14 +42,13 @@ FileError ExpectFailure(const std::function<void()>& read) {
 // Writing and round trips
 
 TEST(TextWriterTest, StatementsUseCommasQuotesAndCrLf) {
-  TextWriter w;
-  w.Str("Oval, the long one").Int(-3).Bool(true).Bool(false).Dbl(2.5).EndLine();
-  w.Str("").EndLine();
-  w.Int(7).EndLine();
-  EXPECT_EQ(w.Text(), "\"Oval, the long one\",-3,#TRUE#,#FALSE#,2.5\r\n\"\"\r\n7\r\n");
-}
+  TextWriter plain;
+  plain.Str("Oval, the long one").Int(-3).Bool(true).Bool(false).Dbl(2.5).EndLine();
+  plain.Str("").EndLine();
+  plain.Int(7).EndLine();
+  EXPECT_EQ(plain.Text(), "\"Oval, the long one\",-3,#TRUE#,#FALSE#,2.5\r\n\"\"\r\n7\r\n");
 
-TEST(TextWriterTest, QuotesAndLineEndsInsideStringsCannotBreakTheField) {
+  // Quotes and line ends inside a string cannot break the field.
   TextWriter w;
   w.Str("say \"hi\"\r\nthere").Int(5).EndLine();
   EXPECT_EQ(w.Text(), "\"say 'hi'  there\",5\r\n");
@@ -228,8 +224,8 @@ TEST(TextReaderTest, IntegerFieldsRoundHalfToEven) {
     const char* text;
     long long value;
   } cases[] = {
-      {"2.5", 2},  {"3.5", 4},   {"-2.5", -2},   {"0.5", 0},           {"1.5", 2},
-      {"2.49", 2}, {"2.51", 3},  {"-3.5", -4},   {"32766.5", 32766},   {"-32768.4", -32768},
+      {"2.5", 2},  {"3.5", 4},  {"-2.5", -2}, {"0.5", 0},         {"1.5", 2},           {"4.5", 4},
+      {"2.49", 2}, {"2.51", 3}, {"-3.5", -4}, {"32766.5", 32766}, {"-32768.4", -32768}, {"-0.5", 0},
       {"1E+03", 1000},
   };
   for (const auto& c : cases) {
@@ -237,8 +233,6 @@ TEST(TextReaderTest, IntegerFieldsRoundHalfToEven) {
     TextReader r(c.text, "i.txt");
     EXPECT_EQ(r.ReadInt16("Value"), c.value);
   }
-  EXPECT_EQ(RoundHalfEven(4.5), 4.0);
-  EXPECT_EQ(RoundHalfEven(-0.5), 0.0);
 }
 
 TEST(TextReaderTest, IntegerRangesAreEnforcedAtBothEnds) {
@@ -254,7 +248,6 @@ TEST(TextReaderTest, IntegerRangesAreEnforcedAtBothEnds) {
     TextReader r(c.text, "range.txt");
     const FileError e = ExpectFailure([&] { c.wide ? r.ReadInt32("Count") : r.ReadInt16("Count"); });
     EXPECT_EQ(e.Code, FileErrorCode::OutOfRange);
-    EXPECT_EQ(static_cast<int>(e.Code), 6);
     EXPECT_EQ(e.Field, "Count");
   }
 }
@@ -269,7 +262,6 @@ TEST(TextReaderTest, TextWhereANumberStandsIsATypeMismatch) {
       r.ReadDouble("Value");  // the second field of "1,5e"
     });
     EXPECT_EQ(e.Code, FileErrorCode::TypeMismatch);
-    EXPECT_EQ(static_cast<int>(e.Code), 13);
   }
 }
 
@@ -313,7 +305,6 @@ TEST(TextReaderTest, EveryFailureNamesFileLineFieldAndCode) {
     EXPECT_EQ(e.Field, c.field);
     EXPECT_FALSE(e.Message.empty());
   }
-  EXPECT_EQ(static_cast<int>(FileErrorCode::PastEnd), 62);
 }
 
 TEST(TextReaderTest, AtEndIgnoresTrailingBlankLines) {
@@ -351,13 +342,12 @@ TEST(TextFileTest, WriteFileAtomicWritesExactlyAndReplaces) {
   EXPECT_EQ(dir.Listing(), std::vector<std::string>{"race.rac"});
 }
 
-TEST(TextFileTest, WriteFileAtomicReportsFailuresWithoutLeavingTemporaries) {
+TEST(TextFileTest, FailedWritesLeaveNoTemporariesAndMissingFilesReadAsNothing) {
   TempDir dir;
   const std::string missing = dir.File("NoSuchFolder/race.rac");
   const std::optional<FileError> e = WriteFileAtomic(missing, "x");
   ASSERT_TRUE(e.has_value());
   EXPECT_EQ(e->Code, FileErrorCode::WriteFailed);
-  EXPECT_EQ(static_cast<int>(e->Code), 75);
   EXPECT_EQ(e->File, missing);
   EXPECT_FALSE(e->Message.empty());
   EXPECT_TRUE(dir.Listing().empty());
@@ -369,10 +359,7 @@ TEST(TextFileTest, WriteFileAtomicReportsFailuresWithoutLeavingTemporaries) {
   EXPECT_EQ(onFolder->Code, FileErrorCode::WriteFailed);
   EXPECT_EQ(dir.Listing(), std::vector<std::string>{"Reports"});
   EXPECT_TRUE(fs::is_directory(dir.Path() / "Reports"));
-}
 
-TEST(TextFileTest, ReadWholeFileOfAMissingFileIsNothing) {
-  TempDir dir;
   EXPECT_FALSE(ReadWholeFile(dir.File("absent.trk")).has_value());
   EXPECT_FALSE(ReadWholeFile(dir.File("absent/x.trk")).has_value());
 }

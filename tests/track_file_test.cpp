@@ -8,9 +8,8 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
-
-#include <unistd.h>
 
 #include "core/textfile.h"
 #include "core/track.h"
@@ -44,14 +43,46 @@ void ExpectApex(const Track& t, int apex, std::vector<ApexCell> cells) {
   }
 }
 
-void ExpectUnreadCell(const Track& t, int space, int lane) {
-  EXPECT_TRUE(t.CellSkip[space][lane]) << space << "/" << lane;
-  EXPECT_EQ(t.CellLaneRank[space][lane], 0) << space << "/" << lane;
-  EXPECT_EQ(t.CellSpeedLimit[space][lane], 0) << space << "/" << lane;
-  EXPECT_EQ(t.CellDrySpeedLimit[space][lane], 0) << space << "/" << lane;
-  EXPECT_EQ(t.CellX[space][lane], 0) << space << "/" << lane;
-  EXPECT_EQ(t.CellY[space][lane], 0) << space << "/" << lane;
-  EXPECT_EQ(t.CellApexMark[space][lane], 0) << space << "/" << lane;
+// An unread cell is a skip cell of rank 0 and limit 0 at (0, 0).
+void ExpectUnreadCell(const Track& t, int s, int l) {
+  EXPECT_EQ(std::tuple(t.CellSkip[s][l], t.CellLaneRank[s][l], t.CellSpeedLimit[s][l], t.CellDrySpeedLimit[s][l],
+                       t.CellX[s][l], t.CellY[s][l], t.CellApexMark[s][l]),
+            std::tuple(true, 0, 0, 0, 0, 0, 0))
+      << s << "/" << l;
+}
+
+// The header fields as a tuple, so that one comparison names every difference.
+auto Header(const TrackHeader& h) {
+  return std::tuple(h.TrackDistanceMiles, h.TrackName, h.TrackPlace1, h.TrackPlace2, h.TrackTag, h.DefaultStartSpeed,
+                    h.DefaultAcceleration, h.DefaultDeceleration, h.DefaultTopSpeed, h.DefaultWearPerLap, h.TrackLanes,
+                    h.RacingLineSpaces);
+}
+const TrackHeader kHarlowHeader = {0.2, "Harlow Bend", "Harlow", "Essex", "HRL   ", 100, 40, 40, 160, 2, 2, 8};
+
+// The rest of the header and what is derived from it.
+struct Rest {
+  int spaces, length;
+  double podiumLeft;
+  int podiumTop, pitEntry, pitExit, pitExitLane, pitExitLaneAlt, pitEntryLane;
+  std::string car;
+  int wear;
+  bool operator==(const Rest&) const = default;
+  friend std::ostream& operator<<(std::ostream& os, const Rest& r) {
+    return os << r.spaces << "/" << r.length << " podium " << r.podiumLeft << "," << r.podiumTop << " pit "
+              << r.pitEntry << "," << r.pitExit << " lanes " << r.pitExitLane << "," << r.pitExitLaneAlt << ","
+              << r.pitEntryLane << " car '" << r.car << "' wear " << r.wear;
+  }
+};
+Rest RestOf(const Track& t) {
+  return {t.TrackSpaces, t.TrackLength,    t.PodiumLeft,   t.PodiumTop,           t.PitEntrySpace,  t.PitExitSpace,
+          t.PitExitLane, t.PitExitLaneAlt, t.PitEntryLane, t.TrackDefaultCarFile, t.TrackWearFactor};
+}
+
+// SpaceCurveNumber for spaces 1..n, one digit a space.
+std::string CurveDigits(const Track& t) {
+  std::string out;
+  for (int space = 1; space <= t.TrackLength; ++space) out += std::to_string(t.SpaceCurveNumber[space]);
+  return out;
 }
 
 std::unique_ptr<Track> Loaded(const std::string& file) {
@@ -90,32 +121,13 @@ std::string MiniText(int line = 0, const std::string& replacement = "", size_t k
 
 TEST(TrackFileLoad, FullFixtureHeaderAndOptionalFields) {
   auto t = Loaded(kBrookfield);
-  EXPECT_DOUBLE_EQ(t->TrackDistanceMiles, 0.25);
-  EXPECT_EQ(t->TrackName, "Brookfield Park");
-  EXPECT_EQ(t->TrackPlace1, "Brookfield");
-  EXPECT_EQ(t->TrackPlace2, "Ontario");
-  EXPECT_EQ(t->TrackTag, "BROOKF");  // ten characters cut to six
-  EXPECT_EQ(t->DefaultStartSpeed, 120);
-  EXPECT_EQ(t->DefaultAcceleration, 40);
-  EXPECT_EQ(t->DefaultDeceleration, 60);
-  EXPECT_EQ(t->DefaultTopSpeed, 180);
-  EXPECT_EQ(t->DefaultWearPerLap, 3);
-  EXPECT_EQ(t->TrackLanes, 3);
-  EXPECT_EQ(t->RacingLineSpaces, 9);
-  EXPECT_EQ(t->TrackSpaces, 10);
-  EXPECT_EQ(t->TrackLength, 10);
-  EXPECT_DOUBLE_EQ(t->PodiumLeft, 12.5);
-  EXPECT_EQ(t->PodiumTop, 340);
-  EXPECT_EQ(t->PitEntrySpace, 8);
-  EXPECT_EQ(t->PitExitSpace, 2);
-  // Ranks 1, 2, 3 from lane 1 out at both pit spaces: the racing line is the lowest lane.
-  EXPECT_EQ(t->PitExitLane, 1);
-  EXPECT_EQ(t->PitExitLaneAlt, 3);
-  EXPECT_EQ(t->PitEntryLane, 1);
-  EXPECT_EQ(t->TrackDefaultCarFile, "BrookStock");
+  // The ten-character tag is cut to six; wear factor 2.5 rounds half to even. Ranks 1, 2, 3 from
+  // lane 1 out at both pit spaces: the racing line is the lowest lane.
+  EXPECT_EQ(Header(*t),
+            Header({0.25, "Brookfield Park", "Brookfield", "Ontario", "BROOKF", 120, 40, 60, 180, 3, 3, 9}));
+  EXPECT_EQ(RestOf(*t), (Rest{10, 10, 12.5, 340, 8, 2, 1, 3, 1, "BrookStock", 2}));
   EXPECT_EQ(TrackDefaultCarPath(*t), kFixtures + "/BrookStock.crs");
   EXPECT_EQ(TrackPictureFile(*t), kFixtures + "/Brookfield.gif");
-  EXPECT_EQ(t->TrackWearFactor, 2);  // 2.5 rounds half to even
   EXPECT_EQ(t->TrackFile, kBrookfield);
   EXPECT_EQ(TrackCaption(*t), "Brookfield Park  (Brookfield, Ontario, 0.25 miles)");
 }
@@ -123,27 +135,19 @@ TEST(TrackFileLoad, FullFixtureHeaderAndOptionalFields) {
 TEST(TrackFileLoad, FullFixtureCellsApexesAndCurves) {
   auto t = Loaded(kBrookfield);
   // A few cells checked field by field against the file.
-  EXPECT_EQ(t->CellX[10][3], -10);
-  EXPECT_EQ(t->CellY[10][3], 250);
-  EXPECT_EQ(t->CellX[4][2], 160);
-  EXPECT_EQ(t->CellY[4][2], 295);
-  EXPECT_EQ(t->CellSpeedLimit[4][1], 120);
-  EXPECT_EQ(t->CellDrySpeedLimit[4][1], 120);
-  EXPECT_EQ(t->CellSpeedLimit[5][1], 90);
-  EXPECT_EQ(t->CellDrySpeedLimit[5][1], 90);
+  EXPECT_EQ(std::tuple(t->CellX[10][3], t->CellY[10][3], t->CellX[4][2], t->CellY[4][2]),
+            std::tuple(-10, 250, 160, 295));
+  EXPECT_EQ(std::tuple(t->CellSpeedLimit[4][1], t->CellDrySpeedLimit[4][1], t->CellSpeedLimit[5][1],
+                       t->CellDrySpeedLimit[5][1]),
+            std::tuple(120, 120, 90, 90));
   EXPECT_TRUE(t->CellSkip[5][1]);
   EXPECT_FALSE(t->CellSkip[5][2]);
   EXPECT_EQ(t->CellLaneRank[7][3], 3);
   EXPECT_EQ(t->CellLaneRank[7][1], 1);
-  EXPECT_EQ(t->CellImage[4][1], "NE");
-  EXPECT_EQ(t->CellImage[5][1], " ");
-  EXPECT_EQ(t->CellImage[10][3], "S");
-  EXPECT_EQ(t->CellApexMark[3][3], kApexFirst);
-  EXPECT_EQ(t->CellApexMark[4][2], kApexInside);
-  EXPECT_EQ(t->CellApexMark[6][1], kApexLast);
-  EXPECT_EQ(t->CellApexMark[9][2], kApexFirst);
-  EXPECT_EQ(t->CellApexMark[10][1], kApexLast);
-  EXPECT_EQ(t->CellApexMark[5][2], 0);
+  EXPECT_EQ(std::tuple(t->CellImage[4][1], t->CellImage[5][1], t->CellImage[10][3]), std::tuple("NE", " ", "S"));
+  EXPECT_EQ(std::tuple(t->CellApexMark[3][3], t->CellApexMark[4][2], t->CellApexMark[6][1], t->CellApexMark[9][2],
+                       t->CellApexMark[10][1], t->CellApexMark[5][2]),
+            std::tuple(kApexFirst, kApexInside, kApexLast, kApexFirst, kApexLast, 0));
 
   // Blocks land at their own numbers, not in file order.
   EXPECT_EQ(t->ApexCount, 2);
@@ -151,7 +155,7 @@ TEST(TrackFileLoad, FullFixtureCellsApexesAndCurves) {
   ExpectApex(*t, 2, {{3, 3}, {2, 4}, {1, 6}});
   ExpectApex(*t, 5, {{2, 9}, {1, 10}});
 
-  // Lanes 4 and 5 and everything past space 10 are unread: skip cells of rank 0, limit 0.
+  // Lanes 4 and 5 and everything past space 10 are unread.
   for (int space : {1, 5, 10})
     for (int lane : {4, 5}) ExpectUnreadCell(*t, space, lane);
   for (int lane = 1; lane <= 3; ++lane) ExpectUnreadCell(*t, 11, lane);
@@ -159,90 +163,53 @@ TEST(TrackFileLoad, FullFixtureCellsApexesAndCurves) {
   EXPECT_EQ(t->CellImage[1][4], " ");
 
   // Curves at 4..6 (space 5 holds on the skip cell's neighbours) and at 10.
-  const std::vector<int> curves = {0, 0, 0, 1, 1, 1, 0, 0, 0, 2};
-  for (int space = 1; space <= 10; ++space) EXPECT_EQ(t->SpaceCurveNumber[space], curves[space - 1]) << space;
+  EXPECT_EQ(CurveDigits(*t), "0001110002");
   EXPECT_EQ(CurveCount(*t), 2);
 }
 
-TEST(TrackFileLoad, FixtureEndingAfterTheCellsTakesTheDefaults) {
-  auto t = Loaded(kHarlow);  // LF line ends, one header field a line
-  EXPECT_DOUBLE_EQ(t->TrackDistanceMiles, 0.2);
-  EXPECT_EQ(t->TrackName, "Harlow Bend");
-  EXPECT_EQ(t->TrackTag, "HRL   ");
-  EXPECT_EQ(t->TrackLanes, 2);
-  EXPECT_EQ(t->TrackLength, 8);
-  EXPECT_EQ(t->RacingLineSpaces, 8);
-  EXPECT_EQ(t->CellX[8][2], 40);
-  EXPECT_TRUE(t->CellSkip[8][2]);
-  EXPECT_EQ(t->CellSpeedLimit[8][2], 130);
-  EXPECT_EQ(t->CellLaneRank[1][2], 1);
-  EXPECT_EQ(RacingLineLane(*t, 3), 2);
-  ExpectUnreadCell(*t, 1, 3);
-  EXPECT_EQ(t->ApexCount, 0);
-  EXPECT_EQ(t->PodiumTop, 0);
-  EXPECT_EQ(t->PitEntrySpace, 0);
-  EXPECT_EQ(t->PitExitSpace, 0);
-  EXPECT_EQ(t->PitExitLane, 1);
-  EXPECT_EQ(t->PitExitLaneAlt, 2);
-  EXPECT_EQ(t->PitEntryLane, 1);
-  EXPECT_EQ(t->TrackDefaultCarFile, "");
-  EXPECT_EQ(TrackDefaultCarPath(*t), "");
-  EXPECT_EQ(t->TrackWearFactor, 1);
-  EXPECT_EQ(TrackPictureFile(*t), kFixtures + "/Harlow.gif");  // upper-case .TRK too
+TEST(TrackFileLoad, FixturesEndingEarlyTakeTheDefaults) {
+  auto h = Loaded(kHarlow);  // LF line ends, one header field a line, ends after the cells
+  EXPECT_EQ(Header(*h), Header(kHarlowHeader));
+  EXPECT_EQ(RestOf(*h), (Rest{8, 8, 0, 0, 0, 0, 1, 2, 1, "", 1}));
+  EXPECT_EQ(std::tuple(h->CellX[8][2], h->CellSkip[8][2], h->CellSpeedLimit[8][2], h->CellLaneRank[1][2]),
+            std::tuple(40, true, 130, 1));
+  EXPECT_EQ(RacingLineLane(*h, 3), 2);
+  ExpectUnreadCell(*h, 1, 3);
+  EXPECT_EQ(h->ApexCount, 0);
+  EXPECT_EQ(TrackDefaultCarPath(*h), "");
+  EXPECT_EQ(TrackPictureFile(*h), kFixtures + "/Harlow.gif");  // upper-case .TRK too
   // The curve over the line is two curves; the 300 cells at space 4 are no curve.
-  const std::vector<int> curves = {1, 0, 0, 0, 0, 0, 0, 2};
-  for (int space = 1; space <= 8; ++space) EXPECT_EQ(t->SpaceCurveNumber[space], curves[space - 1]) << space;
-}
+  EXPECT_EQ(CurveDigits(*h), "10000002");
 
-TEST(TrackFileLoad, FixtureEndingAfterThePodiumTakesTheDefaults) {
-  auto t = Loaded(kQuarry);
-  EXPECT_EQ(t->TrackTag, "QUARRY");
-  EXPECT_EQ(t->TrackLanes, 1);
-  EXPECT_EQ(t->ApexCount, 1);
-  ExpectApex(*t, 30, {{1, 2}, {1, 3}, {1, 5}});
-  EXPECT_DOUBLE_EQ(t->PodiumLeft, 7);
-  EXPECT_EQ(t->PodiumTop, -20);
-  EXPECT_EQ(t->PitEntrySpace, 0);
-  EXPECT_EQ(t->PitExitSpace, 0);
-  EXPECT_EQ(t->TrackDefaultCarFile, "");
-  EXPECT_EQ(t->TrackWearFactor, 1);
+  auto q = Loaded(kQuarry);  // ends after the podium
+  EXPECT_EQ(q->TrackTag, "QUARRY");
+  EXPECT_EQ(q->TrackLanes, 1);
+  EXPECT_EQ(q->ApexCount, 1);
+  ExpectApex(*q, 30, {{1, 2}, {1, 3}, {1, 5}});
+  EXPECT_EQ(RestOf(*q), (Rest{6, 6, 7, -20, 0, 0, 1, 2, 1, "", 1}));
   // Space 4's only curve cell is a skip cell and space 5 is exactly 300: one curve, 2..3.
-  const std::vector<int> curves = {0, 1, 1, 0, 0, 0};
-  for (int space = 1; space <= 6; ++space) EXPECT_EQ(t->SpaceCurveNumber[space], curves[space - 1]) << space;
-  EXPECT_EQ(CurveCount(*t), 1);
+  EXPECT_EQ(CurveDigits(*q), "011000");
+  EXPECT_EQ(CurveCount(*q), 1);
 }
 
 TEST(TrackFilePreview, ReadsOnlyTheHeader) {
   TrackHeader h;
   ASSERT_FALSE(TrackPreview(kHarlow, h).has_value());
-  EXPECT_DOUBLE_EQ(h.TrackDistanceMiles, 0.2);
-  EXPECT_EQ(h.TrackName, "Harlow Bend");
-  EXPECT_EQ(h.TrackPlace1, "Harlow");
-  EXPECT_EQ(h.TrackPlace2, "Essex");
-  EXPECT_EQ(h.TrackTag, "HRL   ");
-  EXPECT_EQ(h.DefaultStartSpeed, 100);
-  EXPECT_EQ(h.DefaultTopSpeed, 160);
-  EXPECT_EQ(h.DefaultWearPerLap, 2);
-  EXPECT_EQ(h.TrackLanes, 2);
-  EXPECT_EQ(h.RacingLineSpaces, 8);
+  EXPECT_EQ(Header(h), Header(kHarlowHeader));
   EXPECT_EQ(TrackChooserLines(h), (std::vector<std::string>{"Harlow Bend (HRL   )", "Harlow", "Essex",
                                                             "Distance: 0.2 miles", "Racing Line: 8 spaces"}));
 
   // A bad cell further on is none of the chooser's business.
-  const std::string dir = ::testing::TempDir();
-  const std::string file = dir + "/preview_" + std::to_string(::getpid()) + ".trk";
-  ASSERT_FALSE(WriteFileAtomic(file, MiniText(5, "rubbish,here")).has_value());
+  const testing_support::TempDir dir;
   TrackHeader m;
-  ASSERT_FALSE(TrackPreview(file, m).has_value());
+  ASSERT_FALSE(TrackPreview(dir.Add("preview.trk", MiniText(5, "rubbish,here")), m).has_value());
   EXPECT_EQ(m.TrackName, "Mini");
   EXPECT_EQ(m.TrackTag, "MINI  ");
-  std::filesystem::remove(file);
 
-  TrackHeader untouched = h;
-  std::optional<FileError> err = TrackPreview(kFixtures + "/NoSuchTrack.trk", untouched);
+  std::optional<FileError> err = TrackPreview(kFixtures + "/NoSuchTrack.trk", h);
   ASSERT_TRUE(err.has_value());
   EXPECT_EQ(err->Code, FileErrorCode::NotFound);
-  EXPECT_EQ(untouched.TrackName, "Harlow Bend");
+  EXPECT_EQ(Header(h), Header(kHarlowHeader));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -325,8 +292,8 @@ TEST(TrackFileLoad, FileEndingInsideTheHeaderFails) {
 
 TEST(TrackFileLoad, WearFactorDefaultsAndRoundsHalfToEven) {
   const std::vector<std::pair<std::string, int>> cases = {
-      {"2.5", 2}, {"3.5", 4}, {"4.5", 4}, {"2.4", 2}, {"2.6", 3}, {"7", 7},
-      {"0", 1},   {"-2", 1},  {"-0.5", 1}, {"", 1},  {"1.5", 2},
+      {"2.5", 2}, {"3.5", 4}, {"4.5", 4},  {"2.4", 2}, {"2.6", 3}, {"7", 7},
+      {"0", 1},   {"-2", 1},  {"-0.5", 1}, {"", 1},    {"1.5", 2},
   };
   for (const auto& [text, want] : cases) {
     auto t = NewTrack();
@@ -345,7 +312,6 @@ TEST(TrackFileLoad, BadFilesNameTheFieldAndKeepTheTrack) {
     int line;
     std::string replacement;
     FileErrorCode code;
-    int errorLine;
     const char* field;
   };
   using C = FileErrorCode;
@@ -355,35 +321,35 @@ TEST(TrackFileLoad, BadFilesNameTheFieldAndKeepTheTrack) {
     return s;
   }();
   const std::vector<Case> cases = {
-      {"601 spaces", 3, "1,2,601", C::OutOfRange, 3, "TrackSpaces"},
-      {"no spaces", 3, "1,2,0", C::OutOfRange, 3, "TrackSpaces"},
-      {"negative spaces", 3, "1,2,-4", C::OutOfRange, 3, "TrackSpaces"},
-      {"six lanes", 3, "6,2,2", C::OutOfRange, 3, "TrackLanes"},
-      {"no lanes", 3, "0,2,2", C::OutOfRange, 3, "TrackLanes"},
-      {"negative racing line", 3, "1,-1,2", C::OutOfRange, 3, "RacingLineSpaces"},
-      {"text for a limit", 5, R"(20,10,0,fast,#FALSE#,1,"E")", C::TypeMismatch, 5, "CellSpeedLimit"},
-      {"quoted number", 4, R"("10",10,0,999,#FALSE#,1," ")", C::TypeMismatch, 4, "CellX"},
-      {"word for a Boolean", 5, R"(20,10,0,150,maybe,1,"E")", C::TypeMismatch, 5, "CellSkip"},
-      {"limit beyond 16 bits", 5, R"(20,10,0,40000,#FALSE#,1,"E")", C::OutOfRange, 5, "CellSpeedLimit"},
-      {"X beyond 32 bits", 4, R"(3000000000,10,0,999,#FALSE#,1," ")", C::OutOfRange, 4, "CellX"},
-      {"unclosed image", 5, R"(20,10,0,150,#FALSE#,1,"E)", C::TypeMismatch, 5, "CellImage"},
-      {"negative apex count", 6, "-1", C::OutOfRange, 6, "ApexCount"},
-      {"31 apexes", 6, "31", C::OutOfRange, 6, "ApexCount"},
-      {"apex number 0", 7, "0,2,1,1,1,2", C::OutOfRange, 7, "apex number"},
-      {"apex number 31", 7, "31,2,1,1,1,2", C::OutOfRange, 7, "apex number"},
-      {"negative apex cell count", 7, "1,-1,1,1", C::OutOfRange, 7, "apex cell count"},
-      {"16 apex cells", 7, sixteenCells, C::OutOfRange, 7, "apex cell count"},
-      {"apex lane 6", 7, "1,2,6,1,1,2", C::OutOfRange, 7, "apex lane"},
-      {"apex space 601", 7, "1,2,1,601,1,2", C::OutOfRange, 7, "apex space"},
-      {"podium as text", 8, R"("left",0)", C::TypeMismatch, 8, "PodiumLeft"},
-      {"pit entry beyond the track", 9, "3,2", C::OutOfRange, 9, "PitEntrySpace"},
-      {"pit exit beyond the track", 9, "1,3", C::OutOfRange, 9, "PitExitSpace"},
-      {"negative pit entry", 9, "-1,2", C::OutOfRange, 9, "PitEntrySpace"},
-      {"text in the reserved numbers", 11, "0,0,x,0,0", C::TypeMismatch, 11, "reserved"},
-      {"text for the wear factor", 12, "heavy", C::TypeMismatch, 12, "TrackWearFactor"},
-      {"huge wear factor", 12, "1E+300", C::OutOfRange, 12, "TrackWearFactor"},
-      {"text for the miles", 1, R"(far,"Mini","Upton","Downs","MINI")", C::TypeMismatch, 1, "TrackDistanceMiles"},
-      {"start speed beyond 16 bits", 2, "100000,40,40,160,2", C::OutOfRange, 2, "default start speed"},
+      {"601 spaces", 3, "1,2,601", C::OutOfRange, "TrackSpaces"},
+      {"no spaces", 3, "1,2,0", C::OutOfRange, "TrackSpaces"},
+      {"negative spaces", 3, "1,2,-4", C::OutOfRange, "TrackSpaces"},
+      {"six lanes", 3, "6,2,2", C::OutOfRange, "TrackLanes"},
+      {"no lanes", 3, "0,2,2", C::OutOfRange, "TrackLanes"},
+      {"negative racing line", 3, "1,-1,2", C::OutOfRange, "RacingLineSpaces"},
+      {"text for a limit", 5, R"(20,10,0,fast,#FALSE#,1,"E")", C::TypeMismatch, "CellSpeedLimit"},
+      {"quoted number", 4, R"("10",10,0,999,#FALSE#,1," ")", C::TypeMismatch, "CellX"},
+      {"word for a Boolean", 5, R"(20,10,0,150,maybe,1,"E")", C::TypeMismatch, "CellSkip"},
+      {"limit beyond 16 bits", 5, R"(20,10,0,40000,#FALSE#,1,"E")", C::OutOfRange, "CellSpeedLimit"},
+      {"X beyond 32 bits", 4, R"(3000000000,10,0,999,#FALSE#,1," ")", C::OutOfRange, "CellX"},
+      {"unclosed image", 5, R"(20,10,0,150,#FALSE#,1,"E)", C::TypeMismatch, "CellImage"},
+      {"negative apex count", 6, "-1", C::OutOfRange, "ApexCount"},
+      {"31 apexes", 6, "31", C::OutOfRange, "ApexCount"},
+      {"apex number 0", 7, "0,2,1,1,1,2", C::OutOfRange, "apex number"},
+      {"apex number 31", 7, "31,2,1,1,1,2", C::OutOfRange, "apex number"},
+      {"negative apex cell count", 7, "1,-1,1,1", C::OutOfRange, "apex cell count"},
+      {"16 apex cells", 7, sixteenCells, C::OutOfRange, "apex cell count"},
+      {"apex lane 6", 7, "1,2,6,1,1,2", C::OutOfRange, "apex lane"},
+      {"apex space 601", 7, "1,2,1,601,1,2", C::OutOfRange, "apex space"},
+      {"podium as text", 8, R"("left",0)", C::TypeMismatch, "PodiumLeft"},
+      {"pit entry beyond the track", 9, "3,2", C::OutOfRange, "PitEntrySpace"},
+      {"pit exit beyond the track", 9, "1,3", C::OutOfRange, "PitExitSpace"},
+      {"negative pit entry", 9, "-1,2", C::OutOfRange, "PitEntrySpace"},
+      {"text in the reserved numbers", 11, "0,0,x,0,0", C::TypeMismatch, "reserved"},
+      {"text for the wear factor", 12, "heavy", C::TypeMismatch, "TrackWearFactor"},
+      {"huge wear factor", 12, "1E+300", C::OutOfRange, "TrackWearFactor"},
+      {"text for the miles", 1, R"(far,"Mini","Upton","Downs","MINI")", C::TypeMismatch, "TrackDistanceMiles"},
+      {"start speed beyond 16 bits", 2, "100000,40,40,160,2", C::OutOfRange, "default start speed"},
   };
   const auto good = Loaded(kBrookfield);
   for (const Case& c : cases) {
@@ -393,7 +359,7 @@ TEST(TrackFileLoad, BadFilesNameTheFieldAndKeepTheTrack) {
     ASSERT_TRUE(err.has_value());
     EXPECT_EQ(err->Code, c.code) << err->Describe();
     EXPECT_EQ(err->File, "Tracks/Bad.trk");
-    EXPECT_EQ(err->Line, c.errorLine) << err->Describe();
+    EXPECT_EQ(err->Line, c.line) << err->Describe();
     EXPECT_EQ(err->Field, c.field) << err->Describe();
     EXPECT_TRUE(SameTrack(*t, *good));
   }
@@ -430,7 +396,6 @@ TEST(TrackFileLoad, MissingFileIsNotFoundAndKeepsTheTrack) {
   std::optional<FileError> err = LoadTrack(*t, name);
   ASSERT_TRUE(err.has_value());
   EXPECT_EQ(err->Code, FileErrorCode::NotFound);
-  EXPECT_EQ(static_cast<int>(err->Code), 53);
   EXPECT_EQ(err->File, name);
   EXPECT_TRUE(SameTrack(*t, *good));
 }
@@ -582,21 +547,9 @@ TEST(TrackFileWrite, TextRoundTripsExactly) {
     ASSERT_EQ(text[i - 1], '\r') << "bare LF at " << i;
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3 + 3 * 24 + 1 + 2 + 5);
 
-  // What the derivations make of it, worked out by hand: racing line on lane 3.
-  EXPECT_EQ(t->PitExitLane, 3);
-  EXPECT_EQ(t->PitExitLaneAlt, 1);
-  EXPECT_EQ(t->PitEntryLane, 3);
-  EXPECT_EQ(t->SpaceCurveNumber[1], 1);
-  EXPECT_EQ(t->SpaceCurveNumber[5], 2);
-  EXPECT_EQ(t->SpaceCurveNumber[22], 3);
-  EXPECT_EQ(CurveCount(*t), 3);
-}
-
-TEST(TrackFileWrite, WritesTheDryLimitNotTheWeatherLimit) {
-  auto t = NewTrack(RoundTripTrack("Tracks/RoundTrip.trk"));
-  const std::string dry = TrackFileText(*t);
-  t->CellSpeedLimit[5][1] = 60;  // rain
-  EXPECT_EQ(TrackFileText(*t), dry);
+  // The dry limit is written, not the weather's.
+  t->CellSpeedLimit[5][1] = 60;
+  EXPECT_EQ(TrackFileText(*t), text);
 }
 
 TEST(TrackFileWrite, SaveThenLoadFromDisk) {
@@ -609,8 +562,6 @@ TEST(TrackFileWrite, SaveThenLoadFromDisk) {
   std::optional<FileError> err = LoadTrack(*t, file);
   ASSERT_FALSE(err.has_value()) << err->Describe();
   EXPECT_TRUE(SameTrack(*t, *built));
-  EXPECT_EQ(TrackDefaultCarPath(*t), (dir / "Lakeside Stock.crs").string());
-  EXPECT_EQ(TrackPictureFile(*t), (dir / "Lakeside.gif").string());
   // Nothing but the track file is left behind.
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir), std::filesystem::directory_iterator()), 1);
 

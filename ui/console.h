@@ -79,6 +79,14 @@ struct CrashPanel {
   std::vector<std::string> Buttons;  // "Continue", "End Race"
 };
 
+// A modal panel of buttons, such as the mode choices or the agreement; Text may hold a document.
+struct ButtonPanel {
+  std::string Name;  // "frmSingleRaceModeSelect"
+  std::string Caption;
+  std::string Text;
+  std::vector<std::string> Buttons;
+};
+
 class Console {
  public:
   virtual ~Console() = default;
@@ -101,6 +109,8 @@ class Console {
   virtual int EnterDiceResult(const DiceEntryPanel& panel) = 0;
   // The crash panel; returns the index of the button pressed.
   virtual int ShowCrash(const CrashPanel& panel) = 0;
+  // A panel of buttons; returns the index of the button pressed.
+  virtual int ChooseButton(const ButtonPanel& panel) = 0;
 };
 
 // The standard file message: for error 53 (file not found) the critical message

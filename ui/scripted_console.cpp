@@ -135,4 +135,14 @@ int ScriptedConsole::ShowCrash(const CrashPanel& panel) {
   return button;
 }
 
+int ScriptedConsole::ChooseButton(const ButtonPanel& panel) {
+  const int count = static_cast<int>(panel.Buttons.size());
+  bool scripted = false;
+  const int button = TakeNumber(panel.Name, 1, count, count, &scripted) - 1;
+  Note("BUTTONS " + panel.Name + " (" + Join(panel.Buttons) + ") -> " +
+       (button >= 0 && button < count ? panel.Buttons[static_cast<size_t>(button)] : std::string()) +
+       (scripted ? "" : " (default)"));
+  return button;
+}
+
 }  // namespace vm

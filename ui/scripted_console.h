@@ -41,6 +41,8 @@ class ScriptedConsole : public Console {
                  const std::function<void()>& settle) override;
   int EnterDiceResult(const DiceEntryPanel& panel) override;
   int ShowCrash(const CrashPanel& panel) override;
+  // Answered by number, like a choice; without an answer (lenient) the last button, which closes.
+  int ChooseButton(const ButtonPanel& panel) override;
 
  protected:
   // Takes the next answer for a panel; nullopt when the script is empty in lenient mode.
