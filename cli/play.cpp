@@ -9,7 +9,10 @@
 
 #include "cli/commands.h"
 #include "cli/race_json.h"
+#include "cars/car_file.h"
 #include "core/laps.h"
+#include "core/paths.h"
+#include "game/race_config.h"
 #include "core/race_log.h"
 #include "core/textfile.h"
 #include "core/track_file.h"
@@ -20,7 +23,8 @@
 namespace vm {
 
 const char* const kPlayUsage =
-    "  play --track T.trk --tables R.rst --car-design START,ACC,DEC,TOP,WEAR,DRM [--car-design ...]\n"
+    "  play --track T.trk --tables R.rst (--cars C.crs | --car-design START,ACC,DEC,TOP,WEAR,DRM ...)\n"
+    "       [--config R.rac]  (a race configuration brings its track, tables, cars and settings)\n"
     "       [--laps N] [--cars-racing K] [--mode Practice|Single] [--seed S] [--rnd V1,V2,...]\n"
     "       --script S.txt [--dump-json OUT.json] [--log]\n"
     "      run a race of human drivers whose every choice comes from the script, one per line:\n"
@@ -146,7 +150,7 @@ class PlayConsole : public Console {
 };
 
 struct PlayArgs {
-  std::string track, tables, script, dumpJson;
+  std::string track, tables, script, dumpJson, cars, config;
   std::vector<std::string> designs;
   std::optional<int> laps, carsRacing;
   std::string mode = "Single";
@@ -174,7 +178,8 @@ std::optional<PlayArgs> ParsePlay(const std::vector<std::string>& args, std::ost
     else if (opt == "--script") a.script = value;
     else if (opt == "--dump-json") a.dumpJson = value;
     else if (opt == "--car-design") a.designs.push_back(value);
-    else if (opt == "--cars") return fail("car files are not read yet: give each car with --car-design");
+    else if (opt == "--cars") a.cars = value;
+    else if (opt == "--config") a.config = value;
     else if (opt == "--qualifying") return fail("qualifying is not built yet: the grid is in car order");
     else if (opt == "--mode") {
       if (value != "Practice" && value != "Single") return fail("--mode is Practice or Single");
@@ -198,10 +203,14 @@ std::optional<PlayArgs> ParsePlay(const std::vector<std::string>& args, std::ost
       return fail("unexpected argument \"" + opt + "\"");
     }
   }
-  if (a.track.empty() || a.tables.empty() || a.script.empty()) return fail("--track, --tables and --script are needed");
-  if (a.designs.empty()) return fail("give at least one car with --car-design");
+  if (a.script.empty()) return fail("--script is needed");
+  if (a.config.empty() && (a.track.empty() || a.tables.empty()))
+    return fail("--track and --tables are needed unless --config brings them");
+  if (a.config.empty() && a.cars.empty() && a.designs.empty())
+    return fail("give the cars with --cars or --car-design");
+  if (!a.cars.empty() && !a.designs.empty()) return fail("give the cars with --cars or with --car-design, not both");
   if (a.designs.size() > static_cast<size_t>(kMaxCars)) return fail("at most 40 cars");
-  if (a.carsRacing && *a.carsRacing > static_cast<int>(a.designs.size()))
+  if (a.carsRacing && !a.designs.empty() && *a.carsRacing > static_cast<int>(a.designs.size()))
     return fail("--cars-racing is more than the cars given");
   return a;
 }
@@ -337,13 +346,25 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
   std::optional<PlayArgs> a = ParsePlay(args, err);
   if (!a) return kExitUsage;
   auto rs = std::make_unique<RaceState>();
-  if (std::optional<FileError> e = LoadTrack(rs->track, a->track)) {
-    err << "velomark-cli: " << e->Describe() << "\n";
+  auto fileError = [&err](const FileError& e) {
+    err << "velomark-cli: " << e.Describe() << "\n";
     return kExitFileError;
+  };
+  if (!a->config.empty()) {
+    // The configuration's track is looked for where it was saved, then beside the configuration.
+    const std::string folder = DirName(NativePath(a->config));
+    if (std::optional<FileError> e = ReadRaceConfig(*rs, a->config, folder, TrackLoaderFromFolder(folder)))
+      return fileError(*e);
   }
-  if (std::optional<FileError> e = LoadResultTables(rs->Tables, a->tables)) {
-    err << "velomark-cli: " << e->Describe() << "\n";
-    return kExitFileError;
+  if (!a->track.empty())
+    if (std::optional<FileError> e = LoadTrack(rs->track, a->track)) return fileError(*e);
+  if (!a->tables.empty())
+    if (std::optional<FileError> e = LoadResultTables(rs->Tables, a->tables)) return fileError(*e);
+  if (!a->cars.empty()) {
+    if (std::optional<FileError> e =
+            LoadCarFile(*rs, a->cars, DirName(NativePath(a->cars)), SetupPointsRule::Replace))
+      return fileError(*e);
+    rs->CarCount = rs->CarsInFile;
   }
   std::optional<std::string> scriptText = ReadWholeFile(a->script);
   if (!scriptText) {
@@ -356,10 +377,19 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
       return kExitUsage;
     }
   }
-  rs->CarCount = a->carsRacing.value_or(static_cast<int>(a->designs.size()));
+  if (!a->designs.empty()) rs->CarCount = rs->CarsInFile = static_cast<int>(a->designs.size());
+  if (a->carsRacing) {
+    if (*a->carsRacing > rs->CarsInFile) {
+      err << "play: --cars-racing is more than the " << rs->CarsInFile << " cars given\n";
+      return kExitUsage;
+    }
+    rs->CarCount = *a->carsRacing;
+  }
   rs->GameMode = a->mode;
   // A practice session always runs to its lap limit of 50.
-  rs->RaceLaps = a->mode == "Practice" ? 50 : a->laps.value_or(3);
+  if (a->mode == "Practice") rs->RaceLaps = 50;
+  else if (a->laps) rs->RaceLaps = *a->laps;
+  else if (a->config.empty()) rs->RaceLaps = 3;
   // The same seed gives the same race: without one the run is still reproducible.
   rng.Seed(a->seed.value_or(1));
   if (!a->rnd.empty()) rng.Script(a->rnd);

@@ -3,6 +3,7 @@
 #include "tests/temp_dir.h"
 
 #include <filesystem>
+#include <memory>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -12,7 +13,9 @@
 
 #include "cli/commands.h"
 #include "core/textfile.h"
+#include "core/race_state.h"
 #include "core/track_file.h"
+#include "game/race_config.h"
 #include "rules/result_table_file.h"
 #include "tools/sample_tracks.h"
 
@@ -289,6 +292,56 @@ TEST(CliPlay, BadArgumentsAreUsageErrorsAndMissingFilesFileErrors) {
   std::vector<std::string> badTrack = PlayArgs(script);
   badTrack[2] = kTables;
   EXPECT_EQ(Cli(badTrack).status, kExitFileError);
+}
+
+TEST(CliPlay, CarsComeFromACarFileOrARaceConfiguration) {
+  const testing_support::TempDir dir;
+  const std::string empty = dir.Add("empty.txt", "# nothing yet\n");
+  // The bundled car file: car 1 is human and on pole, so the race waits for its speed.
+  const CliRun fromFile = Cli({"play", "--track", kOval, "--tables", kTables, "--cars",
+                               std::string(VELOMARK_DATA) + "/Default.crs", "--script", empty});
+  EXPECT_EQ(fromFile.status, 3) << fromFile.err;
+  EXPECT_EQ(fromFile.out, "car 1: speed\n");
+
+  // A configuration holding the demo's track, tables, cars and laps replays the demo race.
+  auto rs = std::make_unique<RaceState>();
+  ASSERT_FALSE(LoadTrack(rs->track, kOval));
+  ASSERT_FALSE(LoadResultTables(rs->Tables, kTables));
+  rs->RaceLaps = 1;
+  rs->CarCount = rs->CarsInFile = 2;
+  rs->QualifyingMethod = "Start Speed";
+  for (int car : {1, 2}) {
+    rs->DriverName[car] = "Car " + std::to_string(car);
+    rs->CarStartSpeed[car] = 60;
+    rs->CarAcceleration[car] = 40;
+    rs->CarDeceleration[car] = 40;
+    rs->CarWearPerLap[car] = 3;
+  }
+  rs->CarTopSpeed[1] = 140;
+  rs->CarTopSpeed[2] = 160;
+  rs->CarDRM[2] = 1;
+  const std::string config = dir.File("demo.rac");
+  ASSERT_FALSE(WriteRaceConfig(*rs, config, ""));
+  const CliRun fromConfig = Cli({"play", "--config", config, "--script", kDemo});
+  ASSERT_EQ(fromConfig.status, kExitOk) << fromConfig.err;
+  EXPECT_EQ(fromConfig.out, Cli(PlayArgs(kDemo)).out);
+  EXPECT_EQ(Cli({"play", "--config", config, "--cars", "x.crs", "--car-design", "60,40,40,140,3,0", "--script",
+                 kDemo}).status,
+            kExitUsage);
+}
+
+TEST(CliCheck, LoadsEachKindOfFileByItsExtension) {
+  const testing_support::TempDir dir;
+  for (const char* file : {"Tracks/Oval.trk", "Default.crs", "Default.rst", "VMR.ini", "Teams.tms"}) {
+    const CliRun r = Cli({"check", std::string(VELOMARK_DATA) + "/" + file});
+    EXPECT_EQ(r.status, kExitOk) << file << r.out;
+    EXPECT_EQ(r.out, "ok\n");
+  }
+  const std::string bad = dir.Add("bad.crs", "8\r\n2\r\n60,sixty\r\n");
+  const CliRun r = Cli({"check", bad});
+  EXPECT_EQ(r.status, kExitFileError);
+  EXPECT_NE(r.out.find(", line 3, field "), std::string::npos) << r.out;
+  EXPECT_EQ(Cli({"check", dir.Add("notes.txt")}).status, kExitUsage);
 }
 
 }  // namespace

@@ -1,11 +1,19 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <memory>
+#include <sstream>
+#include <algorithm>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "cli/commands.h"
+#include "core/textfile.h"
 #include "game/modes.h"
+#include "game/settings_file.h"
+#include "game/startup.h"
+#include "tests/temp_dir.h"
 #include "ui/scripted_console.h"
 
 namespace vm {
@@ -156,6 +164,118 @@ TEST_F(ModesTest, RaceStartAndEndChangeTheTable) {
   EXPECT_TRUE(g[Cmd::mnuRaceSetup].Enabled);
   EXPECT_FALSE(g[Cmd::mnuRaceEndRace].Enabled);
   EXPECT_FALSE(g[Cmd::mnuRaceUndo].Enabled);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Start-up
+
+// A data folder holding copies of the shipped files, less the ones a case leaves out.
+class StartUpTest : public ::testing::Test {
+ protected:
+  void Ship(const std::vector<std::string>& without = {}) {
+    for (const char* name : {"VMR.ini", "Default.crs", "Default.rst", "Teams.tms", "EULA.rtf"}) {
+      if (std::find(without.begin(), without.end(), name) != without.end()) continue;
+      std::filesystem::copy_file(std::string(VELOMARK_DATA) + "/" + name, dir.File(name));
+    }
+  }
+  // Points a default file of VMR.ini at another name.
+  void Rename(const std::string& carFile, const std::string& resultTable) {
+    GameSettings s;
+    ASSERT_FALSE(LoadSettings(s, dir.File("VMR.ini")));
+    s.DefaultCarFile = carFile;
+    s.DefaultResultTable = resultTable;
+    ASSERT_FALSE(SaveSettings(s, dir.File("VMR.ini"), SettingsWriter::Game));
+  }
+  bool Start(std::vector<std::string> answers = {"1"}) {
+    console = std::make_unique<ScriptedConsole>(answers, false);
+    return StartUp(g, rs, rng, *console, dir.Root());
+  }
+
+  testing_support::TempDir dir;
+  std::unique_ptr<RaceState> state = std::make_unique<RaceState>();
+  RaceState& rs = *state;
+  GameSession g;
+  Random rng;
+  std::unique_ptr<ScriptedConsole> console;
+};
+
+TEST_F(StartUpTest, TheAgreementComesOnceAndADeclineWritesNothing) {
+  Ship();
+  const std::optional<std::string> before = ReadWholeFile(dir.File("VMR.ini"));
+  EXPECT_FALSE(Start({"2"}));
+  EXPECT_TRUE(g.AgreementDeclined);
+  EXPECT_EQ(ReadWholeFile(dir.File("VMR.ini")), before);
+
+  EXPECT_TRUE(Start({"1"}));
+  EXPECT_EQ(console->Transcript().back(), "BUTTONS frmEULA (Accept | Decline) -> Accept");
+  EXPECT_EQ(g.StatusText, "Mode: Single Race");
+  EXPECT_EQ(rs.CarsInFile, 8);
+  EXPECT_EQ(rs.Tables.CH2.RangeLow, 7);
+  EXPECT_EQ(rs.SavedRaceLaps, rs.RaceLaps);
+  EXPECT_EQ(rs.PitReplenishment, 1);
+  EXPECT_TRUE(g[Cmd::mnuCarSetup].Enabled);
+  EXPECT_FALSE(g[Cmd::mnuRaceSetup].Enabled);
+  // The second start shows no agreement: there is no answer for it, and none is taken.
+  EXPECT_TRUE(Start({}));
+  EXPECT_TRUE(console->Transcript().empty());
+}
+
+TEST_F(StartUpTest, EachDefaultFileMissingInTurn) {
+  const std::string missing = "is missing or corrupt.";
+  const struct {
+    const char* Name;
+    std::vector<std::string> Without;
+    bool Renamed;  // VMR.ini names files that are not there
+    bool Starts;
+    std::string Message;
+  } cases[] = {
+      {"no settings", {"VMR.ini"}, false, false, "VMR.ini"},
+      {"named files gone, shipped ones stand in", {}, true, true, ""},
+      {"no team file", {"Teams.tms"}, false, true, ""},
+      {"no car file at all", {"Default.crs"}, true, false, "Default.crs"},
+      {"no result tables at all", {"Default.rst"}, true, false, "Default.rst"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Name);
+    std::filesystem::remove_all(dir.Path());
+    std::filesystem::create_directories(dir.Path());
+    Ship(c.Without);
+    if (c.Renamed) Rename("Gone.crs", "Gone.rst");
+    const auto listing = dir.Listing();
+    EXPECT_EQ(Start(), c.Starts);
+    EXPECT_EQ(g.FatalLoadError, !c.Starts);
+    if (c.Message.empty()) {
+      EXPECT_TRUE(console->Messages().empty());
+    } else {
+      ASSERT_FALSE(console->Messages().empty());
+      EXPECT_EQ(console->Messages().front(), "File  ' " + dir.File(c.Message) + " '  is missing or corrupt.  ");
+      EXPECT_EQ(dir.Listing(), listing) << "a failed start writes nothing";
+    }
+  }
+}
+
+TEST_F(StartUpTest, ACarFileCanOnlyRaiseTheDesignPoints) {
+  Ship();
+  GameSettings s;
+  ASSERT_FALSE(LoadSettings(s, dir.File("VMR.ini")));
+  for (const int points : {5, 12}) {
+    SCOPED_TRACE(points);
+    s.CarSetupPoints = points;
+    s.AgreementShown = true;
+    ASSERT_FALSE(SaveSettings(s, dir.File("VMR.ini"), SettingsWriter::Game));
+    ASSERT_TRUE(Start({}));
+    EXPECT_EQ(rs.CarSetupPoints, std::max(points, 8));  // the shipped car file holds 8
+  }
+}
+
+TEST(StartCli, AFolderWithoutSettingsSaysSoAndWritesNothing) {
+  const testing_support::TempDir dir;
+  dir.Add("Default.crs", "8\r\n0\r\n");
+  const auto listing = dir.Listing();
+  std::ostringstream out, err;
+  EXPECT_EQ(RunCli({"--data", dir.Root(), "start", "--accept"}, out, err), kExitFileError);
+  EXPECT_EQ(err.str(), "File  ' " + dir.File("VMR.ini") + " '  is missing or corrupt.  \n");
+  EXPECT_EQ(dir.Listing(), listing);
 }
 
 }  // namespace
