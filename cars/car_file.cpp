@@ -130,18 +130,6 @@ CarRecord ReadRecord(TextReader& in, int car, const std::string& carsFolder) {
   return c;
 }
 
-// The counters a race leaves in a car that must not leak into the next race.
-void ClearRaceCounters(RaceState& rs, int car) {
-  rs.CarSpeed[car] = 0;
-  rs.CarApexNumber[car] = 0;
-  rs.CarApexLimit[car] = 0;
-  rs.CarApexSpeed[car] = 0;
-  rs.CarCurveRankPaid[car] = 0;
-  rs.CarOnApexCells[car] = false;
-  rs.CarDraftTarget[car] = 0;
-  rs.CarSlipSpeed[car] = 0;
-}
-
 }  // namespace
 
 const RatingScale& ScaleOf(Rating rating) { return kScales[static_cast<size_t>(rating)]; }
@@ -302,7 +290,7 @@ std::optional<FileError> LoadCarFileText(RaceState& rs, std::string text, const 
   for (int car = 1; car <= count; ++car) {
     // A file shorter than its count leaves the cars it does not reach as they were.
     if (read[static_cast<size_t>(car)]) PutCar(rs, car, *read[static_cast<size_t>(car)]);
-    ClearRaceCounters(rs, car);
+    ClearCarRaceCounters(rs, car);
   }
   rs.CurrentCarFile = fileName;
   return std::nullopt;

@@ -66,6 +66,17 @@ void ResetRaceState(RaceState& rs) {
   for (auto& row : rs.track.CellOccupant) row.fill(0);
 }
 
+void ClearCarRaceCounters(RaceState& rs, int car) {
+  rs.CarSpeed[car] = 0;
+  rs.CarApexNumber[car] = 0;
+  rs.CarApexLimit[car] = 0;
+  rs.CarApexSpeed[car] = 0;
+  rs.CarCurveRankPaid[car] = 0;
+  rs.CarOnApexCells[car] = false;
+  rs.CarDraftTarget[car] = 0;
+  rs.CarSlipSpeed[car] = 0;
+}
+
 void ClearCarCell(RaceState& rs, int car) {
   if (!IsCarNumber(car)) return;
   const int space = rs.CarSpace[car];

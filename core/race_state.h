@@ -280,6 +280,10 @@ struct RaceState {
 // RunningOrder becomes 1..CarCount. Grid placement is the caller's next step.
 void ResetRaceState(RaceState& rs);
 
+// Clears the counters a race leaves in a car (speed, apex line, slipstream) when the car comes
+// anew from a car file or a race configuration, so nothing leaks into the next race.
+void ClearCarRaceCounters(RaceState& rs, int car);
+
 // Takes a car off the track: empties the cell it stands on, if that cell holds it.
 void ClearCarCell(RaceState& rs, int car);
 

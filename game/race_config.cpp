@@ -68,18 +68,6 @@ void ReadCarLine(TextReader& in, RaceState& rs, int car, std::string_view carsFo
   for (int i = 0; i < kReservedStrings; ++i) in.ReadString("reserved");
 }
 
-// A car out of a configuration starts clean, as one out of a car file does.
-void ClearRunningFields(RaceState& rs, int car) {
-  rs.CarSpeed[car] = 0;
-  rs.CarApexNumber[car] = 0;
-  rs.CarApexLimit[car] = 0;
-  rs.CarApexSpeed[car] = 0;
-  rs.CarCurveRankPaid[car] = 0;
-  rs.CarOnApexCells[car] = false;
-  rs.CarDraftTarget[car] = 0;
-  rs.CarSlipSpeed[car] = 0;
-}
-
 void ReadBody(TextReader& in, RaceState& rs, std::string_view carsFolder) {
   rs.RaceLaps = static_cast<int>(in.ReadInteger("RaceLaps", 1, kMaxLaps));
   rs.CarCount = static_cast<int>(in.ReadInteger("CarCount", 0, kMaxCars));
@@ -104,7 +92,7 @@ void ReadBody(TextReader& in, RaceState& rs, std::string_view carsFolder) {
 
   for (int car = 1; car <= kMaxCars; ++car) {
     ReadCarLine(in, rs, car, carsFolder);
-    ClearRunningFields(rs, car);
+    ClearCarRaceCounters(rs, car);
   }
 
   rs.PitLaneOpen = in.ReadBool("PitLaneOpen");

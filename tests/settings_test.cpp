@@ -108,16 +108,20 @@ TEST(SettingsFile, LastThreeBooleansAreTrueOnlyAsTheExactWord) {
   }
 }
 
+// A line of a good file replaced (or the file cut after `Keep` lines), and where the reader must
+// stop and say why.
+struct HostileCase {
+  size_t Line;
+  std::string With;
+  size_t Keep;
+  FileErrorCode Code;
+  int ErrorLine;
+  std::string Field;
+};
+
 TEST(SettingsFile, HostileFileNamesLineAndFieldAndKeepsTheRace) {
   const std::vector<std::string> lines = Lines(Delivered());
-  struct Case {
-    size_t Line;
-    std::string With;
-    size_t Keep;
-    FileErrorCode Code;
-    int ErrorLine;
-    std::string Field;
-  } cases[] = {
+  const HostileCase cases[] = {
       {2, "fifty", 0, FileErrorCode::TypeMismatch, 2, "RaceLaps"},
       {2, "200", 0, FileErrorCode::OutOfRange, 2, "RaceLaps"},
       {4, "41", 0, FileErrorCode::OutOfRange, 4, "CarCount"},
@@ -128,7 +132,7 @@ TEST(SettingsFile, HostileFileNamesLineAndFieldAndKeepsTheRace) {
       {0, "", 44, FileErrorCode::PastEnd, 45, "AgreementShown"},
   };
   TempDir dir;
-  for (const Case& c : cases) {
+  for (const HostileCase& c : cases) {
     const std::string path = dir.Add("VMR.ini", Edited(lines, c.Line, c.With, c.Keep));
     auto rs = std::make_unique<RaceState>();
     rs->RaceLaps = 12;
@@ -290,14 +294,7 @@ TEST(RaceConfigFile, MinPitStopsFollowFromTheAllotments) {
 TEST(RaceConfigFile, HostileFileNamesLineAndFieldAndKeepsTheRace) {
   const auto good = ConfiguredRace();
   const std::vector<std::string> lines = Lines(RaceConfigText(*good, kCarsFolder));
-  struct Case {
-    size_t Line;
-    std::string With;
-    size_t Keep;
-    FileErrorCode Code;
-    int ErrorLine;
-    std::string Field;
-  } cases[] = {
+  const HostileCase cases[] = {
       {2, "200", 0, FileErrorCode::OutOfRange, 2, "RaceLaps"},
       {3, "\"three\"", 0, FileErrorCode::TypeMismatch, 3, "CarCount"},
       {7, "#TRUE#,3,seven,5,\"Wet\",211", 0, FileErrorCode::TypeMismatch, 7, "WeatherValue"},
@@ -306,7 +303,7 @@ TEST(RaceConfigFile, HostileFileNamesLineAndFieldAndKeepsTheRace) {
       {0, "", 30, FileErrorCode::PastEnd, 31, "CarStartSpeed"},
       {0, "", 70, FileErrorCode::PastEnd, 71, "ResultTable"},
   };
-  for (const Case& c : cases) {
+  for (const HostileCase& c : cases) {
     const std::string text = Edited(lines, c.Line, c.With, c.Keep);
     auto rs = std::make_unique<RaceState>();
     rs->RaceLaps = 12;
