@@ -148,4 +148,19 @@ std::string TrackDefaultCarPath(const Track& t) {
   return DirName(t.TrackFile) + t.TrackDefaultCarFile + ".crs";
 }
 
+std::pair<int, int> GridLanes(const Track& t) {
+  const int a = t.CellLaneRank[1][1], b = t.CellLaneRank[1][2], c = t.CellLaneRank[1][3];
+  const int n = t.TrackLanes;
+  auto pick = [n](std::pair<int, int> two, std::pair<int, int> three, std::pair<int, int> four) {
+    if (n == 2) return two;
+    if (n == 3) return three;
+    return four;  // four lanes, and five, which the rule does not name
+  };
+  std::pair<int, int> lanes{1, std::min(2, std::max(1, n))};
+  if (n < 2) return {1, 1};
+  if (b < c || (a != 0 && a < b)) lanes = pick({1, 2}, {1, 3}, {2, 4});
+  if ((b < a && a != 0) || (c < b && c != 0)) lanes = pick({2, 1}, {3, 1}, {4, 2});
+  return lanes;
+}
+
 }  // namespace vm

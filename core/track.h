@@ -5,6 +5,7 @@
 
 #include <array>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vm {
@@ -135,5 +136,8 @@ std::string FormatNumber(double value);
 
 // Pads or cuts a tag to exactly six characters.
 std::string PadTag(std::string_view tag);
+
+// The pair of lanes the grid's rows use, front car first, from the lane ranks at space 1.
+std::pair<int, int> GridLanes(const Track& t);
 
 }  // namespace vm
