@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 #include <memory>
 #include <ostream>
 
@@ -9,6 +10,7 @@
 #include "cars/team_file.h"
 #include "cli/commands.h"
 #include "core/paths.h"
+#include "core/track_check.h"
 #include "core/track_file.h"
 #include "game/race_config.h"
 #include "game/settings_file.h"
@@ -45,6 +47,15 @@ int CheckCommand(const std::vector<std::string>& args, std::ostream& out, std::o
   std::optional<FileError> e;
   if (ext == ".trk") {
     e = LoadTrack(rs->track, file);
+    if (!e) {
+      // A track beside the data folder's Cars is checked against the car pictures too.
+      TrackCheckOptions options;
+      const std::string cars = folder + "../Cars";
+      if (std::filesystem::is_directory(cars)) options.CarsFolder = cars;
+      const std::vector<TrackFinding> findings = CheckTrack(rs->track, options);
+      for (const TrackFinding& f : findings) out << file << ": " << Describe(f) << "\n";
+      if (!findings.empty()) return kExitFileError;
+    }
   } else if (ext == ".crs") {
     e = LoadCarFile(*rs, file, folder, SetupPointsRule::RaiseOnly);
   } else if (ext == ".rst") {
