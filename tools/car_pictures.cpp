@@ -31,8 +31,10 @@ QColor Trim(const QColor& body) { return IsLight(body) ? QColor(32, 32, 36) : QC
 
 QPolygonF Poly(std::initializer_list<QPointF> points) { return QPolygonF(QList<QPointF>(points)); }
 
+// A dark body gets a light outline so that it still stands out on the tarmac.
 void Fill(QPainter& p, const QColor& colour, bool outlined = true) {
-  p.setPen(outlined ? QPen(kOutline, 0.35) : QPen(Qt::NoPen));
+  const QColor outline = colour.lightness() < 60 ? QColor(150, 150, 158) : kOutline;
+  p.setPen(outlined ? QPen(outline, 0.35) : QPen(Qt::NoPen));
   p.setBrush(colour);
 }
 
@@ -96,7 +98,7 @@ void DrawStockTop(QPainter& p, const QColor& body) {
 
 void Wheels(QPainter& p, double rear, double front, double radius) {
   for (const double x : {rear, front}) {
-    Fill(p, kTyre);
+    Fill(p, kTyre, false);
     p.drawEllipse(QPointF(x, 28 - radius), radius, radius);
     Fill(p, QColor(170, 170, 176), false);
     p.drawEllipse(QPointF(x, 28 - radius), radius * 0.45, radius * 0.45);
@@ -260,8 +262,8 @@ QImage DrawReportLogo() {
   p.drawPath(road);
   // A red and white kerb on the outside of the crest.
   QPainterPath crest;
-  crest.moveTo(74, 13.5);
-  crest.cubicTo(84, 9.5, 94, 9.0, 104, 10.5);
+  crest.moveTo(74, 15.0);
+  crest.cubicTo(84, 11.0, 94, 10.5, 104, 12.0);
   p.setPen(QPen(QColor(240, 240, 240), 3, Qt::SolidLine, Qt::FlatCap));
   p.drawPath(crest);
   QPen kerb(QColor(206, 36, 36), 3, Qt::CustomDashLine, Qt::FlatCap);
@@ -272,9 +274,9 @@ QImage DrawReportLogo() {
   p.drawPath(road);  // centre line
   // Speed streaks trailing the circuit.
   p.setPen(QPen(QColor(210, 40, 40), 3, Qt::SolidLine, Qt::RoundCap));
-  p.drawLine(QPointF(12, 30), QPointF(40, 30));
+  p.drawLine(QPointF(12, 25), QPointF(38, 25));
   p.setPen(QPen(QColor(240, 170, 30), 3, Qt::SolidLine, Qt::RoundCap));
-  p.drawLine(QPointF(18, 37), QPointF(44, 37));
+  p.drawLine(QPointF(18, 32), QPointF(40, 32));
   // A waving chequered flag on its pole.
   p.setPen(QPen(QColor(200, 200, 206), 2.5, Qt::SolidLine, Qt::RoundCap));
   p.drawLine(QPointF(160, 52), QPointF(160, 9));

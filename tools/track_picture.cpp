@@ -153,8 +153,8 @@ std::vector<std::pair<int, int>> Links(const Layout& g, Keep keep) {
 }
 
 // How far the pit lane's centre lies from the outermost lane's.
-double PitOffset(double laneWidth) { return 1.35 * laneWidth + 2; }
-double PitWidth(double laneWidth) { return 0.85 * laneWidth; }
+double PitOffset(double laneWidth) { return 1.5 * laneWidth + 3; }
+double PitWidth(double laneWidth) { return 0.8 * laneWidth; }
 
 QPen RoundPen(const QColor& colour, double width) { return QPen(colour, width, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin); }
 
@@ -226,8 +226,8 @@ void DrawGridBoxes(QPainter& p, const Layout& g, const Track& t) {
     while (!g.IsReal(space, lane) && tries++ < g.Length()) space = g.Prev(space);
     if (!g.IsReal(space, lane)) return;
     const Vec c = g.Point(space, lane), tan = g.Tangent(space, lane), n = Normal(tan);
-    const double d = std::min(g.SpacingBehind(space, lane), 2.0 * w);
-    const Vec front = c + tan * (d * 0.45), back = c - tan * (d * 0.15);
+    const double d = g.SpacingBehind(space, lane);
+    const Vec front = c + tan * std::min(d * 0.45, w * 0.4), back = c - tan * std::min(d * 0.15, w * 0.2);
     const Vec side = n * (w * 0.36);
     QPainterPath box;
     box.moveTo(Q(back + side));
@@ -266,9 +266,10 @@ QImage DrawTrackPicture(const Track& track) {
   }
 
   // Each lane a thick stroke a little wider than the lane, so that neighbours join into one road.
+  // Skip cells count here: they keep the inside of a curve round.
   p.setPen(RoundPen(kTarmacColour, w + 2));
   for (int lane = 1; lane <= g.Lanes(); ++lane)
-    for (auto [a, b] : Links(g, [&](int s) { return g.IsReal(s, lane); }))
+    for (auto [a, b] : Links(g, [&](int s) { return g.HasPoint(s, lane); }))
       p.drawLine(Q(g.Point(a, lane)), Q(g.Point(b, lane)));
 
   // Lane dividers midway between neighbouring lanes, faint so that cars stay readable.
@@ -285,7 +286,7 @@ QImage DrawTrackPicture(const Track& track) {
     if (lane < 1) continue;
     auto edge = [&](int s, double offset) { return g.Point(s, lane) + g.Outward(s, lane) * (sign * offset); };
     auto curve = [&](int s) { return g.Limit(s, lane) > 0 && g.Limit(s, lane) < kNoLimit; };
-    const auto links = Links(g, [&](int s) { return g.IsReal(s, lane); });
+    const auto links = Links(g, [&](int s) { return g.HasPoint(s, lane); });
     p.setPen(RoundPen(kEdgeLine, 1.2));
     for (auto [a, b] : links) p.drawLine(Q(edge(a, w / 2)), Q(edge(b, w / 2)));
     double run = 0;  // keeps the red blocks evenly spaced along a curve
