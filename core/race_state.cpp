@@ -30,24 +30,17 @@ void ResetRaceState(RaceState& rs) {
   rs.FastestLapText.clear();
 
   for (int car = 1; car <= kMaxCars; ++car) {
+    ClearCarRaceCounters(rs, car);
     rs.CarSpace[car] = 0;
     rs.CarLane[car] = 0;
-    rs.CarSpeed[car] = 0;
     rs.CarNewSpeed[car] = rs.CarStartSpeed[car];
-    rs.CarDraftTarget[car] = 0;
-    rs.CarSlipSpeed[car] = 0;
     rs.CarLap[car] = 0;
     rs.CarStatus[car] = kRunning;
     rs.CarOutOfRace[car] = false;
     rs.CarEngineDamaged[car] = false;
     rs.CarBrakesDamaged[car] = false;
     rs.CarInPit[car] = false;
-    rs.CarApexNumber[car] = 0;
-    rs.CarOnApexCells[car] = false;
-    rs.CarApexLimit[car] = 0;
-    rs.CarApexSpeed[car] = 0;
     rs.CarCurveEntryLimit[car] = 0;
-    rs.CarCurveRankPaid[car] = 0;
     rs.CarCurveExcessPaid[car] = 0;
     rs.CarCurveOwes[car] = false;
     rs.CarLapClock[car] = 0;
