@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "core/race_log.h"
-#include "core/turn_engine.h"
+#include "engine/turn_engine.h"
 #include "tools/track_builder.h"
 #include "ui/scripted_console.h"
 

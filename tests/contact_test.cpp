@@ -1,13 +1,13 @@
-#include "core/contact.h"
+#include "engine/contact.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "core/slipstream.h"
-#include "core/speed.h"
-#include "core/steering.h"
+#include "engine/slipstream.h"
+#include "engine/speed.h"
+#include "engine/steering.h"
 #include "rules/consequences.h"
 #include "tests/rules_fixture.h"
 #include "tools/track_builder.h"

@@ -14,7 +14,7 @@
 #include "core/race_log.h"
 #include "core/textfile.h"
 #include "core/track_file.h"
-#include "core/turn_engine.h"
+#include "engine/turn_engine.h"
 #include "rules/result_table_file.h"
 #include "tests/temp_dir.h"
 #include "tools/sample_tracks.h"

@@ -1,4 +1,4 @@
-#include "core/laps.h"
+#include "engine/laps.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "core/speed.h"
+#include "engine/speed.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "core/steering.h"
+#include "engine/steering.h"
 
 #include <gtest/gtest.h>
 

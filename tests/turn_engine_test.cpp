@@ -1,4 +1,4 @@
-#include "core/turn_engine.h"
+#include "engine/turn_engine.h"
 
 #include <gtest/gtest.h>
 

@@ -8,8 +8,8 @@
 #include <string>
 
 #include "core/race_state.h"
-#include "core/speed.h"
-#include "core/steering.h"
+#include "engine/speed.h"
+#include "engine/steering.h"
 #include "rules/rule_context.h"
 
 namespace vm {

@@ -1,4 +1,4 @@
-#include "core/slipstream.h"
+#include "engine/slipstream.h"
 
 #include <cmath>
 

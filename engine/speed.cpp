@@ -1,9 +1,9 @@
-#include "core/speed.h"
+#include "engine/speed.h"
 
 #include <algorithm>
 
 #include "core/curve_scan.h"
-#include "core/slipstream.h"
+#include "engine/slipstream.h"
 #include "rules/consequences.h"
 
 namespace vm {

@@ -1,8 +1,8 @@
-#include "core/steering.h"
+#include "engine/steering.h"
 
-#include "core/contact.h"
-#include "core/laps.h"
-#include "core/slipstream.h"
+#include "engine/contact.h"
+#include "engine/laps.h"
+#include "engine/slipstream.h"
 #include "rules/consequences.h"
 
 namespace vm {

@@ -1,10 +1,10 @@
-#include "core/turn_engine.h"
+#include "engine/turn_engine.h"
 
 #include <algorithm>
 #include <cmath>
 #include <vector>
 
-#include "core/laps.h"
+#include "engine/laps.h"
 
 namespace vm {
 

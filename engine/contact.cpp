@@ -1,9 +1,9 @@
-#include "core/contact.h"
+#include "engine/contact.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "core/steering.h"
+#include "engine/steering.h"
 
 namespace vm {
 
