@@ -1,6 +1,5 @@
 #include "cli/commands.h"
 
-#include <charconv>
 #include <optional>
 #include <ostream>
 
@@ -10,6 +9,7 @@
 #include "cli/game_commands.h"
 #include "cli/play.h"
 #include "core/curve_scan.h"
+#include "core/numbers.h"
 #include "game/startup.h"
 #include "core/random.h"
 #include "core/track_file.h"
@@ -30,13 +30,6 @@ const std::string kUsage =
     "      load a car file as the game does and print each car with its design cost\n" +
     kGameCommandsUsage + kPlayUsage;
 
-std::optional<int> ParseInt(const std::string& text) {
-  int value = 0;
-  auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (ec != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return value;
-}
-
 struct TrackInfoArgs {
   std::string file;
   bool json = false;
@@ -49,8 +42,8 @@ std::optional<TrackInfoArgs> ParseTrackInfo(const std::vector<std::string>& args
     if (args[i] == "--json") {
       a.json = true;
     } else if (args[i] == "--scan") {
-      std::optional<int> space = i + 1 < args.size() ? ParseInt(args[i + 1]) : std::nullopt;
-      std::optional<int> lane = i + 2 < args.size() ? ParseInt(args[i + 2]) : std::nullopt;
+      std::optional<int> space = i + 1 < args.size() ? ParseWholeNumber(args[i + 1]) : std::nullopt;
+      std::optional<int> lane = i + 2 < args.size() ? ParseWholeNumber(args[i + 2]) : std::nullopt;
       if (!space || !lane) {
         err << "track-info: --scan takes a space and a lane, both whole numbers\n";
         return std::nullopt;
