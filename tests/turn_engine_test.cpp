@@ -86,15 +86,15 @@ TEST_F(EngineTest, GridRowsRunBackFromTheLineInTheLanesTheRanksChoose) {
   // Ranks 1, 2, 3 from lane 1: the rows use lanes 1 and 3. Space 40 lane 3 is a skip cell, so the
   // second car takes lane 2 there; the curve pushes the next row back to space 35.
   struct Where {
-    int Space, Lane;
+    int Space, Lane, Bonus;
   };
-  const Where expected[] = {{40, 1}, {40, 2}, {39, 1}, {39, 3}, {35, 1}};
+  const Where expected[] = {{40, 1, 0}, {40, 2, 1}, {39, 1, 0}, {39, 3, 2}, {35, 1, 1}};
   for (int car = 1; car <= 5; ++car) {
     SCOPED_TRACE(car);
     EXPECT_EQ(rs.CarSpace[car], expected[car - 1].Space);
     EXPECT_EQ(rs.CarLane[car], expected[car - 1].Lane);
     // Wear per lap x laps x wear factor, and the rounded bonus.
-    EXPECT_EQ(rs.CarWears[car], 2 * 2 * 1 + std::vector<int>{0, 1, 0, 2, 1}[static_cast<size_t>(car - 1)]);
+    EXPECT_EQ(rs.CarWears[car], 2 * 2 * 1 + expected[car - 1].Bonus);
   }
   EXPECT_TRUE(CheckRaceState(rs).empty());
 }
@@ -387,6 +387,7 @@ TEST_F(EngineTest, AStallOnTheGridPutsTheCarOutOnceTheRaceIsUnderWay) {
   DriveStraight(80);
   // Still on the grid with car 1 under way: the same stall is the end of car 2's race.
   rng.Script(testing_support::TwoDice(5, 6));
+  console.AddAnswer("1");  // the crash panel: Continue
   DriveStraight(80);
   EXPECT_TRUE(rs.CarOutOfRace[2]);
   EXPECT_EQ(rs.CarsOut, 1);
