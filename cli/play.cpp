@@ -321,10 +321,14 @@ void Perform(RaceEngine& engine, const ScriptLine& line) {
 // that went out, each with its race time, laps run, fastest lap and status.
 void PrintStandings(const RaceState& rs, std::ostream& out) {
   std::vector<int> order(rs.FinishOrder.begin() + 1, rs.FinishOrder.begin() + 1 + rs.FinishOrderCount);
+  // A red flag has already ranked the running cars among the finishers: each car shows once.
+  auto add = [&](int car) {
+    if (IsCarNumber(car) && std::find(order.begin(), order.end(), car) == order.end()) order.push_back(car);
+  };
   for (int pos = 1; pos <= rs.CarCount - rs.CarsFinished; ++pos)
-    if (IsCarNumber(rs.RunningOrder[pos]) && !rs.CarOutOfRace[rs.RunningOrder[pos]]) order.push_back(rs.RunningOrder[pos]);
+    if (IsCarNumber(rs.RunningOrder[pos]) && !rs.CarOutOfRace[rs.RunningOrder[pos]]) add(rs.RunningOrder[pos]);
   for (int pos = 1; pos <= rs.CarCount - rs.CarsFinished; ++pos)
-    if (IsCarNumber(rs.RunningOrder[pos]) && rs.CarOutOfRace[rs.RunningOrder[pos]]) order.push_back(rs.RunningOrder[pos]);
+    if (IsCarNumber(rs.RunningOrder[pos]) && rs.CarOutOfRace[rs.RunningOrder[pos]]) add(rs.RunningOrder[pos]);
   int place = 0;
   for (int car : order) {
     const bool finished = rs.CarLap[car] > rs.RaceLaps;

@@ -67,6 +67,29 @@ void KeepFastestLap(RuleContext& ctx, int car, int lap, double seconds) {
 
 }  // namespace
 
+bool StillRunning(const RaceState& rs, int car) {
+  return IsCarNumber(car) && !rs.CarOutOfRace[car] && rs.CarStatus[car] != kOutOfRace;
+}
+
+int RaceLeaderPlace(const RaceState& rs) {
+  const int n = std::clamp(rs.CarCount - rs.CarsFinished, 0, kMaxCars);
+  for (int pos = 1; pos <= n; ++pos)
+    if (StillRunning(rs, rs.RunningOrder[pos])) return pos;
+  return 0;
+}
+
+int RaceLeader(const RaceState& rs) {
+  const int pos = RaceLeaderPlace(rs);
+  return pos == 0 ? 0 : rs.RunningOrder[pos];
+}
+
+bool RaceUnderWay(const RaceState& rs) {
+  const int n = std::clamp(rs.CarCount, 0, kMaxCars);
+  for (int car = 1; car <= n; ++car)
+    if (rs.CarLap[car] > 0) return true;
+  return false;
+}
+
 void CrossLine(RuleContext& ctx, const LineSeams& seams) {
   RaceState& rs = ctx.rs;
   const int car = rs.CurrentCar;
@@ -118,7 +141,7 @@ void CrossLine(RuleContext& ctx, const LineSeams& seams) {
   }
   // Step 6.
   const int lap = rs.CarLap[car];
-  if (car == rs.RunningOrder[1] && rs.CarsFinished == 0 && live && lap >= 2 && lap <= rs.RaceLaps &&
+  if (car == RaceLeader(rs) && rs.CarsFinished == 0 && live && lap >= 2 && lap <= rs.RaceLaps &&
       seams.LeaderBeganLap)
     seams.LeaderBeganLap(ctx, car);
 }
@@ -127,7 +150,7 @@ double ComputeGap(const RaceState& rs, int car) {
   if (!IsCarNumber(car)) return 0;
   // Step 1.
   const int winner = Winner(rs);
-  const int reference = IsCarNumber(winner) ? winner : rs.RunningOrder[1];
+  const int reference = IsCarNumber(winner) ? winner : RaceLeader(rs);
   if (!IsCarNumber(reference)) return 0;
   // Step 2.
   const int lapsDown = rs.CarLap[car] + 1 >= rs.CarLap[reference] ? 0 : rs.CarLap[reference] - rs.CarLap[car] - 1;
@@ -144,7 +167,8 @@ double ComputeGap(const RaceState& rs, int car) {
 void CalcAvgSpeed(RaceState& rs, int car) {
   if (rs.RaceStandingStart || !IsCarNumber(car)) return;
   int spaces = rs.CarSpace[car] - rs.MoveStartSpace;
-  if (spaces < 1) spaces += rs.track.TrackLength;
+  // Only a move across the line comes out below 0; a car that stood still ran 0 spaces, not a lap.
+  if (spaces < 0) spaces += rs.track.TrackLength;
   rs.CarMoveCount[car] += 1;
   const int count = rs.CarMoveCount[car];
   rs.CarAvgSpeed[car] = ((count - 1) * rs.CarAvgSpeed[car] + spaces * 20.0) / count;
@@ -188,14 +212,37 @@ void SortFinishers(RuleContext& ctx) {
 
 std::vector<int> SortRaceEnd(RuleContext& ctx) {
   RaceState& rs = ctx.rs;
-  for (int pos = 1; pos <= rs.CarCount - rs.CarsFinished && pos <= kMaxCars; ++pos) {
+  auto listed = [&](int car) {
+    return std::find(rs.FinishOrder.begin() + 1, rs.FinishOrder.begin() + 1 + rs.FinishOrderCount, car) !=
+           rs.FinishOrder.begin() + 1 + rs.FinishOrderCount;
+  };
+  // Cars that took the flag in this pass rank with the finishers, by their clocks.
+  std::vector<int> running;
+  for (int pos = 1; pos <= std::min(rs.CarCount - rs.CarsFinished, kMaxCars); ++pos) {
     const int car = rs.RunningOrder[pos];
-    if (!IsCarNumber(car) || rs.CarOutOfRace[car]) continue;
-    if (std::find(rs.FinishOrder.begin() + 1, rs.FinishOrder.end(), car) != rs.FinishOrder.end()) continue;
+    if (!StillRunning(rs, car) || listed(car)) continue;
+    if (rs.CarLap[car] > rs.RaceLaps && rs.FinishOrderCount < kMaxCars) {
+      rs.FinishOrder[static_cast<size_t>(++rs.FinishOrderCount)] = car;
+    } else {
+      running.push_back(car);
+    }
+  }
+  SortFinishers(ctx);
+  // The cars still racing rank by the distance they have run, laps first; their clocks are the
+  // same race turns, so clock and speed would say nothing of who is ahead.
+  auto distance = [&](int car) { return (rs.CarLap[car] - 1) * rs.track.TrackLength + rs.CarSpace[car]; };
+  std::stable_sort(running.begin(), running.end(), [&](int a, int b) { return distance(a) > distance(b); });
+  // Only a car truly ahead of the leader takes the lead here.
+  if (rs.FinishOrderCount == 0 && !running.empty()) {
+    const int first = running.front();
+    const int lead = rs.LeadCar;
+    if (!IsCarNumber(lead) || distance(first) > distance(lead))
+      TakeLeadChange(ctx, first, distance(first), IsCarNumber(lead) ? distance(lead) : 0);
+  }
+  for (int car : running) {
     if (rs.FinishOrderCount >= kMaxCars) break;
     rs.FinishOrder[static_cast<size_t>(++rs.FinishOrderCount)] = car;
   }
-  SortFinishers(ctx);
   return {rs.FinishOrder.begin() + 1, rs.FinishOrder.begin() + 1 + rs.FinishOrderCount};
 }
 

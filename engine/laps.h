@@ -13,6 +13,19 @@ namespace vm {
 
 inline constexpr double kSecondsPerTurn = 4.5;
 
+// True for a car that is still in the race: a car number, not out of the race. A car that has
+// taken the flag runs on until its pass ends, so it counts.
+bool StillRunning(const RaceState& rs, int car);
+
+// Returns the leader of the race: the first car of RunningOrder still running, 0 when none is.
+// A car that has just gone out may stand first until the next sort; it leads nothing.
+int RaceLeader(const RaceState& rs);
+// Returns the place in RunningOrder of RaceLeader, 0 when none runs.
+int RaceLeaderPlace(const RaceState& rs);
+
+// True once any car has a lap above 0: the race is under way.
+bool RaceUnderWay(const RaceState& rs);
+
 // The work of other subsystems at the line. Each is called where the crossing needs it and is
 // skipped while empty.
 struct LineSeams {
@@ -51,9 +64,10 @@ bool TakeLeadChange(RuleContext& ctx, int newLeader, double newDistance, double 
 // rank. Call it before finishers leave their cells, as the lane rank is read from the cell.
 void SortFinishers(RuleContext& ctx);
 
-// Completes FinishOrder at the end of a race, a red flag or the end of practice: the cars still
-// on the track and in the race join the finishers, and all are sorted as SortFinishers does.
-// Returns the final order, first place first. CarsFinished is left as it is.
+// Completes FinishOrder at the end of a race, a red flag or the end of practice: cars that took
+// the flag are sorted as SortFinishers does, then the cars still racing follow by distance run
+// (laps, then space; level cars keep their running order). A lead change is logged only for a car
+// ahead of LeadCar. Returns the final order, first place first. CarsFinished is left as it is.
 std::vector<int> SortRaceEnd(RuleContext& ctx);
 
 // Returns the cars for the podium: the first one to three finishers.

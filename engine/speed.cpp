@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/curve_scan.h"
+#include "engine/laps.h"
 #include "engine/slipstream.h"
 #include "rules/consequences.h"
 
@@ -90,11 +91,13 @@ void ApplyCurveRules(const RaceState& rs, int car, std::array<SpeedButton, kSpee
 }
 
 // The start rule governs a car moving off from standstill: on the grid, in the first pass of a
-// standing start, and after a stop when restarts are under the start rule.
+// standing start, and after a stop when restarts are under the start rule. The buttons and the
+// check both ask here, so a green button never rolls and a red one always does. A car timing a
+// single qualifying lap accelerates from the grid as the buttons offer (the narrower rule).
 bool StartRuleApplies(const RaceState& rs, int car) {
   const bool standstill = rs.CarSpeed[car] == 0;
   if (rs.RaceStandingStart && !rs.SingleLapQualifying) return true;
-  if (rs.CarLap[car] < 1 && standstill) return true;
+  if (rs.CarLap[car] < 1 && standstill && !rs.SingleLapQualifying) return true;
   // A restart is a move off from standstill; a car already rolling has moved and accelerates.
   return rs.RestartAfterPit && !rs.StartRuleOff && standstill;
 }
@@ -106,8 +109,7 @@ void ComputeSpeedRange(RaceState& rs) {
   if (!IsCarNumber(car)) return;
   rs.WorkSpeed = rs.CarSpeed[car];
   rs.WorkTopSpeed = rs.CarTopSpeed[car];
-  const bool onGrid = rs.CarLap[car] < 1 && rs.CarSpeed[car] == 0;
-  if (!rs.SingleLapQualifying && (onGrid || rs.RaceStandingStart))
+  if (StartRuleApplies(rs, car))
     rs.MaxNewSpeed = rs.CarStartSpeed[car];
   else
     rs.MaxNewSpeed = std::min(rs.CarSpeed[car] + rs.CarAcceleration[car], rs.CarTopSpeed[car]);
@@ -137,7 +139,7 @@ SpeedFrame LoadSpeedFrame(RuleContext& ctx) {
   if (!IsCarNumber(car)) return f;
   f.Car = car;
   f.ShowAutoPilot = !rs.CarIsAI[car];
-  const int leader = rs.RunningOrder[1];
+  const int leader = RaceLeader(rs);
   if (rs.PaceSpeed == 0 && IsCarNumber(leader)) rs.PaceSpeed = rs.CarSpeed[leader];
 
   const CarRatings& design = rs.CarDesign[car];

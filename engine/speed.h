@@ -46,7 +46,9 @@ struct SpeedFrame {
 // one, otherwise the next space of its lane past up to two skip cells.
 void NextCells(RaceState& rs);
 
-// Sets WorkSpeed and WorkTopSpeed from the current car, then MaxNewSpeed and MinNewSpeed.
+// Sets WorkSpeed and WorkTopSpeed from the current car, then MaxNewSpeed and MinNewSpeed. A car
+// under the start rule (the grid, a standing start, a restart from standstill while restarts
+// follow it) may reach its start speed; the check of the chosen speed asks the same rule.
 void ComputeSpeedRange(RaceState& rs);
 
 // Prepares the speed panel of the current (human) car: clears the checked marks and SpacesLeft,

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "core/textfile.h"
 #include "engine/laps.h"
 
 namespace vm {
@@ -79,7 +80,9 @@ void RaceEngine::PlaceGrid() {
         gridSpace = gridSpace > 1 ? gridSpace - 1 : t.TrackLength;
       }
     }
-    rs_.CarWears[car] = rs_.CarWearPerLap[car] * rs_.RaceLaps * t.TrackWearFactor;
+    // The whole laps' wears and the car's fractional bonus over the same laps, rounded once.
+    rs_.CarWears[car] = rs_.CarWearPerLap[car] * rs_.RaceLaps * t.TrackWearFactor +
+                        static_cast<int>(RoundHalfEven(rs_.RaceLaps * rs_.CarWearBonus[car]));
   }
 }
 
@@ -111,6 +114,8 @@ void RaceEngine::StartRace(bool loaded) {
   rs_.RestartAfterPit = false;
   // Step 2.
   if (!loaded) RaceReset();
+  // A loaded race restarts under the start rule only while nobody has begun a lap.
+  if (loaded) rs_.RestartAfterPit = !RaceUnderWay(rs_);
   // Step 3. (The fastest lap of a loaded race is the laps work's.)
   // Step 4.
   rs_.FirstHumanCar = FindFirstHumanCar();
@@ -159,8 +164,9 @@ void RaceEngine::BeginTurn() {
   rs_.RaceEndedByUser = false;
   rs_.SteeringPhase = false;
   rs_.SpeedPhase = true;
-  rs_.OrderIndex = 1;
-  rs_.CurrentCar = rs_.RunningOrder[1];
+  // A car gone out since the last sort leads nothing: the pass begins with the first still running.
+  rs_.OrderIndex = std::max(1, RaceLeaderPlace(rs_));
+  rs_.CurrentCar = rs_.RunningOrder[rs_.OrderIndex];
   // Steps 2 and 3 only draw; the serve stage loads the leader's panel if it is human.
   // Step 4.
   rs_.ContinueTurns = true;
@@ -198,7 +204,7 @@ RaceEngine::Stage RaceEngine::AdvanceRound() {
   // Step 1.
   if (Seams.Yield) Seams.Yield();
   // Step 2.
-  const int leader = rs_.RunningOrder[1];
+  const int leader = RaceLeader(rs_);
   if (rs_.RaceOver) {
     lapCaption_ = "Final Standings";
   } else if (IsCarNumber(leader) && rs_.CarLap[leader] >= 1) {
@@ -210,8 +216,10 @@ RaceEngine::Stage RaceEngine::AdvanceRound() {
   }
   // Step 3.
   NextCar();
-  // Step 4.
-  if (rs_.PauseRequested && rs_.TurnWrapped) {
+  // Step 4. The pause waits for the end of the steering pass: restarting the turn after the speed
+  // pass would ask for every speed, and roll every table, a second time.
+  if (rs_.PauseRequested && rs_.TurnWrapped && rs_.SteeringPhase && !rs_.RaceOver) {
+    Call(Seams.SaveUndoFile);
     rs_.NewRaceTurn = true;
     rs_.PauseRequested = false;
     rs_.FinishLapMode = false;
@@ -221,9 +229,7 @@ RaceEngine::Stage RaceEngine::AdvanceRound() {
     return Stage::Return;
   }
   // Step 5.
-  const int car = rs_.CurrentCar;
-  rs_.CurrentCarIsAI = rs_.CarIsAI[car];
-  if (rs_.AutoPilotUntilLap != 0) rs_.CarIsAI[car] = true;
+  MarkCurrentCarAI();
   // Step 6.
   if (rs_.RaceOver) {
     Finish(Waiting::RaceOver);
@@ -248,6 +254,10 @@ RaceEngine::Stage RaceEngine::AdvanceRound() {
       rs_.TurnWrapped = false;
       Call(Seams.ChooseAISpeeds);
       SortForSteering();
+      // The car sorted first takes the first slot of the steering pass.
+      rs_.OrderIndex = 1;
+      while (!TakeSlot() && rs_.OrderIndex < rs_.CarCount - rs_.CarsFinished) rs_.OrderIndex += 1;
+      MarkCurrentCarAI();
       rs_.SpeedPhase = false;
       if (Seams.ApplyWeatherLimits) Seams.ApplyWeatherLimits(ctx_, rs_.CurrentCar);
     }
@@ -260,7 +270,7 @@ RaceEngine::Stage RaceEngine::AdvanceRound() {
 
 RaceEngine::Stage RaceEngine::SteeringSlot() {
   const int car = rs_.CurrentCar;
-  if (!IsCarNumber(car)) return Stage::Advance;
+  if (!StillRunning(rs_, car)) return Stage::Advance;
   rs_.MoveStartSpace = rs_.CarSpace[car];
   rs_.CarLapClock[car] += 1;
   rs_.CarRaceClock[car] += 1;
@@ -278,6 +288,8 @@ RaceEngine::Stage RaceEngine::SteeringSlot() {
     return Stage::Serve;
   }
   ComputeSpeedRange(rs_);
+  // The check settles the speed the AI chose for this turn, not the one it ran last turn.
+  rs_.WorkSpeed = rs_.CarNewSpeed[car];
   if (rs_.CarStatus[car] < kOutOfRace) {
     rs_.SpeedChecked = false;
     rs_.AccelChecked = false;
@@ -310,42 +322,63 @@ void RaceEngine::NextCar() {
     rs_.BlueFlagInForce = false;
     rs_.CurveCheckDone = false;
     // Step 3.
-    if (rs_.OrderIndex > rs_.CarCount - rs_.CarsFinished) EndOfPass();
+    bool speedPassEnded = false;
+    if (rs_.OrderIndex > rs_.CarCount - rs_.CarsFinished) {
+      speedPassEnded = !rs_.SteeringPhase;
+      EndOfPass();
+    }
     // Step 4.
     if (rs_.CarCount - rs_.CarsOut - rs_.CarsFinished < 1) {
       rs_.RaceOver = true;
       return;
     }
-    // Step 5.
-    const int car = rs_.RunningOrder[rs_.OrderIndex];
-    if (!IsCarNumber(car)) return;
-    rs_.CurrentCar = car;
-    if (Seams.ApplyWeatherLimits) Seams.ApplyWeatherLimits(ctx_, car);
-    // Step 6.
-    switch (rs_.CarStatus[car]) {
-      case kOutOfRace:
-        ClearCarCell(rs_, car);
-        continue;
-      case kSpinning:
-      case kSpinningOffCell:
-        // A spun car blocks its cell until this slot; from here others may pass through it, and
-        // it restarts from where it stands.
-        ClearCarCell(rs_, car);
-        [[fallthrough]];
-      case kStalled:
-        rs_.CarSpeed[car] = 0;
-        rs_.CarNewSpeed[car] = 0;
-        rs_.CarStatus[car] = kRunning;
-        break;
-      default:
-        break;
+    // The steering pass begins with the car its sort puts first, which takes its slot then.
+    if (speedPassEnded) {
+      rs_.CurrentCar = rs_.RunningOrder[rs_.OrderIndex];
+      return;
     }
-    return;
+    if (TakeSlot()) return;
   }
 }
 
+void RaceEngine::MarkCurrentCarAI() {
+  const int car = rs_.CurrentCar;
+  if (!IsCarNumber(car)) return;
+  rs_.CurrentCarIsAI = rs_.CarIsAI[car];
+  if (rs_.AutoPilotUntilLap != 0) rs_.CarIsAI[car] = true;
+}
+
+bool RaceEngine::TakeSlot() {
+  // Step 5.
+  const int car = rs_.RunningOrder[rs_.OrderIndex];
+  if (!IsCarNumber(car)) return true;
+  rs_.CurrentCar = car;
+  if (Seams.ApplyWeatherLimits) Seams.ApplyWeatherLimits(ctx_, car);
+  // Step 6.
+  if (!StillRunning(rs_, car)) {
+    ClearCarCell(rs_, car);
+    return false;
+  }
+  switch (rs_.CarStatus[car]) {
+    case kSpinning:
+    case kSpinningOffCell:
+      // A spun car blocks its cell until this slot; from here others may pass through it, and
+      // it restarts from where it stands.
+      ClearCarCell(rs_, car);
+      [[fallthrough]];
+    case kStalled:
+      rs_.CarSpeed[car] = 0;
+      rs_.CarNewSpeed[car] = 0;
+      rs_.CarStatus[car] = kRunning;
+      break;
+    default:
+      break;
+  }
+  return true;
+}
+
 void RaceEngine::EndOfPass() {
-  const int leader = rs_.RunningOrder[1];
+  const int leader = RaceLeader(rs_);
   if (IsCarNumber(leader) && rs_.AutoPilotUntilLap != 0 && rs_.CarLap[leader] >= rs_.AutoPilotUntilLap)
     rs_.AutoPilotUntilLap = 0;
   // The weather roll at the leader's point comes with the weather work.
@@ -355,7 +388,7 @@ void RaceEngine::EndOfPass() {
     Call(Seams.ProcessPitLane);
     rs_.RaceStandingStart = false;
     SortAfterTurn();
-    const int first = rs_.RunningOrder[1];
+    const int first = RaceLeader(rs_);
     if (IsCarNumber(first) && rs_.CarLap[first] >= 1 && rs_.CarsFinished == 0) {
       if (rs_.LeaderSpeedCount >= kLeaderHistory) {
         std::copy(rs_.LeaderSpeedHistory.begin() + 2, rs_.LeaderSpeedHistory.end(), rs_.LeaderSpeedHistory.begin() + 1);
@@ -393,8 +426,10 @@ void RaceEngine::EndOfPass() {
   if (rs_.SteeringPhase) rs_.CarIsAI = rs_.CarIsAIAtStart;
   rs_.FirstHumanCar = FindFirstHumanCar();
   rs_.TurnWrapped = true;
-  const int newLeader = rs_.RunningOrder[1];
+  const int newLeader = RaceLeader(rs_);
   if (IsCarNumber(newLeader)) rs_.PaceSpeed = rs_.CarSpeed[newLeader];
+  // Once the race is under way a car standing on the grid no longer restarts: a stall there is out.
+  rs_.RestartAfterPit = !RaceUnderWay(rs_);
 }
 
 // --- Order sorts --------------------------------------------------------------------------------------
@@ -442,8 +477,14 @@ void RaceEngine::Sort(bool forSteering) {
       const int a = rs_.RunningOrder[pos];
       const int b = rs_.RunningOrder[pos + 1];
       if (!IsCarNumber(a) || !IsCarNumber(b)) continue;
+      // Only cars still running are ranked; a car that is out goes behind them all.
+      const bool aRuns = StillRunning(rs_, a), bRuns = StillRunning(rs_, b);
       bool swap = distance[b] > distance[a];
-      if (distance[a] == distance[b]) {
+      if (aRuns != bRuns) {
+        swap = bRuns;
+      } else if (!aRuns) {
+        swap = false;
+      } else if (distance[a] == distance[b]) {
         if (rs_.CarInPit[a] || rs_.CarInPit[b]) {
           swap = false;
         } else if (forSteering) {
@@ -472,7 +513,7 @@ void RaceEngine::SortForSteering() {
 void RaceEngine::SortAfterTurn() {
   Sort(false);
   const int leadCar = rs_.LeadCar;
-  const int newLeader = rs_.RunningOrder[1];
+  const int newLeader = RaceLeader(rs_);
   if (!IsCarNumber(newLeader)) return;
   TakeLeadChange(ctx_, newLeader, RaceDistance(newLeader), IsCarNumber(leadCar) ? RaceDistance(leadCar) : 0);
 }

@@ -63,6 +63,8 @@ class RaceEngine {
   void NextTurn();
   void FinishLap();
   void FinishRace();
+  // Asks for a pause, taken when the current race turn has ended: a pause after the speed pass
+  // would begin the turn again and repeat every choice and roll.
   void PauseRace();
   // cmdEndRaceRC: asks, then ends (outside Season) or pauses (Season); returns whether it did.
   bool EndRaceRC();
@@ -94,6 +96,10 @@ class RaceEngine {
   Stage AdvanceRound();
   Stage SteeringSlot();
   void EndOfPass();
+  // Steps 5 and 6 of NextCar for the car at OrderIndex: returns false when it is passed over.
+  bool TakeSlot();
+  // Notes whether the current car is AI, and puts it on auto-pilot while that is in force.
+  void MarkCurrentCarAI();
   void Sort(bool forSteering);
   double RaceDistance(int car) const;
   bool HumanOnTrack() const;

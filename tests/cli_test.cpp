@@ -2,6 +2,7 @@
 
 #include "tests/temp_dir.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <fstream>
@@ -277,6 +278,8 @@ TEST(CliPlay, ALineThatDoesNotFitNamesItsNumberAndWhatWasExpected) {
   // A red flag answered yes ends the race at once.
   const CliRun ended = Cli(PlayArgs(dir.Add("s.txt", "speed 60\nend-race\nyes\n")));
   EXPECT_EQ(ended.status, kExitOk) << ended.err;
+  // Each car stands once in the standings: the header line and two cars.
+  EXPECT_EQ(std::count(ended.out.begin(), ended.out.end(), '\n'), 3) << ended.out;
 }
 
 TEST(CliPlay, BadArgumentsAreUsageErrorsAndMissingFilesFileErrors) {

@@ -104,6 +104,7 @@ TEST_F(LapTest, GapsToTheLeaderAndToTheWinner) {
     double carClock;
     int speed;
     double spacesLeft, gap;
+    bool outAhead = false;  // car 3, out of the race, still stands first in the order
   };
   const Case cases[] = {
       {"the leader", 0, 4, 20, 1, 3, 20, 120, 3, 0},
@@ -112,10 +113,13 @@ TEST_F(LapTest, GapsToTheLeaderAndToTheWinner) {
       {"a lap quicker than the leader's clock", 0, 4, 25, 2, 3, 20, 120, 3, 0},
       {"after the winner, standing counts as 20 MPH", 3, 11, 0, 2, 10, 20, 0, 1, (3 - 1) * 4.5},
       {"after the winner, two laps down", 3, 11, 0, 2, 8, 20, 120, 3, (40 + 3 - 0.5) * 4.5},
+      {"a car gone out leads nothing", 0, 4, 2, 2, 3, 20, 120, 3, (2 - 0.5) * 4.5, true},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     rs.CarsFinished = c.winnerClockOrZero > 0 ? 1 : 0;
+    rs.RunningOrder = c.outAhead ? PerCar<int>{0, 3, 1, 2, 4} : PerCar<int>{0, 1, 2, 3, 4};
+    rs.CarOutOfRace[3] = c.outAhead;
     rs.FinishOrder[1] = 4;
     rs.CarLap[4] = 11;
     rs.CarLapClock[4] = c.winnerClockOrZero;
@@ -193,21 +197,43 @@ TEST_F(LapTest, FinishOrderTies) {
   }
 }
 
-TEST_F(LapTest, RaceEndJoinsTheCarsStillRunningAndThePodiumShowsFinishers) {
-  // Car 4 has finished; 1 and 2 run, 3 is out.
-  rs.FinishOrder[1] = 4;
-  rs.FinishOrderCount = rs.CarsFinished = 1;
-  rs.RunningOrder = {0, 1, 2, 3};
-  rs.CarOutOfRace[3] = true;
-  rs.CarRaceClock[4] = 38.5;
-  rs.CarRaceClock[1] = rs.CarRaceClock[2] = 40;
-  rs.CarSpeed[1] = 100;
-  rs.CarSpeed[2] = 140;
-  rs.LeadCar = 4;
-  EXPECT_EQ(SortRaceEnd(ctx), (std::vector<int>{4, 2, 1}));
-  EXPECT_EQ(rs.FinishOrderCount, 3);
-  EXPECT_EQ(PodiumCars(rs), std::vector<int>{4});
-  EXPECT_TRUE(log.lines.empty());
+TEST_F(LapTest, RedFlagRanksRunningCarsByDistanceAfterTheFinishers) {
+  // Cars 1, 2 and 3 run in that order with car 1 in the lead; car 4 is out or has finished. Every
+  // running car has the same race clock, and the car behind is the faster one.
+  struct Case {
+    const char* what;
+    bool fourFinished;
+    int lap2, space1, space2;
+    std::vector<int> order;
+    int leadCar;
+    size_t lines;
+  };
+  const Case cases[] = {
+      {"faster but behind stays behind", false, 3, 50, 40, {1, 2, 3}, 1, 0},
+      {"level cars keep their running order", false, 3, 50, 50, {1, 2, 3}, 1, 0},
+      {"a lap up wins from a lower space", false, 4, 150, 10, {2, 1, 3}, 2, 1},
+      {"passed in this turn: a real change", false, 3, 50, 60, {2, 1, 3}, 2, 1},
+      {"after a finisher no change is logged", true, 3, 50, 40, {4, 1, 2, 3}, 4, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    log.lines.clear();
+    rs.FinishOrder.fill(0);
+    rs.FinishOrderCount = rs.CarsFinished = c.fourFinished ? 1 : 0;
+    rs.FinishOrder[1] = c.fourFinished ? 4 : 0;
+    rs.CarOutOfRace[4] = !c.fourFinished;
+    rs.RunningOrder = c.fourFinished ? PerCar<int>{0, 1, 2, 3} : PerCar<int>{0, 1, 2, 3, 4};
+    rs.LeadCar = c.fourFinished ? 4 : 1;
+    rs.CarRaceClock = {0, 40, 40, 40, 38.5};
+    rs.CarSpeed = {0, 100, 140, 60, 0};
+    rs.CarLap[2] = c.lap2;
+    rs.CarSpace = {0, c.space1, c.space2, 5, 0};
+    rs.CarLane = {0, 1, 1, 1, 0};
+    EXPECT_EQ(SortRaceEnd(ctx), c.order);
+    EXPECT_EQ(rs.LeadCar, c.leadCar);
+    EXPECT_EQ(log.lines.size(), c.lines);
+    EXPECT_EQ(PodiumCars(rs), c.fourFinished ? std::vector<int>{4} : std::vector<int>{});
+  }
 }
 
 TEST_F(LapTest, LapOrderSortsByGapWithCarsOutBehind) {
@@ -233,6 +259,34 @@ TEST_F(LapTest, FastestLapTakesTheRecordLabelAndLog) {
   EXPECT_EQ(rs.FastestLapSeconds, 81);
   EXPECT_EQ(rs.FastestLapText, "Fastest Lap: Driver 1 222.22 MPH (Lap 2)");
   EXPECT_EQ(log.lines, (std::vector<Logged>{{kLogFastLap, 1, 0, "200.00 MPH"}, {kLogFastLap, 1, 0, "222.22 MPH"}}));
+}
+
+TEST_F(LapTest, AverageSpeedCountsTheSpacesOfEachMove) {
+  struct Case {
+    const char* what;
+    int from, to;
+    bool standingStart;
+    int count;
+    double average;
+  };
+  // One earlier move at 100 MPH; a lap is 200 spaces.
+  const Case cases[] = {
+      {"six spaces", 10, 16, false, 2, 110},
+      {"across the line", 198, 4, false, 2, 110},
+      {"standing still adds nothing", 10, 10, false, 2, 50},
+      {"the standing start is not counted", 10, 16, true, 1, 100},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    rs.CarMoveCount[1] = 1;
+    rs.CarAvgSpeed[1] = 100;
+    rs.RaceStandingStart = c.standingStart;
+    rs.MoveStartSpace = c.from;
+    rs.CarSpace[1] = c.to;
+    CalcAvgSpeed(rs, 1);
+    EXPECT_EQ(rs.CarMoveCount[1], c.count);
+    EXPECT_DOUBLE_EQ(rs.CarAvgSpeed[1], c.average);
+  }
 }
 
 TEST(LapTexts, TimeFormats) {

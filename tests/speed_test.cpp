@@ -329,6 +329,43 @@ INSTANTIATE_TEST_SUITE_P(
         LimitCase{"WithinRangeLeavesAccelUnchecked", 2, 120, 40, 200, 140, false, false, false, false, false, kNone,
                   {}, false, 5}));
 
+// A green button above the car's speed never costs a roll and a red one always does: the buttons
+// and the check follow one rule for a car moving off from standstill.
+TEST_F(SpeedTest, ButtonsAndCheckAgreeOnEveryStandstill) {
+  struct Case {
+    const char* what;
+    int lap, start, accel;
+    bool restart, ruleOff, singleLap;
+  };
+  const Case cases[] = {
+      {"restart, start speed above acceleration", 3, 60, 40, true, false, false},
+      {"restart, start speed below acceleration", 3, 40, 60, true, false, false},
+      {"restart with the start rule off", 3, 40, 60, true, true, false},
+      {"standing mid-race", 3, 40, 60, false, false, false},
+      {"on the grid", 0, 40, 60, false, false, false},
+      {"on the grid of a qualifying lap", 0, 40, 60, false, false, true},
+  };
+  for (const Case& c : cases) {
+    Design(c.accel, 40, 200, c.start);
+    Moving(c.lap, 0);
+    rs.RestartAfterPit = c.restart;
+    rs.StartRuleOff = c.ruleOff;
+    rs.SingleLapQualifying = c.singleLap;
+    const RaceState before = rs;
+    const SpeedFrame frame = LoadSpeedFrame(ctx);
+    for (int i = 1; i < kSpeedButtons; ++i) {
+      const SpeedButton& b = frame.Buttons[static_cast<size_t>(i)];
+      if (!b.Enabled) continue;
+      SCOPED_TRACE(std::string(c.what) + ", " + std::to_string(b.Speed) + " MPH");
+      rs = before;
+      rs.SpeedChecked = false;
+      const auto draws = rng.Draws();
+      ChooseSpeed(ctx, i);
+      EXPECT_EQ(rng.Draws() > draws, b.Colour == kColourRed);
+    }
+  }
+}
+
 TEST_F(SpeedTest, HumanPanelsFollowTheSameRoutes) {
   Human();
   struct Route {

@@ -1,5 +1,7 @@
 #include "engine/turn_engine.h"
 
+#include "engine/laps.h"
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -77,19 +79,22 @@ class EngineTest : public ::testing::Test {
 
 TEST_F(EngineTest, GridRowsRunBackFromTheLineInTheLanesTheRanksChoose) {
   Cars(5);
+  // The fractional bonus over the race's 2 laps, rounded half to even: 0, 1, 0, 2, 1.
+  rs.CarWearBonus = {0, 0.1, 0.4, 0.25, 0.75, 0.5};
   rs.track = TrackBuilder(3, 40).Curve(36, 38, {100, 120, 140}).Skip(40, 40, 3).Build();
   engine.RaceReset();
   // Ranks 1, 2, 3 from lane 1: the rows use lanes 1 and 3. Space 40 lane 3 is a skip cell, so the
   // second car takes lane 2 there; the curve pushes the next row back to space 35.
   struct Where {
-    int Space, Lane;
+    int Space, Lane, Bonus;
   };
-  const Where expected[] = {{40, 1}, {40, 2}, {39, 1}, {39, 3}, {35, 1}};
+  const Where expected[] = {{40, 1, 0}, {40, 2, 1}, {39, 1, 0}, {39, 3, 2}, {35, 1, 1}};
   for (int car = 1; car <= 5; ++car) {
     SCOPED_TRACE(car);
     EXPECT_EQ(rs.CarSpace[car], expected[car - 1].Space);
     EXPECT_EQ(rs.CarLane[car], expected[car - 1].Lane);
-    EXPECT_EQ(rs.CarWears[car], 2 * 2 * 1);  // wear per lap x laps x wear factor
+    // Wear per lap x laps x wear factor, and the rounded bonus.
+    EXPECT_EQ(rs.CarWears[car], 2 * 2 * 1 + expected[car - 1].Bonus);
   }
   EXPECT_TRUE(CheckRaceState(rs).empty());
 }
@@ -236,20 +241,28 @@ TEST_F(EngineTest, FinishLapStopsAtTheEndOfTheTurnInWhichTheLeaderCrosses) {
   EXPECT_EQ(rng.Draws(), 0u);
 }
 
-TEST_F(EngineTest, PauseTakesEffectWhenThePassEndsAndTheRestartBeginsTheTurnAgain) {
+TEST_F(EngineTest, PauseWaitsForTheEndOfTheTurnAndNeverRepeatsARoll) {
   Cars(2);
   engine.StartRace();
   engine.PauseRace();
+  // Car 1 takes the red button on the grid: a start table roll, safely driven (2 + 0 = 2).
+  rng.Script(testing_support::TwoDice(1, 1));
+  DriveStraight(80);
   DriveStraight(40);
-  EXPECT_EQ(engine.WaitDescription(), "car 2: speed");
-  DriveStraight(40);
-  // The speed pass has ended: the race stops there, before anyone steers.
+  // Pressed in the speed pass, the pause lets the turn run to its end.
+  EXPECT_EQ(engine.WaitDescription(), "car 1: steering, 4 blocks left");
+  StepAllStraight();
+  StepAllStraight();
   EXPECT_EQ(engine.WaitingFor(), Waiting::Paused);
   EXPECT_FALSE(rs.PauseRequested);
   EXPECT_FALSE(rs.ContinueTurns);
-  EXPECT_EQ(rs.CarSpace[1], 40);
+  EXPECT_EQ(rs.CarSpace[1], 4);
+  EXPECT_EQ(rs.CarSpace[2], 2);
   engine.NextTurn();
   EXPECT_EQ(engine.WaitDescription(), "car 1: speed");
+  EXPECT_EQ(rs.CarSpeed[1], 80);
+  EXPECT_EQ(rng.Draws(), 2u);
+  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogStartSpeedExceeded}));
 }
 
 TEST_F(EngineTest, AutoPilotLastsOneRaceTurn) {
@@ -283,6 +296,103 @@ TEST_F(EngineTest, TheLastCarOutEndsTheRaceInTheSameNextCar) {
   engine.NewSpeed(0);
   EXPECT_EQ(engine.WaitingFor(), Waiting::RaceOver);
   EXPECT_TRUE(rs.RaceOver);
+}
+
+TEST_F(EngineTest, ACarOutOfTheRaceNeverSteersAndTheCarSortedFirstMoves) {
+  Cars(3);
+  engine.StartRace();
+  DriveStraight(40);
+  DriveStraight(60);
+  // Car 1 goes out before the speed pass ends, still holding its chosen 40 MPH.
+  rs.CarOutOfRace[1] = true;
+  rs.CarStatus[1] = kOutOfRace;
+  ClearCarCell(rs, 1);
+  rs.CarsOut = 1;
+  DriveStraight(60);
+  // Car 2, level with car 1 and faster, is sorted first and moves first.
+  EXPECT_EQ(engine.WaitDescription(), "car 2: steering, 3 blocks left");
+  StepAllStraight();
+  EXPECT_EQ(engine.WaitDescription(), "car 3: steering, 3 blocks left");
+  StepAllStraight();
+  EXPECT_EQ(engine.WaitDescription(), "car 2: speed");
+  EXPECT_EQ(Order(), (std::vector<int>{2, 3, 1}));
+  EXPECT_EQ(rs.CarSpace[1], 40);
+  EXPECT_EQ(rs.CarLap[1], 0);
+  EXPECT_EQ(rs.CarMoveCount[1], 0);
+  EXPECT_TRUE(CheckRaceState(rs).empty());
+}
+
+TEST_F(EngineTest, ACrashedLeaderLeadsNothing) {
+  Cars(2);
+  engine.StartRace();
+  DriveStraight(40);
+  DriveStraight(60);
+  StepAllStraight();  // car 2 to space 3
+  StepAllStraight();  // car 1 to space 2
+  DriveStraight(100);
+  DriveStraight(80);
+  engine.PauseRace();
+  EXPECT_EQ(engine.WaitDescription(), "car 2: steering, 5 blocks left");
+  StepAllStraight();  // car 2 to space 8
+  // The leader goes out while car 1 moves; car 1 stays behind its wreck.
+  rs.CarOutOfRace[2] = true;
+  rs.CarStatus[2] = kOutOfRace;
+  ClearCarCell(rs, 2);
+  rs.CarsOut = 1;
+  StepAllStraight();  // car 1 to space 6
+  EXPECT_EQ(engine.WaitingFor(), Waiting::Paused);
+  EXPECT_EQ(Order(), (std::vector<int>{1, 2}));
+  // The leader's speed history and the pace are car 1's, and car 1 is asked first.
+  EXPECT_EQ(rs.LeaderSpeedCount, 2);
+  EXPECT_EQ(rs.LeaderSpeedHistory[2], 4);
+  EXPECT_EQ(rs.PaceSpeed, 80);
+  EXPECT_EQ(ComputeGap(rs, 1), 0);
+  engine.NextTurn();
+  EXPECT_EQ(engine.WaitDescription(), "car 1: speed");
+  EXPECT_EQ(engine.SpeedPanel().RacePosition, "Leader");
+}
+
+TEST_F(EngineTest, AnAICarsCheckSettlesTheSpeedChosenThisTurn) {
+  Cars(1, true);
+  rs.RaceLaps = 3;
+  const std::vector<int> speeds{60, 140, 200};
+  size_t turn = 0;
+  SimpleAI(0);
+  engine.Seams.ChooseAISpeeds = [&](RuleContext& c) { c.rs.CarNewSpeed[1] = speeds[turn++]; };
+  // Two acceleration rolls, each safely driven.
+  rng.Script(testing_support::Cat({testing_support::PlainThen(1, 1), testing_support::PlainThen(1, 1)}));
+  engine.StartRace();
+  engine.NextTurn();
+  engine.NextTurn();
+  EXPECT_EQ(turn, 3u);
+  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogAccelExceeded, kLogAccelExceeded}));
+  EXPECT_EQ(rng.Draws(), 8u);
+  EXPECT_EQ(rs.CarSpace[1], 20);
+  EXPECT_EQ(rs.CarSpeed[1], 200);
+}
+
+TEST_F(EngineTest, AStallOnTheGridPutsTheCarOutOnceTheRaceIsUnderWay) {
+  Cars(2);
+  engine.StartRace();
+  EXPECT_TRUE(rs.RestartAfterPit);
+  // Both take the red 80 on the grid and both roll an 11: engine stalled. In the first turn nobody
+  // has a lap yet, so car 2 only stalls.
+  rng.Script(testing_support::Cat({testing_support::TwoDice(1, 1), testing_support::TwoDice(5, 6)}));
+  DriveStraight(80);
+  DriveStraight(80);
+  EXPECT_EQ(rs.CarStatus[2], kStalled);
+  StepAllStraight();
+  EXPECT_FALSE(rs.RestartAfterPit);
+  EXPECT_EQ(engine.WaitDescription(), "car 1: speed");
+  DriveStraight(80);
+  // Still on the grid with car 1 under way: the same stall is the end of car 2's race.
+  rng.Script(testing_support::TwoDice(5, 6));
+  console.AddAnswer("1");  // the crash panel: Continue
+  DriveStraight(80);
+  EXPECT_TRUE(rs.CarOutOfRace[2]);
+  EXPECT_EQ(rs.CarsOut, 1);
+  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogStartSpeedExceeded, kLogStall, kLogOutStalled}));
+  EXPECT_EQ(rs.track.CellOccupant[rs.CarSpace[2]][rs.CarLane[2]], 0);
 }
 
 TEST_F(EngineTest, RedFlagAsksAndEndsOutsideASeason) {
