@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "core/race_log.h"
+#include "core/units.h"
 #include "engine/turn_engine.h"
 #include "tools/track_builder.h"
 #include "ui/scripted_console.h"
@@ -19,7 +20,7 @@ std::unique_ptr<vm::RaceState> FieldOnTheGrid() {
   rs->Tables.CH1 = {2, 2, 6};
   rs->Tables.CH2 = {0, 7, 9};
   rs->Tables.CH3 = {0, 10, 12};
-  rs->GameMode = "Single";
+  rs->GameMode = kModeSingle;
   rs->RaceLaps = 5;
   rs->CarCount = vm::kMaxCars;
   for (int car = 1; car <= vm::kMaxCars; ++car) {

@@ -3,15 +3,14 @@
 #include <algorithm>
 #include <cmath>
 
+#include "core/units.h"
 #include "engine/steering.h"
 
 namespace vm {
 
 namespace {
 
-constexpr int kMphPerSpace = 20;
 // The walk looks back this many indices from where the move would end.
-constexpr int kLookBack = 15;
 // A lapping car moves this much faster than the pace it is held to.
 constexpr int kLappingMargin = 40;
 
@@ -72,7 +71,7 @@ bool CheckBlueFlag(RuleContext& ctx, int car, int spaces) {
   const Landing p = FindLanding(rs, car, spaces);
   // Step 3.
   int limitSeen = kOpenStraight;
-  for (int j = 0; j <= kLookBack; ++j) {
+  for (int j = 0; j <= kLookAheadSpaces; ++j) {
     const int index = p.Index - j;
     // Behind the line the cars are counted on the car's own lap again.
     const int w = index > t.TrackLength ? p.Wrapped : 0;
@@ -117,7 +116,7 @@ bool CheckLappedAhead(RuleContext& ctx, int car, int spaces) {
   const Track& t = rs.track;
   if (!IsCarNumber(car)) return false;
   const Landing p = FindLanding(rs, car, spaces);
-  for (int j = 0; j <= kLookBack; ++j) {
+  for (int j = 0; j <= kLookAheadSpaces; ++j) {
     const int index = p.Index - j;
     if (index <= rs.CarSpace[car]) break;
     const int w = index > t.TrackLength ? p.Wrapped : 0;

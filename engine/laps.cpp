@@ -15,7 +15,7 @@ bool IsLap(int lap) { return lap >= 0 && lap <= kMaxLaps; }
 // The share of this turn still unspent when the line is crossed, counting slipstream blocks.
 double UnspentShare(const RaceState& rs, int car) {
   if (rs.CarNewSpeed[car] == 0) return 0;
-  return rs.SpacesLeft * 20.0 / (rs.CarNewSpeed[car] + rs.SlipBonusOfMove * 20.0);
+  return rs.SpacesLeft * kMphPerSpace / (rs.CarNewSpeed[car] + rs.SlipBonusOfMove * kMphPerSpace);
 }
 
 // The lap's speed: the racing line run in the lap's turns.
@@ -116,7 +116,7 @@ void CrossLine(RuleContext& ctx, const LineSeams& seams) {
   // Step 2. The race clock stops at the end of the block that took the flag.
   if (rs.CarLap[car] == rs.RaceLaps && live) {
     if (rs.CarNewSpeed[car] > 0)
-      rs.CarRaceClock[car] -= (rs.SpacesLeft - 1) * 20.0 / (rs.CarNewSpeed[car] + rs.SlipBonusOfMove * 20.0);
+      rs.CarRaceClock[car] -= (rs.SpacesLeft - 1) * kMphPerSpace / (rs.CarNewSpeed[car] + rs.SlipBonusOfMove * kMphPerSpace);
     const int winner = Winner(rs);
     if (IsCarNumber(winner) && winner != car)
       rs.LapGap[rs.CarLap[car]][car] = (rs.CarRaceClock[car] - rs.CarRaceClock[winner]) * kSecondsPerTurn;
@@ -124,7 +124,7 @@ void CrossLine(RuleContext& ctx, const LineSeams& seams) {
   // Step 3.
   rs.CarLap[car] += 1;
   // Step 4.
-  if (live && rs.GameMode == "Practice") rs.CarWears[car] = rs.CarWearPerLap[car];
+  if (live && rs.GameMode == kModePractice) rs.CarWears[car] = rs.CarWearPerLap[car];
   // Step 5.
   const int done = rs.CarLap[car] - 1;
   if (done >= 1 && live) {
@@ -156,12 +156,12 @@ double ComputeGap(const RaceState& rs, int car) {
   const int lapsDown = rs.CarLap[car] + 1 >= rs.CarLap[reference] ? 0 : rs.CarLap[reference] - rs.CarLap[car] - 1;
   // Step 3.
   const double down = lapsDown * rs.CarLapClock[car];
-  const double speed = rs.CarNewSpeed[car] == 0 ? 20.0 : rs.CarNewSpeed[car];
+  const double speed = rs.CarNewSpeed[car] == 0 ? kMphPerSpace : rs.CarNewSpeed[car];
   // Step 4.
   if (!IsCarNumber(winner) && (car == reference || down + rs.CarLapClock[car] < rs.CarLapClock[reference])) return 0;
   const double base = down + rs.CarLapClock[reference];
   // Step 5.
-  return (base - rs.SpacesLeft / (speed / 20.0 + rs.SlipBonusOfMove)) * kSecondsPerTurn;
+  return (base - rs.SpacesLeft / (speed / kMphPerSpace + rs.SlipBonusOfMove)) * kSecondsPerTurn;
 }
 
 void CalcAvgSpeed(RaceState& rs, int car) {
@@ -171,7 +171,7 @@ void CalcAvgSpeed(RaceState& rs, int car) {
   if (spaces < 0) spaces += rs.track.TrackLength;
   rs.CarMoveCount[car] += 1;
   const int count = rs.CarMoveCount[car];
-  rs.CarAvgSpeed[car] = ((count - 1) * rs.CarAvgSpeed[car] + spaces * 20.0) / count;
+  rs.CarAvgSpeed[car] = ((count - 1) * rs.CarAvgSpeed[car] + spaces * kMphPerSpace) / count;
 }
 
 void LogFastestLap(RuleContext& ctx, int car, double mph) {

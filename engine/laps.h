@@ -7,11 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "core/units.h"
 #include "rules/rule_context.h"
 
 namespace vm {
-
-inline constexpr double kSecondsPerTurn = 4.5;
 
 // True for a car that is still in the race: a car number, not out of the race. A car that has
 // taken the flag runs on until its pass ends, so it counts.

@@ -2,13 +2,13 @@
 
 #include <cmath>
 
+#include "core/units.h"
+
 namespace vm {
 
 namespace {
 
-constexpr int kMphPerSpace = 20;
 // A curve this many spaces ahead or farther does not limit the tow.
-constexpr int kCurveLookAhead = 15;
 // The speeds of the car ahead that give one and two blocks.
 constexpr int kOneBlockLead = 120;
 constexpr int kTwoBlockLead = 180;
@@ -47,7 +47,7 @@ int SlipstreamOffer(const RaceState& rs) {
 
 int FindCurveEntrySpeed(const RaceState& rs, int car) {
   const Track& t = rs.track;
-  for (int i = 1; i <= kCurveLookAhead; ++i) {
+  for (int i = 1; i <= kLookAheadSpaces; ++i) {
     const int space = Wrap(t, rs.CarSpace[car] + i);
     if (space < 1 || space > kMaxSpaces) return 0;
     for (int lane = 1; lane <= kMaxLanes; ++lane)

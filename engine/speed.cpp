@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/curve_scan.h"
+#include "core/units.h"
 #include "engine/laps.h"
 #include "engine/slipstream.h"
 #include "rules/consequences.h"
@@ -11,7 +12,6 @@ namespace vm {
 
 namespace {
 
-constexpr int kMphPerSpace = 20;
 // Below the normal range, braking this much harder is still offered, and paid for.
 constexpr int kOverBrakingReach = 80;
 // Above the normal range, one step more is offered, and paid for.
@@ -82,7 +82,7 @@ void ApplyCurveRules(const RaceState& rs, int car, std::array<SpeedButton, kSpee
   const int ownLimit = LimitAt(t, rs.CarSpace[car], rs.CarLane[car]);
   const int bonus = rs.CarApexNumber[car] > 0 ? kApexBonus : 0;
   const bool inCurve = ownLimit < kNoLimit && !rs.NextIsExit;
-  const bool capByNext = inCurve && (rs.CarLap[car] >= 1 || rs.GameMode == "Practice");
+  const bool capByNext = inCurve && (rs.CarLap[car] >= 1 || rs.GameMode == kModePractice);
   for (SpeedButton& b : buttons) {
     if (b.Speed <= speed) continue;
     if (capByNext && b.Speed > rs.NextCellLimit + bonus) SwitchOff(b);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "core/textfile.h"
+#include "core/units.h"
 #include "engine/laps.h"
 
 namespace vm {
@@ -33,7 +34,7 @@ void RaceEngine::RaceReset() {
   rs_.SteeringPhase = false;
   rs_.TurnWrapped = false;
   waiting_ = Waiting::Nothing;
-  if (rs_.GameMode == "Practice") {
+  if (rs_.GameMode == kModePractice) {
     PlacePractice();
   } else {
     PlaceGrid();
@@ -395,7 +396,7 @@ void RaceEngine::EndOfPass() {
       } else {
         rs_.LeaderSpeedCount += 1;
       }
-      rs_.LeaderSpeedHistory[static_cast<size_t>(rs_.LeaderSpeedCount)] = rs_.CarSpeed[first] / 20;
+      rs_.LeaderSpeedHistory[static_cast<size_t>(rs_.LeaderSpeedCount)] = rs_.CarSpeed[first] / kMphPerSpace;
     }
   }
   // Finishers leave the track and the running order, in the order they stand.
@@ -601,7 +602,7 @@ void RaceEngine::PauseRace() {
 }
 
 bool RaceEngine::EndRaceRC() {
-  if (rs_.GameMode == "Season" && !rs_.SingleLapQualifying) {
+  if (rs_.GameMode == kModeSeason && !rs_.SingleLapQualifying) {
     if (!ctx_.console.AskYesNo("Are you sure you want to PAUSE this race ?", "Pause Season Race")) return false;
     // Writing the season's race state comes with the season work; the race screen is left.
     rs_.RaceRunning = false;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "core/textfile.h"
+#include "core/units.h"
 #include "rules/dice.h"
 #include "rules/panels.h"
 #include "rules/risk.h"
@@ -371,14 +372,14 @@ void CollisionAvoidance(RuleContext& ctx) {
   RaceState& rs = ctx.rs;
   const int car = Current(ctx);
   if (rs.BlueFlagInForce && !InSearch(rs)) {
-    rs.CarNewSpeed[car] = std::max(0, rs.CarNewSpeed[car] - static_cast<int>(std::floor(rs.SpacesLeft * 20)));
+    rs.CarNewSpeed[car] = std::max(0, rs.CarNewSpeed[car] - static_cast<int>(std::floor(rs.SpacesLeft * kMphPerSpace)));
     rs.WorkSpeed = rs.CarNewSpeed[car];
     rs.CarSpeed[car] = rs.CarNewSpeed[car];
     rs.CarDraftTarget[car] = 0;
     rs.SpacesLeft = 0;
     return;
   }
-  rs.DecelOverBy = static_cast<int>(RoundHalfEven(rs.SpacesLeft * 20));
+  rs.DecelOverBy = static_cast<int>(RoundHalfEven(rs.SpacesLeft * kMphPerSpace));
   SettleCollisionAvoidance(ctx);
   // Slipstream spaces can make the shed speed larger than the speed: stop at standing still.
   rs.CarNewSpeed[car] = std::max(0, rs.CarNewSpeed[car] - rs.DecelOverBy);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "core/units.h"
 #include "rules/dice.h"
 
 namespace vm {
@@ -57,7 +58,7 @@ std::string SignedText(int value) { return (value > 0 ? "+" : "") + std::to_stri
 
 std::string WearsLine(const RaceState& rs, int car) {
   const int allotment =
-      rs.GameMode == "Practice" ? rs.CarWearPerLap[car] : rs.CarWearPerLap[car] * rs.RaceWearsMultiplier;
+      rs.GameMode == kModePractice ? rs.CarWearPerLap[car] : rs.CarWearPerLap[car] * rs.RaceWearsMultiplier;
   return std::to_string(std::max(0, rs.CarWears[car])) + " of " + std::to_string(allotment) + " Wears";
 }
 
