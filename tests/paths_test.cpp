@@ -38,13 +38,9 @@ TEST(PathNamesTest, DirNameAndBaseNameSplitAtTheLastSeparator) {
     const char* dir;
     const char* base;
   } cases[] = {
-      {"Tracks\\Oval.trk", "Tracks\\", "Oval.trk"},
-      {"/games/vm/Tracks/Oval.trk", "/games/vm/Tracks/", "Oval.trk"},
-      {"Cars/Team A\\Red.crs", "Cars/Team A\\", "Red.crs"},
-      {"Oval.trk", "", "Oval.trk"},
-      {"Tracks\\", "Tracks\\", ""},
-      {"", "", ""},
-  };
+      {"Tracks\\Oval.trk", "Tracks\\", "Oval.trk"}, {"/games/vm/Tracks/Oval.trk", "/games/vm/Tracks/", "Oval.trk"},
+      {"Cars/Team A\\Red.crs", "Cars/Team A\\", "Red.crs"}, {"Oval.trk", "", "Oval.trk"},
+      {"Tracks\\", "Tracks\\", ""}, {"", "", ""}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.path);
     EXPECT_EQ(DirName(c.path), c.dir);
@@ -59,20 +55,12 @@ TEST(PathNamesTest, ReplaceExtensionLooksOnlyAtTheLastComponent) {
     const char* ext;
     const char* out;
   } cases[] = {
-      {"Tracks/Oval.trk", ".gif", "Tracks/Oval.gif"},
-      {"Tracks\\OVAL.TRK", ".gif", "Tracks\\OVAL.gif"},
-      {"Oval.Speedway.trk", ".gif", "Oval.Speedway.gif"},
-      {"My.Tracks/Oval", ".gif", "My.Tracks/Oval.gif"},
-      {"My.Tracks\\Oval", ".gif", "My.Tracks\\Oval.gif"},
-      {"v1.2/Tracks/Oval", ".bmp", "v1.2/Tracks/Oval.bmp"},
-      {"Oval", ".gif", "Oval.gif"},
-      {"Season.sea", ".res", "Season.res"},
-      {"Season.sea", "", "Season"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.path);
-    EXPECT_EQ(ReplaceExtension(c.path, c.ext), c.out);
-  }
+      {"Tracks/Oval.trk", ".gif", "Tracks/Oval.gif"},   {"Tracks\\OVAL.TRK", ".gif", "Tracks\\OVAL.gif"},
+      {"Oval.Speedway.trk", ".gif", "Oval.Speedway.gif"}, {"My.Tracks/Oval", ".gif", "My.Tracks/Oval.gif"},
+      {"My.Tracks\\Oval", ".gif", "My.Tracks\\Oval.gif"}, {"v1.2/Tracks/Oval", ".bmp", "v1.2/Tracks/Oval.bmp"},
+      {"Oval", ".gif", "Oval.gif"},                     {"Season.sea", ".res", "Season.res"},
+      {"Season.sea", "", "Season"}};
+  for (const auto& c : cases) EXPECT_EQ(ReplaceExtension(c.path, c.ext), c.out) << c.path;
 }
 
 TEST(PathResolveTest, MatchesComponentsWhateverTheirCaseAndSeparators) {

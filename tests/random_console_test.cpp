@@ -73,15 +73,7 @@ TEST(RandomTest, ScriptedValuesFeedTheDieAtItsEdges) {
   const struct {
     double rnd;
     int die;
-  } cases[] = {
-      {0.0, 1},
-      {0.999999, 6},
-      {1.0 / 6, 2},
-      {0.5, 4},
-      {0.1666, 1},
-      {0.34, 3},
-      {std::nextafter(1.0, 0.0), 6},
-  };
+  } cases[] = {{0.0, 1}, {0.999999, 6}, {1.0 / 6, 2}, {0.5, 4}, {0.1666, 1}, {0.34, 3}, {std::nextafter(1.0, 0.0), 6}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.rnd);
     Random r(1);
@@ -113,13 +105,9 @@ TEST(RandomTest, ParseRndScriptReadsCommaListsAndNamesTheBadValue) {
       {"0.5,0.99,.25", std::vector<double>{0.5, 0.99, 0.25}, ""},
       {" 0 , 0.125\n0.75 ", std::vector<double>{0.0, 0.125, 0.75}, ""},
       {"", std::vector<double>{}, ""},
-      {"0.5,1", std::nullopt, "value 2"},
-      {"abc", std::nullopt, "value 1"},
-      {"-0.1", std::nullopt, "value 1"},
-      {"0.25,0.5,7", std::nullopt, "value 3"},
-      {"0.5,\"x\"", std::nullopt, "value 2"},
-      {"0.5,1e", std::nullopt, "value 2"},
-  };
+      {"0.5,1", std::nullopt, "value 2"},      {"abc", std::nullopt, "value 1"},
+      {"-0.1", std::nullopt, "value 1"},       {"0.25,0.5,7", std::nullopt, "value 3"},
+      {"0.5,\"x\"", std::nullopt, "value 2"}, {"0.5,1e", std::nullopt, "value 2"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
     std::string why;
@@ -187,18 +175,12 @@ TEST(ScriptedConsoleTest, StrictModeThrowsWhenTheScriptRunsOutOrDoesNotFit) {
   const struct {
     const char* answer;
     bool fileDialog;
-  } unfit[] = {
-      {"maybe", false}, {"file:Tracks/Oval.trk", false}, {"cancel", false}, {"Yes", false},
-      {"yes", true},    {"no", true},                    {"Tracks/Oval.trk", true},
-  };
+  } unfit[] = {{"maybe", false}, {"file:Tracks/Oval.trk", false}, {"cancel", false}, {"Yes", false},
+               {"yes", true},    {"no", true},                    {"Tracks/Oval.trk", true}};
   for (const auto& c : unfit) {
-    SCOPED_TRACE(c.answer);
     ScriptedConsole console({c.answer});
-    if (c.fileDialog) {
-      EXPECT_THROW(console.ChooseFile(TrackDialog(false)), ScriptError);
-    } else {
-      EXPECT_THROW(console.AskYesNo("Quit?", ""), ScriptError);
-    }
+    if (c.fileDialog) EXPECT_THROW(console.ChooseFile(TrackDialog(false)), ScriptError) << c.answer;
+    else EXPECT_THROW(console.AskYesNo("Quit?", ""), ScriptError) << c.answer;
   }
 }
 

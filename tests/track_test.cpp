@@ -85,8 +85,7 @@ TEST(TrackPitLanes, SearchesFollowTheRanks) {
       {"no racing line, high side", {3, 2, 2, 0, 0}, {3, 2, 1, 0, 0}, 1, 1, 3},
       {"no racing line, low side", {2, 2, 3, 0, 0}, {2, 2, 3, 0, 0}, 1, 3, 1},
       {"entry and exit differ", {1, 2, 3, 0, 0}, {3, 2, 1, 0, 0}, 1, 3, 3},
-      {"no cells at the exit", {0, 0, 0, 0, 0}, {1, 2, 3, 0, 0}, 1, 2, 1},
-  };
+      {"no cells at the exit", {0, 0, 0, 0, 0}, {1, 2, 3, 0, 0}, 1, 2, 1}};
   constexpr int kEntry = 7, kExit = 3;
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
