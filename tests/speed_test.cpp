@@ -30,6 +30,11 @@ std::string Row(const SpeedFrame& f) {
   return row;
 }
 
+// Names a row of a parameter table in the test output.
+template <typename Case>
+  requires requires(const Case& c) { c.Name; }
+void PrintTo(const Case& c, std::ostream* os) { *os << c.Name; }
+
 class SpeedTest : public testing_support::RulesTest {
  protected:
   // The current car's design and where it is in the race.
@@ -54,8 +59,6 @@ struct RangeCase {
   int Max, Min;
   const char* Row;  // buttons 0, 20, ... 240
 };
-
-void PrintTo(const RangeCase& c, std::ostream* os) { *os << c.Name; }
 
 class SpeedRange : public SpeedTest, public ::testing::WithParamInterface<RangeCase> {};
 
@@ -122,8 +125,6 @@ struct CurveCase {
   const char* Row;
 };
 
-void PrintTo(const CurveCase& c, std::ostream* os) { *os << c.Name; }
-
 class SpeedCurve : public SpeedTest, public ::testing::WithParamInterface<CurveCase> {};
 
 TEST_P(SpeedCurve, ClosesButtonsThatSpeedUpPastTheLimit) {
@@ -164,8 +165,6 @@ struct NextCellCase {
   int Limit;
   bool IsExit, ExitAllowed;
 };
-
-void PrintTo(const NextCellCase& c, std::ostream* os) { *os << c.Name; }
 
 class SpeedNextCell : public SpeedTest, public ::testing::WithParamInterface<NextCellCase> {};
 
@@ -242,8 +241,6 @@ struct LimitCase {
   bool AccelCheckedAfter;
   int WearsAfter;
 };
-
-void PrintTo(const LimitCase& c, std::ostream* os) { *os << c.Name; }
 
 class SpeedLimits : public SpeedTest, public ::testing::WithParamInterface<LimitCase> {};
 
@@ -358,8 +355,6 @@ struct ChooseCase {
   int StatusAfter, NewSpeedAfter, WorkAfter;
   bool Checked;
 };
-
-void PrintTo(const ChooseCase& c, std::ostream* os) { *os << c.Name; }
 
 class SpeedChoice : public SpeedTest, public ::testing::WithParamInterface<ChooseCase> {};
 
