@@ -110,13 +110,24 @@ INSTANTIATE_TEST_SUITE_P(
         ChoiceCase{"Human80Crashes", 80, "1", {}, 5, 5, kOutOfRace, {kLogCrash}},
         ChoiceCase{"AI120Crashes", 120, nullptr, {}, 5, 5, kOutOfRace, {kLogCrash}},
         ChoiceCase{"ExcessBetweenRowsMatchesNothing", 30, nullptr, {}, 5, 5, kRunning, {}},
-        // Shortfall: each wear not paid is one Chance roll, made after the row's own roll; a spin in
-        // the row's roll starts afresh with no shortfall, so the owed roll is never made.
+        // Shortfall: each wear not paid is one Chance roll; a spin in the row's own roll starts afresh
+        // with no shortfall, so the owed roll is never made.
         ChoiceCase{"NoWearsLeftAt20ChoosingTheWear", 20, "1", ChanceSafe(), 0, 0, kRunning, {kLogChanceSuccess}},
-        ChoiceCase{"RowRollBeforeShortfallRoll", 60, nullptr, Cat({ChanceSafe(), ChanceSpin(), {Face(1)}}), 1, 0,
-                   kSpinning, {kLogChanceSuccess, kLogSpin, kLogSpinDamage}},
         ChoiceCase{"SpinInRowRollCancelsShortfall", 60, nullptr, Cat({ChanceSpin(), {Face(1)}}), 1, 0, kSpinning,
                    {kLogSpin, kLogSpinDamage}}));
+
+TEST_F(ConsequencesTest, CorneringRowRollComesBeforeTheShortfallRoll) {
+  // 1 wear at 60 over: the row's roll (safe, logged for the curve) comes first, then the shortfall's.
+  rs.CarWears[kCar] = 1;
+  rs.SpeedOverBy = 60;
+  Script(Cat({ChanceSafe(), ChanceSpin(), {Face(1)}}));
+  SettleCornering(ctx);
+  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogChanceSuccess, kCar, "Cornering"},
+                                                  {kLogSpin, kCar, "Chance Table"},
+                                                  {kLogSpinDamage, kCar, " "}}));
+  EXPECT_EQ(std::tuple(rs.CarWears[kCar], rs.LapWearsUsed[2][kCar], rs.WearShortfall), std::tuple(0, 1, 0));
+  ExpectDraws(9);
+}
 
 TEST_F(ConsequencesTest, CorneringPanelShowsTheExcessTheWearsAndOnlyItsFrame) {
   Human();
