@@ -5,6 +5,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -36,10 +37,8 @@ std::unique_ptr<RaceState> LoadedDefault() {
 TEST(CarFile, DefaultFieldRoundTripsByteForByte) {
   TempDir dir;
   auto rs = LoadedDefault();
-  EXPECT_EQ(rs->CarsInFile, 8);
-  EXPECT_EQ(rs->CarSetupPoints, 8);
-  EXPECT_EQ(rs->CurrentCarFile, kDefaultCars);
-  EXPECT_EQ(rs->CarPicture[1], "/game/Cars/Formula\\Gifs\\Red");
+  EXPECT_EQ(std::tuple(rs->CarsInFile, rs->CarSetupPoints, rs->CurrentCarFile, rs->CarPicture[1]),
+            std::tuple(8, 8, kDefaultCars, "/game/Cars/Formula\\Gifs\\Red"));
   for (int car = 1; car <= rs->CarsInFile; ++car) EXPECT_LE(CarDesignCost(*rs, car).value(), 8) << car;
   // The cars folder may be spelt with the other separator and without its trailing one.
   ASSERT_EQ(SaveCarFile(*rs, dir.File("out.crs"), "\\game\\Cars"), std::nullopt);
@@ -50,8 +49,7 @@ TEST(CarFile, FirstLineRaisesPointsAtStartUpAndReplacesThemInTheDialog) {
   struct Case {
     SetupPointsRule rule;
     int before, after;
-  } cases[] = {
-      {SetupPointsRule::RaiseOnly, 5, 8}, {SetupPointsRule::RaiseOnly, 12, 12}, {SetupPointsRule::Replace, 12, 8}};
+  } cases[] = {{SetupPointsRule::RaiseOnly, 5, 8}, {SetupPointsRule::RaiseOnly, 12, 12}, {SetupPointsRule::Replace, 12, 8}};
   for (const Case& c : cases) {
     RaceState rs;
     rs.CarSetupPoints = c.before;
@@ -67,12 +65,9 @@ TEST(CarFile, ShortFileKeepsTheUnreachedCarsAndClearsTheirCounters) {
   rs->CarOnApexCells[3] = true;
   ASSERT_EQ(LoadCarFileText(*rs, "4\r\n3\r\n" + Record() + Record(), "short.crs", "", SetupPointsRule::Replace),
             std::nullopt);
-  EXPECT_EQ(rs->CarsInFile, 3);
-  EXPECT_EQ(rs->CarCount, 3);
-  EXPECT_EQ(rs->DriverName[2], "Ann");
-  EXPECT_EQ(rs->DriverName[3], "Carla Rossi");
-  EXPECT_EQ(rs->CarSpeed[3], 0);
-  EXPECT_FALSE(rs->CarOnApexCells[3]);
+  EXPECT_EQ(std::tuple(rs->CarsInFile, rs->CarCount, rs->DriverName[2], rs->DriverName[3], rs->CarSpeed[3],
+                       rs->CarOnApexCells[3]),
+            std::tuple(3, 3, "Ann", "Carla Rossi", 0, false));
 }
 
 TEST(CarFile, HostileFilesNameLineAndFieldAndKeepTheOldCars) {
@@ -107,19 +102,11 @@ TEST(CarFile, HostileFilesNameLineAndFieldAndKeepTheOldCars) {
     const std::string before = CarFileText(*rs, "");
     std::optional<FileError> e = LoadCarFileText(*rs, c.text, "bad.crs", "", SetupPointsRule::Replace);
     ASSERT_TRUE(e.has_value());
-    EXPECT_EQ(e->Code, c.code) << e->Describe();
-    EXPECT_EQ(e->Line, c.line) << e->Describe();
-    EXPECT_EQ(e->Field, c.field) << e->Describe();
-    EXPECT_EQ(CarFileText(*rs, ""), before);
-    EXPECT_EQ(rs->CurrentCarFile, kDefaultCars);
+    EXPECT_EQ(std::tuple(e->Code, e->Line, e->Field), std::tuple(c.code, c.line, c.field)) << e->Describe();
+    EXPECT_EQ(std::tuple(CarFileText(*rs, ""), rs->CurrentCarFile), std::tuple(before, kDefaultCars));
   }
-}
-
-TEST(CarFile, MissingFileIsNotFound) {
   RaceState rs;
-  std::optional<FileError> e = LoadCarFile(rs, "/nowhere/none.crs", "");
-  ASSERT_TRUE(e.has_value());
-  EXPECT_EQ(e->Code, FileErrorCode::NotFound);
+  EXPECT_EQ(LoadCarFile(rs, "/nowhere/none.crs", "")->Code, FileErrorCode::NotFound);
 }
 
 TEST(CarFile, TeamCommasBecomeBlanksAndBlankPictureIsOneBlank) {
@@ -166,11 +153,10 @@ TEST(CarCli, PrintsCarsWithTheirCost) {
   const auto j = nlohmann::json::parse(r.out);
   EXPECT_EQ(j["CarSetupPoints"], 8);
   ASSERT_EQ(j["Cars"].size(), 8u);
-  EXPECT_EQ(j["Cars"][2]["DriverName"], "Carla Rossi");
-  EXPECT_EQ(j["Cars"][2]["CarPicture"], "Formula\\Gifs\\Green");
-  EXPECT_EQ(j["Cars"][2]["DesignCost"], 8);
-  EXPECT_EQ(j["Cars"][4]["DesignCost"], 5);
-  EXPECT_EQ(j["Cars"][4]["WithinPoints"], true);
+  const nlohmann::json &carla = j["Cars"][2], &fifth = j["Cars"][4];
+  EXPECT_EQ(std::tuple(carla["DriverName"], carla["CarPicture"], carla["DesignCost"]),
+            std::tuple("Carla Rossi", "Formula\\Gifs\\Green", 8));
+  EXPECT_EQ(std::tuple(fifth["DesignCost"], fifth["WithinPoints"]), std::tuple(5, true));
 
   r = Cars({kDefaultCars});
   ASSERT_EQ(r.status, 0);

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "cars/car_file.h"
@@ -68,29 +69,24 @@ TEST(CarSetup, ButtonsFollowTheRemainingPointsEvenBelowZero) {
   };
   for (const Case& c : cases) EXPECT_EQ(Enabled(d, c.rating), c.over) << ScaleOf(c.rating).Name;
 
-  EXPECT_FALSE(d.SelectCar(2));
+  EXPECT_FALSE(d.SelectCar(2));  // refused without a word; OK says why
   EXPECT_TRUE(console.Messages().empty());
   EXPECT_FALSE(d.Ok());
   EXPECT_EQ(console.Messages(), std::vector<std::string>{"Maximum Design Points Exceeded"});
   EXPECT_EQ(console.titles.back(), "Car Setup Error");
 
   d.PressRating(Rating::TopSpeed, 2);  // 180: one point, none left
-  EXPECT_EQ(rs->CarTopSpeed[1], 180);
-  EXPECT_EQ(d.RemainingPoints(), 0);
+  EXPECT_EQ(std::tuple(rs->CarTopSpeed[1], d.RemainingPoints()), std::tuple(180, 0));
   for (const Case& c : cases) EXPECT_EQ(Enabled(d, c.rating), c.within) << ScaleOf(c.rating).Name;
 
   d.PressRating(Rating::WearPerLap, 4);  // wear 7: three over
-  EXPECT_EQ(console.Messages().size(), 2u);
-  EXPECT_FALSE(d.CarListEnabled());
-  EXPECT_FALSE(d.OkEnabled());
-  EXPECT_FALSE(d.CopyToAllEnabled());
-  EXPECT_EQ(Enabled(d, Rating::WearPerLap), "xx...");
+  EXPECT_EQ(std::tuple(console.Messages().size(), d.CarListEnabled(), d.OkEnabled(), d.CopyToAllEnabled(),
+                       Enabled(d, Rating::WearPerLap)),
+            std::tuple(2u, false, false, false, "xx..."));
   d.PressRating(Rating::WearPerLap, 0);  // wear 3 gives a point back
-  EXPECT_EQ(d.RemainingPoints(), 1);
-  EXPECT_TRUE(d.CarListEnabled() && d.OkEnabled());
-  EXPECT_TRUE(d.SelectCar(2));
-  EXPECT_TRUE(d.Ok());
-  EXPECT_EQ(d.Outcome(), CarSetupOutcome::Accepted);
+  // Braces: the calls run in order.
+  EXPECT_EQ((std::tuple{d.RemainingPoints(), d.CarListEnabled(), d.OkEnabled(), d.SelectCar(2), d.Ok(), d.Outcome()}),
+            std::tuple(1, true, true, true, true, CarSetupOutcome::Accepted));
 }
 
 TEST(CarSetup, AddDriverUpToFortyThenRefuses) {
@@ -99,15 +95,11 @@ TEST(CarSetup, AddDriverUpToFortyThenRefuses) {
   TitledConsole console;
   CarSetupDialog d(*rs, console, "/Cars", {});
   ASSERT_TRUE(d.AddDriver());
-  EXPECT_EQ(rs->CarsInFile, 40);
-  EXPECT_EQ(rs->CarCount, 40);
-  EXPECT_EQ(d.CurrentCar(), 40);
-  EXPECT_EQ(d.CarItems().size(), 40u);
+  EXPECT_EQ(std::tuple(rs->CarsInFile, rs->CarCount, d.CurrentCar(), d.CarItems().size()), std::tuple(40, 40, 40, 40u));
   CarRecord expected;
   expected.Picture = "/Cars/Formula\\Gifs\\Car39";
   EXPECT_EQ(GetCar(*rs, 40), expected);
-  EXPECT_EQ(rs->DriverName[40], "New Driver");
-  EXPECT_EQ(rs->CarTeam[40], " ");
+  EXPECT_EQ(std::tuple(rs->DriverName[40], rs->CarTeam[40]), std::tuple("New Driver", " "));
 
   EXPECT_FALSE(d.AddDriver());
   EXPECT_EQ(rs->CarsInFile, 40);
@@ -129,25 +121,19 @@ TEST(CarSetup, CancelPutsEverythingBackAfterEdits) {
   d.SetTeam("A,B");
   EXPECT_EQ(rs->CarTeam[1], "A B");
   d.SelectPicture("Formula", "Blue.BMP");
-  EXPECT_EQ(rs->CarPicture[1], "/Cars/Formula\\Gifs\\Blue");
-  EXPECT_EQ(d.PictureModel(), "Formula");
+  EXPECT_EQ(std::tuple(rs->CarPicture[1], d.PictureModel()), std::tuple("/Cars/Formula\\Gifs\\Blue", "Formula"));
   d.PressRating(Rating::TopSpeed, 0);
-  d.CopyCurrentToAll();
-  EXPECT_EQ(rs->CarTopSpeed[7], 140);
-  EXPECT_EQ(rs->DriverName[7], "Grace Okafor");
-  EXPECT_EQ(rs->CarPicture[7], "/Cars/Formula\\Gifs\\Purple");
+  d.CopyCurrentToAll();  // the design, not the driver or the picture
+  EXPECT_EQ(std::tuple(rs->CarTopSpeed[7], rs->DriverName[7], rs->CarPicture[7]),
+            std::tuple(140, "Grace Okafor", "/Cars/Formula\\Gifs\\Purple"));
   d.AddDriver();
   ASSERT_TRUE(d.SaveFile("/game"));
-  EXPECT_EQ(d.CurrentCar(), 1);
-  EXPECT_EQ(rs->CurrentCarFile, dir.File("saved.crs"));
+  EXPECT_EQ(std::tuple(d.CurrentCar(), rs->CurrentCarFile), std::tuple(1, dir.File("saved.crs")));
 
   d.Cancel();
-  EXPECT_EQ(d.Outcome(), CarSetupOutcome::Cancelled);
-  EXPECT_EQ(CarFileText(*rs, "/Cars"), before);
-  EXPECT_EQ(rs->CarsInFile, 3);
-  EXPECT_EQ(rs->CarCount, 3);
-  EXPECT_EQ(rs->CurrentCarFile, "old.crs");
-  EXPECT_EQ(rs->DriverName[9], "");
+  EXPECT_EQ(std::tuple(d.Outcome(), CarFileText(*rs, "/Cars"), rs->CarsInFile, rs->CarCount, rs->CurrentCarFile,
+                       rs->DriverName[9]),
+            std::tuple(CarSetupOutcome::Cancelled, before, 3, 3, "old.crs", ""));
 }
 
 TEST(CarSetup, OnlineShowsThePlayersCarAndHidesFileCommands) {
@@ -155,11 +141,9 @@ TEST(CarSetup, OnlineShowsThePlayersCarAndHidesFileCommands) {
   rs->CarIsAI[1] = true;
   TitledConsole console;
   CarSetupDialog d(*rs, console, "/Cars", {}, 3);
-  EXPECT_EQ(d.CurrentCar(), 3);
-  EXPECT_FALSE(rs->CarIsAI[1]);
-  EXPECT_FALSE(d.FileCommandsVisible() || d.AddDriverVisible());
-  EXPECT_FALSE(d.AddDriver());
-  EXPECT_EQ(rs->CarsInFile, 4);
+  EXPECT_EQ((std::tuple{d.CurrentCar(), rs->CarIsAI[1], d.FileCommandsVisible(), d.AddDriverVisible(), d.AddDriver(),
+                       rs->CarsInFile}),
+            std::tuple(3, false, false, false, false, 4));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "rules/panels.h"
@@ -22,7 +23,22 @@ using testing_support::kRiskPasses;
 using testing_support::PlainThen;
 using testing_support::TwoDice;
 
-class ConsequencesTest : public testing_support::RulesTest {};
+class ConsequencesTest : public testing_support::RulesTest {
+ protected:
+  // The current car's acceleration, deceleration and top speed.
+  std::tuple<int, int, int> Ratings() const {
+    return {rs.CarAcceleration[kCar], rs.CarDeceleration[kCar], rs.CarTopSpeed[kCar]};
+  }
+  // Where the current move stands: work speed, new speed, last speed, spaces left.
+  std::tuple<int, int, int, double> Motion() const {
+    return {rs.WorkSpeed, rs.CarNewSpeed[kCar], rs.CarSpeed[kCar], rs.SpacesLeft};
+  }
+  void SetMotion(int work, int newSpeed, double spaces) {
+    rs.WorkSpeed = work;
+    rs.CarNewSpeed[kCar] = newSpeed;
+    rs.SpacesLeft = spaces;
+  }
+};
 
 // One way through a choice table: who decides (a human's option, or an AI car's risk), the
 // draws that follow, and what the car looks like afterwards.
@@ -94,33 +110,23 @@ INSTANTIATE_TEST_SUITE_P(
         ChoiceCase{"Human80Crashes", 80, "1", {}, 5, 5, kOutOfRace, {kLogCrash}},
         ChoiceCase{"AI120Crashes", 120, nullptr, {}, 5, 5, kOutOfRace, {kLogCrash}},
         ChoiceCase{"ExcessBetweenRowsMatchesNothing", 30, nullptr, {}, 5, 5, kRunning, {}},
-        // Shortfall: each wear not paid is one Chance roll.
-        ChoiceCase{"NoWearsLeftAt20ChoosingTheWear", 20, "1", ChanceSafe(), 0, 0, kRunning, {kLogChanceSuccess}}));
+        // Shortfall: each wear not paid is one Chance roll; a spin in the row's own roll starts afresh
+        // with no shortfall, so the owed roll is never made.
+        ChoiceCase{"NoWearsLeftAt20ChoosingTheWear", 20, "1", ChanceSafe(), 0, 0, kRunning, {kLogChanceSuccess}},
+        ChoiceCase{"SpinInRowRollCancelsShortfall", 60, nullptr, Cat({ChanceSpin(), {Face(1)}}), 1, 0, kSpinning,
+                   {kLogSpin, kLogSpinDamage}}));
 
 TEST_F(ConsequencesTest, CorneringRowRollComesBeforeTheShortfallRoll) {
-  // 1 wear at 60 over: one wear paid, one short. The row's roll (safe) comes first, then the
-  // shortfall's (a spin); the other order would log the spin first.
+  // 1 wear at 60 over: the row's roll (safe, logged for the curve) comes first, then the shortfall's.
   rs.CarWears[kCar] = 1;
   rs.SpeedOverBy = 60;
   Script(Cat({ChanceSafe(), ChanceSpin(), {Face(1)}}));
   SettleCornering(ctx);
-  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogChanceSuccess, kLogSpin, kLogSpinDamage}));
-  EXPECT_EQ(log.events[0].Text, "Cornering");
-  EXPECT_EQ(log.events[1].Text, "Chance Table");
-  EXPECT_EQ(rs.CarWears[kCar], 0);
-  EXPECT_EQ(rs.LapWearsUsed[2][kCar], 1);
-  EXPECT_EQ(rs.WearShortfall, 0);
+  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogChanceSuccess, kCar, "Cornering"},
+                                                  {kLogSpin, kCar, "Chance Table"},
+                                                  {kLogSpinDamage, kCar, " "}}));
+  EXPECT_EQ(std::tuple(rs.CarWears[kCar], rs.LapWearsUsed[2][kCar], rs.WearShortfall), std::tuple(0, 1, 0));
   ExpectDraws(9);
-}
-
-TEST_F(ConsequencesTest, ASpinInTheRowRollCancelsTheShortfallRolls) {
-  // The spin's ApplyResult starts afresh with no shortfall, so the owed roll is never made.
-  rs.CarWears[kCar] = 1;
-  rs.SpeedOverBy = 60;
-  Script(Cat({ChanceSpin(), {Face(1)}}));
-  SettleCornering(ctx);
-  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogSpin, kLogSpinDamage}));
-  ExpectDraws(5);
 }
 
 TEST_F(ConsequencesTest, CorneringPanelShowsTheExcessTheWearsAndOnlyItsFrame) {
@@ -144,29 +150,22 @@ TEST_F(ConsequencesTest, BlueFlagCorneringTakesNoTableButSpacesAndSpeed) {
   rs.SpeedOverBy = 40;
   rs.SpacesLeft = 5;
   SettleCornering(ctx);
-  EXPECT_EQ(rs.SpacesLeft, 3);
-  EXPECT_EQ(rs.CarNewSpeed[kCar], 100);
-  EXPECT_EQ(rs.CarSpeed[kCar], 100);
-  EXPECT_EQ(rs.WorkSpeed, 100);
-  EXPECT_EQ(rs.SpeedOverBy, 0);
-  EXPECT_EQ(rs.CarWears[kCar], 5);
+  EXPECT_EQ(Motion(), std::tuple(100, 100, 100, 3.0));
+  EXPECT_EQ(std::tuple(rs.SpeedOverBy, rs.CarWears[kCar]), std::tuple(0, 5));
 
   // On an open cell with a limit the excess comes off the speed; with under two spaces left, all go.
   rs.track.CellSpeedLimit[20][1] = 500;
   rs.SpeedOverBy = 20;
   rs.SpacesLeft = 1.5;
   SettleCornering(ctx);
-  EXPECT_EQ(rs.CarNewSpeed[kCar], 80);
-  EXPECT_EQ(rs.SpacesLeft, 0);
+  EXPECT_EQ(std::tuple(rs.CarNewSpeed[kCar], rs.SpacesLeft), std::tuple(80, 0.0));
 
   // On an open straight nothing changes at all.
   rs.track.CellSpeedLimit[20][1] = kOpenStraight;
   rs.SpeedOverBy = 20;
   rs.SpacesLeft = 4;
   SettleCornering(ctx);
-  EXPECT_EQ(rs.CarNewSpeed[kCar], 80);
-  EXPECT_EQ(rs.SpacesLeft, 4);
-  EXPECT_EQ(rs.SpeedOverBy, 20);
+  EXPECT_EQ(std::tuple(rs.CarNewSpeed[kCar], rs.SpacesLeft, rs.SpeedOverBy), std::tuple(80, 4.0, 20));
   ExpectDraws(0);
 
   // The search ignores the flag and prices the table.
@@ -240,18 +239,15 @@ TEST_F(ConsequencesTest, FailedBrakesCostDecelerationAWearAndARollForAWearNotThe
   rs.CarWears[kCar] = 0;
   Script(Cat({BrakesFail(), ChanceSafe()}));
   RollTestBrakes(ctx);
-  EXPECT_EQ(rs.CarDeceleration[kCar], 20);
+  EXPECT_EQ(Ratings(), std::tuple(40, 20, 200));
   EXPECT_TRUE(rs.CarBrakesDamaged[kCar]);
   EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogBrakeDamage, kLogChanceSuccess}));
   ExpectDraws(8);
 
   // Brakes down to nothing put the car out; the wear and its roll no longer apply.
-  rs.CarDeceleration[kCar] = 20;
   Script(BrakesFail());
   RollTestBrakes(ctx);
-  EXPECT_EQ(rs.CarStatus[kCar], kOutOfRace);
-  EXPECT_EQ(rs.CarsOut, 1);
-  EXPECT_EQ(rs.track.CellOccupant[20][1], 0);
+  EXPECT_EQ(std::tuple(rs.CarStatus[kCar], rs.CarsOut, rs.track.CellOccupant[20][1]), std::tuple(kOutOfRace, 1, 0));
   EXPECT_EQ(rng.ScriptLeft(), 0u);
 }
 
@@ -260,8 +256,7 @@ TEST_F(ConsequencesTest, BrakeTestLogsItsRoll) {
   rs.CarDRM[kCar] = 1;
   RollTestBrakes(ctx);
   EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogBrakeTested, kCar, "5"}}));
-  EXPECT_EQ(rs.Die2, 4);
-  EXPECT_EQ(rs.TableResult, 5);
+  EXPECT_EQ(std::tuple(rs.Die2, rs.TableResult), std::tuple(4, 5));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -274,8 +269,7 @@ TEST_F(ConsequencesTest, AccelerationTableSafeLogsEachExcessAndClearsThem) {
   Script(PlainThen(4, 5));
   SettleAcceleration(ctx);
   EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogAccelExceeded, kLogTopSpeedExceeded}));
-  EXPECT_EQ(rs.AccelOverBy, 0);
-  EXPECT_EQ(rs.TopSpeedOverBy, 0);
+  EXPECT_EQ(std::tuple(rs.AccelOverBy, rs.TopSpeedOverBy), std::tuple(0, 0));
   EXPECT_EQ(Shown("ROLL"), (std::vector<std::string>{"ROLL frmAccelerationTable [Die Roll Modifier 0] dice 9, "
                                                      "result 9 -> Top Speed Safely Exceeded (green)"}));
   ExpectDraws(4);
@@ -283,18 +277,12 @@ TEST_F(ConsequencesTest, AccelerationTableSafeLogsEachExcessAndClearsThem) {
 
 TEST_F(ConsequencesTest, EngineDamageCostsTwentyNowAndTheRatingForGood) {
   rs.AccelOverBy = 60;
-  rs.WorkSpeed = 160;
-  rs.CarNewSpeed[kCar] = 160;
-  rs.SpacesLeft = 8;
+  SetMotion(160, 160, 8);
   Script(PlainThen(5, 6));
   SettleAcceleration(ctx);
-  EXPECT_EQ(rs.CarAcceleration[kCar], 20);
+  EXPECT_EQ(Ratings(), std::tuple(20, 40, 200));
   EXPECT_TRUE(rs.CarEngineDamaged[kCar]);
-  EXPECT_EQ(rs.WorkSpeed, 140);
-  EXPECT_EQ(rs.CarNewSpeed[kCar], 140);
-  EXPECT_EQ(rs.CarSpeed[kCar], 100);
-  EXPECT_EQ(rs.SpacesLeft, 7);
-  EXPECT_EQ(rs.CarTopSpeed[kCar], 200);
+  EXPECT_EQ(Motion(), std::tuple(140, 140, 100, 7.0));
   EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogEngineAccelDamage}));
   ExpectDraws(4);
 }
@@ -306,10 +294,9 @@ TEST_F(ConsequencesTest, TopSpeedDamageBelow121PutsTheCarOut) {
   Script(PlainThen(6, 6));
   Answer("2");  // End Race on the crash panel
   SettleAcceleration(ctx);
-  EXPECT_EQ(rs.CarTopSpeed[kCar], 120);
-  EXPECT_EQ(rs.CarStatus[kCar], kOutOfRace);
+  EXPECT_EQ(std::tuple(rs.CarTopSpeed[kCar], rs.CarStatus[kCar], rs.RaceEndedByUser),
+            std::tuple(120, kOutOfRace, true));
   EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogEngineTopDamage, kLogCrash}));
-  EXPECT_TRUE(rs.RaceEndedByUser);
   EXPECT_EQ(Shown("CRASH"), (std::vector<std::string>{"CRASH Driver 3 has crashed. (Continue | End Race) -> End Race"}));
   EXPECT_EQ(Shown("ROLL").at(0), "ROLL frmAccelerationTable [Die Roll Modifier 0] dice 12, result 12 -> Engine Damage (red)");
 }
@@ -319,8 +306,7 @@ TEST_F(ConsequencesTest, StartSpeedRollDrawsTwoAndLogsASafeStart) {
   Script(TwoDice(3, 3));
   SettleStartSpeed(ctx);
   EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogStartSpeedExceeded}));
-  EXPECT_EQ(rs.ResultContext, "Start Speed");
-  EXPECT_EQ(rs.AccelOverBy, 0);
+  EXPECT_EQ(std::tuple(rs.ResultContext, rs.AccelOverBy), std::tuple("Start Speed", 0));
   ExpectDraws(2);
 }
 
@@ -328,8 +314,7 @@ TEST_F(ConsequencesTest, EngineStallOnTheGridIsOutOfTheRaceElsewhereAStall) {
   rs.CarSpeed[kCar] = 0;
   Script(TwoDice(5, 6));
   SettleStartSpeed(ctx);
-  EXPECT_EQ(rs.CarStatus[kCar], kOutOfRace);
-  EXPECT_TRUE(rs.CarOutOfRace[kCar]);
+  EXPECT_EQ(std::tuple(rs.CarStatus[kCar], rs.CarOutOfRace[kCar]), std::tuple(kOutOfRace, true));
   EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogOutStalled, kCar, " "}}));
 
   // With restarts after a pit stop the same result only stalls the car.
@@ -337,17 +322,12 @@ TEST_F(ConsequencesTest, EngineStallOnTheGridIsOutOfTheRaceElsewhereAStall) {
   rs.CarStatus[kCar] = kRunning;
   Place(kCar, 20, 1);
   rs.RestartAfterPit = true;
-  rs.CarNewSpeed[kCar] = 80;
-  rs.WorkSpeed = 80;
-  rs.SpacesLeft = 4;
+  SetMotion(80, 80, 4);
   log.events.clear();
   Script(TwoDice(5, 6));
   SettleStartSpeed(ctx);
   EXPECT_EQ(rs.CarStatus[kCar], kStalled);
-  EXPECT_EQ(rs.CarSpeed[kCar], 0);
-  EXPECT_EQ(rs.CarNewSpeed[kCar], 0);
-  EXPECT_EQ(rs.WorkSpeed, 0);
-  EXPECT_EQ(rs.SpacesLeft, 0);
+  EXPECT_EQ(Motion(), std::tuple(0, 0, 0, 0.0));
   EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogStall}));
   EXPECT_TRUE(CheckRaceState(rs).empty());
 }
@@ -396,37 +376,28 @@ INSTANTIATE_TEST_SUITE_P(
         ChoiceCase{"Under20MatchesNothing", 10, nullptr, {}, 5, 5, kRunning, {}}));
 
 TEST_F(ConsequencesTest, ABlockedCarShedsItsSpacesAsSpeed) {
-  rs.CarNewSpeed[kCar] = 100;
-  rs.SpacesLeft = 1;
+  SetMotion(120, 100, 1);
   Script({kRiskFails});
   CollisionAvoidance(ctx);
-  EXPECT_EQ(rs.CarNewSpeed[kCar], 80);
-  EXPECT_EQ(rs.CarSpeed[kCar], 80);
-  EXPECT_EQ(rs.SpacesLeft, 0);
-  EXPECT_EQ(rs.CarWears[kCar], 4);
+  EXPECT_EQ(std::tuple(rs.CarNewSpeed[kCar], rs.CarSpeed[kCar], rs.SpacesLeft, rs.CarWears[kCar]),
+            std::tuple(80, 80, 0.0, 4));
 
   // Three spaces to shed is a crash, named for the rule.
   rs.CarNewSpeed[kCar] = 120;
   rs.SpacesLeft = 3;
   CollisionAvoidance(ctx);
   EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogCrash, kCar, "Collision Avoidance"}}));
-  EXPECT_EQ(rs.CarNewSpeed[kCar], 60);
-  EXPECT_EQ(rs.SpacesLeft, 0);
+  EXPECT_EQ(std::tuple(rs.CarNewSpeed[kCar], rs.SpacesLeft), std::tuple(60, 0.0));
   ExpectDraws(1);
 }
 
 TEST_F(ConsequencesTest, UnderABlueFlagABlockedCarOnlyLosesItsSpaces) {
   rs.BlueFlagInForce = true;
-  rs.CarNewSpeed[kCar] = 100;
+  SetMotion(120, 100, 2);
   rs.CarDraftTarget[kCar] = 2;
-  rs.SpacesLeft = 2;
   CollisionAvoidance(ctx);
-  EXPECT_EQ(rs.CarNewSpeed[kCar], 60);
-  EXPECT_EQ(rs.CarSpeed[kCar], 60);
-  EXPECT_EQ(rs.WorkSpeed, 60);
-  EXPECT_EQ(rs.CarDraftTarget[kCar], 0);
-  EXPECT_EQ(rs.SpacesLeft, 0);
-  EXPECT_EQ(rs.CarWears[kCar], 5);
+  EXPECT_EQ(Motion(), std::tuple(60, 60, 60, 0.0));
+  EXPECT_EQ(std::tuple(rs.CarDraftTarget[kCar], rs.CarWears[kCar]), std::tuple(0, 5));
   rs.SpacesLeft = 9;
   CollisionAvoidance(ctx);
   EXPECT_EQ(rs.CarNewSpeed[kCar], 0);
@@ -440,22 +411,19 @@ TEST_F(ConsequencesTest, SpinDamageRowsEachDamageTheirRating) {
   struct Row {
     int Die;
     std::vector<int> Kinds;
-    int Acc, Dec, Top;
+    std::tuple<int, int, int> Ratings;
   };
-  for (const Row& row : {Row{3, {kLogSpinDamage}, 40, 40, 200}, Row{4, {kLogEngineAccelDamage}, 20, 40, 200},
-                         Row{5, {kLogBrakeDamage}, 40, 20, 200}, Row{6, {kLogEngineTopDamage}, 40, 40, 180}}) {
+  for (const Row& row : {Row{3, {kLogSpinDamage}, {40, 40, 200}}, Row{4, {kLogEngineAccelDamage}, {20, 40, 200}},
+                         Row{5, {kLogBrakeDamage}, {40, 20, 200}}, Row{6, {kLogEngineTopDamage}, {40, 40, 180}}}) {
     SCOPED_TRACE(row.Die);
-    rs.CarAcceleration[kCar] = 40;
-    rs.CarDeceleration[kCar] = 40;
+    rs.CarAcceleration[kCar] = rs.CarDeceleration[kCar] = 40;
     rs.CarTopSpeed[kCar] = 200;
     log.events.clear();
     Script({Face(row.Die)});
     RollSpinDamage(ctx);
     EXPECT_EQ(rs.Die1, row.Die);
     EXPECT_EQ(log.Kinds(), row.Kinds);
-    EXPECT_EQ(rs.CarAcceleration[kCar], row.Acc);
-    EXPECT_EQ(rs.CarDeceleration[kCar], row.Dec);
-    EXPECT_EQ(rs.CarTopSpeed[kCar], row.Top);
+    EXPECT_EQ(Ratings(), row.Ratings);
   }
   ExpectDraws(4);
 }
@@ -467,8 +435,7 @@ TEST_F(ConsequencesTest, SpinDamageAddsTheSpeedModifierAndClampsAtSix) {
   Human();
   Script({Face(3)});
   RollSpinDamage(ctx);
-  EXPECT_EQ(rs.TableResult, 6);
-  EXPECT_EQ(rs.CarTopSpeed[kCar], 180);
+  EXPECT_EQ(std::tuple(rs.TableResult, rs.CarTopSpeed[kCar]), std::tuple(6, 180));
   EXPECT_EQ(Shown("ROLL"), (std::vector<std::string>{"ROLL frmSpinDamageTable [Car Die Roll Modifier +2; Speed Die Roll "
                                                      "Modifier +2] dice 3, result 6 ->  Spin - Engine Damage - Top "
                                                      "Speed (red)"}));
@@ -480,15 +447,13 @@ TEST_F(ConsequencesTest, SpinDamageAddsTheSpeedModifierAndClampsAtSix) {
 }
 
 TEST_F(ConsequencesTest, ChanceRollDrawsFourAndSpinsIntoSpinDamage) {
-  rs.CarSpeed[kCar] = 80;  // speed modifier -1
+  rs.CarSpeed[kCar] = 80;                  // speed modifier -1
   Script(Cat({ChanceSpin(), {Face(5)}}));  // spin damage 5 - 1 = 4: engine
   rs.ResultContext = "Cornering";
   RollChance(ctx);
   EXPECT_EQ(rs.CarStatus[kCar], kSpinning);
-  EXPECT_EQ(rs.WorkSpeed, 0);
-  EXPECT_EQ(rs.SpacesLeft, 0);
-  EXPECT_EQ(rs.CarAcceleration[kCar], 20);
-  EXPECT_EQ(rs.CarSpeed[kCar], 60);
+  EXPECT_EQ(std::tuple(rs.WorkSpeed, rs.CarSpeed[kCar], rs.SpacesLeft), std::tuple(0, 60, 0.0));
+  EXPECT_EQ(Ratings(), std::tuple(20, 40, 200));
   EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogSpin, kCar, "Chance Table"}, {kLogEngineAccelDamage, kCar, " "}}));
   ExpectDraws(5);
 }
@@ -540,8 +505,7 @@ TEST_F(ConsequencesTest, TestBrakesIsOneRollWhateverTheCountAndNoneForACarThatIs
 TEST_F(ConsequencesTest, ApplyResultLeavesOutAndFinishedCarsAlone) {
   rs.CarLap[kCar] = 11;
   ApplyResult(ctx, kCar, {.Wears = 2, .Spin = true});
-  EXPECT_EQ(rs.CarWears[kCar], 5);
-  EXPECT_EQ(rs.CarStatus[kCar], kRunning);
+  EXPECT_EQ(std::tuple(rs.CarWears[kCar], rs.CarStatus[kCar]), std::tuple(5, kRunning));
   rs.CarLap[kCar] = 2;
   rs.CarOutOfRace[kCar] = true;
   ApplyResult(ctx, kCar, {.Crash = true});
@@ -552,26 +516,19 @@ TEST_F(ConsequencesTest, ApplyResultLeavesOutAndFinishedCarsAlone) {
 TEST_F(ConsequencesTest, WearsArePaidAndCountedForTheLapUntilTheyRunOut) {
   rs.CarLap[kCar] = 4;
   ApplyResult(ctx, kCar, {.Wears = 3});
-  EXPECT_EQ(rs.CarWears[kCar], 2);
-  EXPECT_EQ(rs.WearShortfall, 0);
+  EXPECT_EQ(std::tuple(rs.CarWears[kCar], rs.WearShortfall), std::tuple(2, 0));
   ApplyResult(ctx, kCar, {.Wears = 3});
-  EXPECT_EQ(rs.CarWears[kCar], 0);
-  EXPECT_EQ(rs.WearShortfall, 1);
-  EXPECT_EQ(rs.LapWearsUsed[4][kCar], 5);
+  EXPECT_EQ(std::tuple(rs.CarWears[kCar], rs.WearShortfall, rs.LapWearsUsed[4][kCar]), std::tuple(0, 1, 5));
   ApplyResult(ctx, kCar, {.Wears = 0});
   EXPECT_EQ(rs.WearShortfall, 0);
 }
 
 TEST_F(ConsequencesTest, DamageToStandingCarsStopsAtZeroAndZeroRatingsPutTheCarOut) {
   rs.CarSpeed[kCar] = 0;
-  rs.WorkSpeed = 20;
-  rs.CarNewSpeed[kCar] = 20;
-  rs.SpacesLeft = 0.5;
+  SetMotion(20, 20, 0.5);
   rs.CarAcceleration[kCar] = 20;
   ApplyResult(ctx, kCar, {.EngineAccel = true});
-  EXPECT_EQ(rs.CarSpeed[kCar], 0);
-  EXPECT_EQ(rs.WorkSpeed, 0);
-  EXPECT_EQ(rs.SpacesLeft, 0);
+  EXPECT_EQ(std::tuple(rs.WorkSpeed, rs.CarSpeed[kCar], rs.SpacesLeft), std::tuple(0, 0, 0.0));
   EXPECT_EQ(rs.CarStatus[kCar], kOutOfRace);
   EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogEngineAccelDamage, kCar, " "}, {kLogCrash, kCar, ""}}));
   EXPECT_TRUE(CheckRaceState(rs).empty());
@@ -584,10 +541,8 @@ TEST_F(ConsequencesTest, TheSearchSeesEveryOutcomeAsWearsAndLeavesNoTrace) {
   ApplyResult(ctx, kCar, {.Wears = 3});
   EXPECT_EQ(rs.CarWears[kCar], -3);
   ApplyResult(ctx, kCar, {.BrakeDamage = true, .Stall = true});
-  EXPECT_EQ(rs.CarWears[kCar], -3);
-  EXPECT_EQ(rs.CarStatus[kCar], kRunning);
-  EXPECT_EQ(rs.CarDeceleration[kCar], 40);
-  EXPECT_EQ(rs.LapWearsUsed[2][kCar], 0);
+  EXPECT_EQ(std::tuple(rs.CarWears[kCar], rs.CarStatus[kCar], rs.CarDeceleration[kCar], rs.LapWearsUsed[2][kCar]),
+            std::tuple(-3, kRunning, 40, 0));
   EXPECT_TRUE(log.events.empty());
   EXPECT_TRUE(console.Transcript().empty());
 }
@@ -601,8 +556,7 @@ TEST_F(ConsequencesTest, TrialRollsDrawAsLiveOnesAndOnlyCountWears) {
   RollCollision(ctx);
   EXPECT_EQ(rs.CarWears[kCar], -1);
   RollSpinDamage(ctx);
-  EXPECT_EQ(rs.CarWears[kCar], -6);
-  EXPECT_EQ(rs.CarStatus[kCar], kRunning);
+  EXPECT_EQ(std::tuple(rs.CarWears[kCar], rs.CarStatus[kCar]), std::tuple(-6, kRunning));
   EXPECT_TRUE(log.events.empty());
   ExpectDraws(9);
 
@@ -621,9 +575,7 @@ TEST_F(ConsequencesTest, OutsideATrialMoveTheSearchRollsInFullButPaysCheaply) {
   rs.AISpeedSearch = true;
   Script(Cat({ChanceSpin(), {Face(6)}}));
   RollChance(ctx);
-  EXPECT_EQ(rs.CarWears[kCar], 0);
-  EXPECT_EQ(rs.CarStatus[kCar], kRunning);
-  EXPECT_EQ(rs.CarTopSpeed[kCar], 200);
+  EXPECT_EQ(std::tuple(rs.CarWears[kCar], rs.CarStatus[kCar], rs.CarTopSpeed[kCar]), std::tuple(0, kRunning, 200));
   ExpectDraws(5);
 }
 

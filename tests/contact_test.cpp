@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "engine/slipstream.h"
@@ -55,6 +56,7 @@ TEST_F(SlipTest, SettlesTheTow) {
        "Slipstream Cancel Turn Entry"},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.Name);
     Use(c.CurveAt == 0 ? TrackBuilder(2, 50).Build()
                        : TrackBuilder(2, 50).Curve(c.CurveAt, c.CurveAt + 3, {80, 100}).Build());
     Place(1, 21, 1);
@@ -64,19 +66,13 @@ TEST_F(SlipTest, SettlesTheTow) {
     rs.CarDraftTarget[kCar] = 1;
     const SlipstreamNotice n = SettleSlipstream(ctx);
     const int bonus = c.Cancelled.empty() ? 20 * c.Kind : 0;
-    EXPECT_EQ(rs.SpacesLeft, c.Spaces) << c.Name;
-    EXPECT_EQ(rs.SlipBonusKind, c.Kind) << c.Name;
-    EXPECT_EQ(rs.SlipBonusOfMove, c.Kind) << c.Name;
-    EXPECT_EQ(rs.CarSlipSpeed[kCar], c.Speed + bonus) << c.Name;
-    EXPECT_EQ(n.Plus20, c.Plus20) << c.Name;
-    EXPECT_EQ(n.Plus40, c.Plus40) << c.Name;
-    EXPECT_EQ(n.Cancelled, c.Cancelled) << c.Name;
-    EXPECT_EQ(rs.SlipCancelled, !c.Cancelled.empty()) << c.Name;
-    EXPECT_EQ(rs.CurveEntrySpeed, c.CurveAt == 0 ? 0 : (c.CurveAt - 21) * 20) << c.Name;
+    EXPECT_EQ(std::tuple(rs.SpacesLeft, rs.SlipBonusKind, rs.SlipBonusOfMove, rs.CarSlipSpeed[kCar]),
+              std::tuple(c.Spaces, c.Kind, c.Kind, c.Speed + bonus));
+    EXPECT_EQ(std::tuple(n.Plus20, n.Plus40, n.Cancelled, rs.SlipCancelled),
+              std::tuple(c.Plus20, c.Plus40, c.Cancelled, !c.Cancelled.empty()));
+    EXPECT_EQ(rs.CurveEntrySpeed, c.CurveAt == 0 ? 0 : (c.CurveAt - 21) * 20);
     // The gain is blocks only: the chosen speed stands.
-    EXPECT_EQ(rs.CarNewSpeed[kCar], c.Speed) << c.Name;
-    EXPECT_EQ(rs.WorkSpeed, c.Speed) << c.Name;
-    EXPECT_EQ(rs.CarDraftTarget[kCar], 0) << c.Name;
+    EXPECT_EQ(std::tuple(rs.CarNewSpeed[kCar], rs.WorkSpeed, rs.CarDraftTarget[kCar]), std::tuple(c.Speed, c.Speed, 0));
   }
 }
 
@@ -88,10 +84,8 @@ TEST_F(SlipTest, NoticesReachTheSteeringPanel) {
   rs.CarNewSpeed[kCar] = 120;
   rs.CarDraftTarget[kCar] = 1;
   const SteeringPanel p = LoadSteeringFrame(ctx);
-  EXPECT_TRUE(p.Slipstream1Shown);
-  EXPECT_FALSE(p.Slipstream2Shown);
-  EXPECT_EQ(p.SpacesLeft, 7);
-  EXPECT_EQ(rs.WorkSpeed, 120);
+  EXPECT_EQ(std::tuple(p.Slipstream1Shown, p.Slipstream2Shown, p.SpacesLeft, rs.WorkSpeed),
+            std::tuple(true, false, 7, 120));
 }
 
 TEST_F(SlipTest, OfferedForTheCarDirectlyAhead) {
@@ -128,9 +122,8 @@ TEST_F(SlipTest, OfferedForTheCarDirectlyAhead) {
     rs.CarInPit[kCar] = c.InPit;
     rs.DraftOffered = 2;  // left from the car before
     const SpeedFrame f = LoadSpeedFrame(ctx);
-    EXPECT_EQ(rs.DraftOffered, c.Offered) << c.Name;
-    EXPECT_EQ(f.DraftOffered, c.Offered) << c.Name;
-    EXPECT_EQ(f.DraftShown, c.Offered != 0) << c.Name;
+    EXPECT_EQ(std::tuple(rs.DraftOffered, f.DraftOffered, f.DraftShown), std::tuple(c.Offered, c.Offered, c.Offered != 0))
+        << c.Name;
   }
 }
 
@@ -146,11 +139,10 @@ TEST_F(ContactTest, BoxedInAtTheStartLosesTheWholeMove) {
     rs.CarNewSpeed[kCar] = 60;
     rs.CarDraftTarget[kCar] = draft ? 1 : 0;
     const SteeringPanel p = LoadSteeringFrame(ctx);
-    EXPECT_TRUE(p.Blocked) << draft;
-    EXPECT_EQ(rs.DecelOverBy, draft ? 100 : 60);
-    EXPECT_TRUE(rs.CarOutOfRace[kCar]);  // over 40 to shed is a crash
-    EXPECT_EQ(rs.track.CellOccupant[20][1], 0);
-    EXPECT_TRUE(rs.MoveEnded);
+    // Over 40 to shed is a crash.
+    EXPECT_EQ(std::tuple(p.Blocked, rs.DecelOverBy, rs.CarOutOfRace[kCar], rs.track.CellOccupant[20][1], rs.MoveEnded),
+              std::tuple(true, draft ? 100 : 60, true, 0, true))
+        << draft;
     ExpectDraws(0);
   }
 }
@@ -162,10 +154,8 @@ TEST_F(ContactTest, SpunCarBlocksTheCarsBehindInTheSameTurn) {
   ApplyResult(ctx, 1, ResultEffects{.Spin = true}, "Cornering");
   rs.CurrentCar = kCar;
   ComputeOpenSteps(rs);
-  EXPECT_EQ(rs.CarStatus[1], kSpinning);
-  EXPECT_EQ(rs.track.CellOccupant[21][1], 1);
-  EXPECT_FALSE(rs.CanGoStraight);
-  EXPECT_TRUE(rs.CanGoLeft);
+  EXPECT_EQ(std::tuple(rs.CarStatus[1], rs.track.CellOccupant[21][1], rs.CanGoStraight, rs.CanGoLeft),
+            std::tuple(kSpinning, 1, false, true));
 }
 
 // --- Blue flag -------------------------------------------------------------------------------
@@ -204,58 +194,47 @@ TEST_F(ContactTest, BlueFlagAtTheStartOfTheMove) {
       rs.CarLap[car] = at.Lap;
     }
     const SteeringPanel p = LoadSteeringFrame(ctx);
-    EXPECT_EQ(p.BlueFlagShown, c.Shown) << c.Name;
-    EXPECT_EQ(rs.BlueFlagCar, c.Shown ? 1 : 0) << c.Name;
-    EXPECT_EQ(rs.BlueFlagSpacesLost, c.Lost) << c.Name;
-    EXPECT_EQ(rs.CarNewSpeed[kCar], c.NewSpeed) << c.Name;
-    EXPECT_EQ(rs.CarSpeed[kCar], c.NewSpeed) << c.Name;
-    EXPECT_EQ(rs.SpacesLeft, c.Spaces) << c.Name;
-    EXPECT_EQ(p.Shown, c.Spaces > 0) << c.Name;
-    EXPECT_EQ(rs.CarSpace[kCar], 20) << c.Name;
+    EXPECT_EQ(std::tuple(p.BlueFlagShown, rs.BlueFlagCar, rs.BlueFlagSpacesLost),
+              std::tuple(c.Shown, c.Shown ? 1 : 0, c.Lost))
+        << c.Name;
+    EXPECT_EQ(std::tuple(rs.CarNewSpeed[kCar], rs.CarSpeed[kCar], rs.SpacesLeft, p.Shown, rs.CarSpace[kCar]),
+              std::tuple(c.NewSpeed, c.NewSpeed, c.Spaces, c.Spaces > 0, 20))
+        << c.Name;
   }
   ExpectDraws(0);
 }
 
-// Landing past the line at 4: a car just past the line is on the car's coming lap.
-TEST_F(ContactTest, BlueFlagAcrossTheLine) {
+// Within a move of 6 from `From`: a lapped car ahead, or a lapping car behind that raises the
+// blue flag. Landing past the line at 4, a car just past the line is on the car's coming lap.
+TEST_F(ContactTest, LappedCarsAheadAndLappingCarsBehind) {
   struct Case {
     const char* Name;
-    int Space, Lap;
-    bool Shown;
-  };
-  const std::vector<Case> cases = {
-      {"a lap ahead behind the line", 45, 3, true},
-      {"on the same lap past the line", 2, 3, false},
-      {"a lap ahead past the line", 2, 4, true},
-  };
-  for (const Case& c : cases) {
-    Use(TrackBuilder(2, 50).Build());
-    ClearCarCell(rs, kCar);
-    Place(kCar, 48, 1);
-    Place(1, c.Space, 2);
-    rs.CarLap[1] = c.Lap;
-    EXPECT_EQ(CheckBlueFlag(ctx, kCar, 6), c.Shown) << c.Name;
-    EXPECT_EQ(rs.BlueFlagInForce, c.Shown) << c.Name;
-  }
-}
-
-TEST_F(ContactTest, LappedCarAheadWithinTheMove) {
-  struct Case {
-    const char* Name;
-    int Space, Lap;
+    bool BlueFlag;
+    int From, Space, Lap;
     bool Expected;
   };
   const std::vector<Case> cases = {
-      {"a lap down within the move", 24, 1, true},
-      {"on the same lap", 24, 2, false},
-      {"beyond the landing", 27, 1, false},
-      {"behind the car", 18, 1, false},
+      {"a lap down within the move", false, 20, 24, 1, true},
+      {"on the same lap", false, 20, 24, 2, false},
+      {"beyond the landing", false, 20, 27, 1, false},
+      {"behind the car", false, 20, 18, 1, false},
+      {"a lap ahead behind the line", true, 48, 45, 3, true},
+      {"on the same lap past the line", true, 48, 2, 3, false},
+      {"a lap ahead past the line", true, 48, 2, 4, true},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.Name);
     Use(TrackBuilder(2, 50).Build());
+    ClearCarCell(rs, kCar);
+    Place(kCar, c.From, 1);
     Place(1, c.Space, 2);
     rs.CarLap[1] = c.Lap;
-    EXPECT_EQ(CheckLappedAhead(ctx, kCar, 6), c.Expected) << c.Name;
+    if (!c.BlueFlag) {
+      EXPECT_EQ(CheckLappedAhead(ctx, kCar, 6), c.Expected);
+      continue;
+    }
+    EXPECT_EQ(CheckBlueFlag(ctx, kCar, 6), c.Expected);
+    EXPECT_EQ(rs.BlueFlagInForce, c.Expected);
   }
 }
 

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "core/curve_scan.h"
@@ -32,10 +33,8 @@ void RunScanCases(const std::vector<ScanCase>& cases) {
     c.shape(b);
     const auto t = std::make_unique<Track>(b.Build());
     const CurveScan scan = ScanNextCurve(*t, c.space, c.lane);
-    EXPECT_EQ(scan.SpacesToCurve, c.spaces);
-    EXPECT_EQ(scan.CurveLimit, c.limit);
-    EXPECT_EQ(scan.Found, c.found);
-    EXPECT_EQ(SpcSpdText(scan), c.label);
+    EXPECT_EQ(std::tuple(scan.SpacesToCurve, scan.CurveLimit, scan.Found, SpcSpdText(scan)),
+              std::tuple(c.spaces, c.limit, c.found, c.label));
   }
 }
 
@@ -125,9 +124,7 @@ TEST(ScanNextCurve, WrapsPastTheLine) {
   // A lap shorter than the reach: the scan laps round to the curve the car is in.
   auto t = std::make_unique<Track>(TrackBuilder(2, 10).Curve(5, 5, {100, 120}).Build());
   const CurveScan scan = ScanNextCurve(*t, 5, 1);
-  EXPECT_TRUE(scan.Found);
-  EXPECT_EQ(scan.SpacesToCurve, 9);
-  EXPECT_EQ(scan.CurveLimit, 120);
+  EXPECT_EQ(std::tuple(scan.Found, scan.SpacesToCurve, scan.CurveLimit), std::tuple(true, 9, 120));
 }
 
 TEST(ScanNextCurve, ForACarWhereItStands) {
@@ -137,13 +134,10 @@ TEST(ScanNextCurve, ForACarWhereItStands) {
   rs->CarSpace[3] = 5;
   rs->CarLane[3] = 2;
   CurveScan scan = ScanNextCurve(*rs, 3);
-  EXPECT_EQ(scan.SpacesToCurve, 3);
-  EXPECT_EQ(scan.CurveLimit, 140);
-  EXPECT_EQ(SpcSpdText(scan), "3/140");
+  EXPECT_EQ(std::tuple(scan.SpacesToCurve, scan.CurveLimit, SpcSpdText(scan)), std::tuple(3, 140, "3/140"));
   for (int car : {0, 41, -1}) {
     scan = ScanNextCurve(*rs, car);
-    EXPECT_FALSE(scan.Found) << car;
-    EXPECT_EQ(scan.CurveLimit, 0) << car;
+    EXPECT_EQ(std::tuple(scan.Found, scan.CurveLimit), std::tuple(false, 0)) << car;
   }
 }
 
@@ -160,10 +154,7 @@ TEST(CurveLabel, SpacesAndLimitText) {
       {30, 0, false, "25+/Str"}, {4, 0, false, "25+/Str"},
   };
   for (const Case& c : cases) {
-    CurveScan scan;
-    scan.SpacesToCurve = c.spaces;
-    scan.CurveLimit = c.limit;
-    scan.Found = c.found;
+    const CurveScan scan{.SpacesToCurve = c.spaces, .CurveLimit = c.limit, .Found = c.found};
     EXPECT_EQ(SpcSpdText(scan), c.label) << c.spaces << "/" << c.limit << (c.found ? "" : " not found");
   }
 }

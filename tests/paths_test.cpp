@@ -38,13 +38,9 @@ TEST(PathNamesTest, DirNameAndBaseNameSplitAtTheLastSeparator) {
     const char* dir;
     const char* base;
   } cases[] = {
-      {"Tracks\\Oval.trk", "Tracks\\", "Oval.trk"},
-      {"/games/vm/Tracks/Oval.trk", "/games/vm/Tracks/", "Oval.trk"},
-      {"Cars/Team A\\Red.crs", "Cars/Team A\\", "Red.crs"},
-      {"Oval.trk", "", "Oval.trk"},
-      {"Tracks\\", "Tracks\\", ""},
-      {"", "", ""},
-  };
+      {"Tracks\\Oval.trk", "Tracks\\", "Oval.trk"}, {"/games/vm/Tracks/Oval.trk", "/games/vm/Tracks/", "Oval.trk"},
+      {"Cars/Team A\\Red.crs", "Cars/Team A\\", "Red.crs"}, {"Oval.trk", "", "Oval.trk"},
+      {"Tracks\\", "Tracks\\", ""}, {"", "", ""}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.path);
     EXPECT_EQ(DirName(c.path), c.dir);
@@ -59,61 +55,40 @@ TEST(PathNamesTest, ReplaceExtensionLooksOnlyAtTheLastComponent) {
     const char* ext;
     const char* out;
   } cases[] = {
-      {"Tracks/Oval.trk", ".gif", "Tracks/Oval.gif"},
-      {"Tracks\\OVAL.TRK", ".gif", "Tracks\\OVAL.gif"},
-      {"Oval.Speedway.trk", ".gif", "Oval.Speedway.gif"},
-      {"My.Tracks/Oval", ".gif", "My.Tracks/Oval.gif"},
-      {"My.Tracks\\Oval", ".gif", "My.Tracks\\Oval.gif"},
-      {"v1.2/Tracks/Oval", ".bmp", "v1.2/Tracks/Oval.bmp"},
-      {"Oval", ".gif", "Oval.gif"},
-      {"Season.sea", ".res", "Season.res"},
-      {"Season.sea", "", "Season"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.path);
-    EXPECT_EQ(ReplaceExtension(c.path, c.ext), c.out);
-  }
+      {"Tracks/Oval.trk", ".gif", "Tracks/Oval.gif"},   {"Tracks\\OVAL.TRK", ".gif", "Tracks\\OVAL.gif"},
+      {"Oval.Speedway.trk", ".gif", "Oval.Speedway.gif"}, {"My.Tracks/Oval", ".gif", "My.Tracks/Oval.gif"},
+      {"My.Tracks\\Oval", ".gif", "My.Tracks\\Oval.gif"}, {"v1.2/Tracks/Oval", ".bmp", "v1.2/Tracks/Oval.bmp"},
+      {"Oval", ".gif", "Oval.gif"},                     {"Season.sea", ".res", "Season.res"},
+      {"Season.sea", "", "Season"}};
+  for (const auto& c : cases) EXPECT_EQ(ReplaceExtension(c.path, c.ext), c.out) << c.path;
 }
 
-TEST(PathResolveTest, FindsAFileWhoseComponentsDifferInCase) {
+TEST(PathResolveTest, MatchesComponentsWhateverTheirCaseAndSeparators) {
   TempDir tree;
+  const std::string root = tree.Root();
   const std::string oval = tree.Add("Tracks/Oval.trk");
   const std::string red = tree.Add("Cars/Team A/Red.crs");
-
-  EXPECT_EQ(ResolvePath(tree.Root() + "/tracks\\OVAL.TRK"), oval);
-  EXPECT_EQ(ResolvePath(tree.Root() + "\\TRACKS\\oval.trk"), oval);
-  EXPECT_EQ(ResolvePath(tree.Root() + "/cars/TEAM a/red.CRS"), red);
-  // A folder alone resolves too.
-  EXPECT_EQ(ResolvePath(tree.Root() + "/tracks"), (fs::path(tree.Root()) / "Tracks").string());
-}
-
-TEST(PathResolveTest, AnExactMatchWinsOverOtherCases) {
-  TempDir tree;
-  tree.Add("Tracks/oval.trk");
-  const std::string upper = tree.Add("Tracks/OVAL.trk");
-  const std::string lower = (fs::path(tree.Root()) / "Tracks" / "oval.trk").string();
-  EXPECT_EQ(ResolvePath(upper), upper);
-  EXPECT_EQ(ResolvePath(lower), lower);
-}
-
-TEST(PathResolveTest, ReturnsTheNativePathWhenNothingMatches) {
-  TempDir tree;
-  tree.Add("Tracks/Oval.trk");
-  // A new file in a folder that exists under another case lands in that folder.
-  EXPECT_EQ(ResolvePath(tree.Root() + "\\tracks\\New.trk"), tree.Root() + "/Tracks/New.trk");
+  const std::string lower = tree.Add("Exact/oval.trk");
+  const std::string upper = tree.Add("Exact/OVAL.trk");
   const struct {
-    std::string asked;
+    std::string asked, found;
   } cases[] = {
-      {tree.Root() + "\\Tracks\\Missing.trk"},
-      {tree.Root() + "\\NoFolder\\Oval.trk"},
-      {tree.Root() + "/Tracks/Oval.trk/deeper"},
-      {"no\\such\\relative.trk"},
-      {""},
+      {root + "/tracks\\OVAL.TRK", oval},
+      {root + "\\TRACKS\\oval.trk", oval},
+      {root + "/cars/TEAM a/red.CRS", red},
+      {root + "/tracks", (fs::path(root) / "Tracks").string()},  // a folder alone
+      {upper, upper},  // an exact match wins over other cases
+      {lower, lower},
+      // A new file in a folder that exists under another case lands in that folder.
+      {root + "\\tracks\\New.trk", root + "/Tracks/New.trk"},
+      // Nothing matches: the native path.
+      {root + "\\Tracks\\Missing.trk", NativePath(root + "\\Tracks\\Missing.trk")},
+      {root + "\\NoFolder\\Oval.trk", NativePath(root + "\\NoFolder\\Oval.trk")},
+      {oval + "/deeper", NativePath(oval + "/deeper")},
+      {"no\\such\\relative.trk", NativePath("no\\such\\relative.trk")},
+      {"", ""},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.asked);
-    EXPECT_EQ(ResolvePath(c.asked), NativePath(c.asked));
-  }
+  for (const auto& c : cases) EXPECT_EQ(ResolvePath(c.asked), c.found) << c.asked;
 }
 
 TEST(PathResolveTest, ResolvesRelativePathsFromTheWorkingFolder) {

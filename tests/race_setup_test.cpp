@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "core/textfile.h"
@@ -38,8 +39,8 @@ TEST(RaceSetupWear, AllotmentRuleCoversTheWholeRace) {
   } cases[] = {{100, 5, 17, 17}, {10, 0, 10, 10}, {50, 1, 25, 25}, {51, 2, 17, 17}, {40, 3, 10, 10}, {23, 2, 8, 8}};
   for (const Case& c : cases) {
     const WearAllotment a = ComputeWearAllotment(c.Laps, c.Stops);
-    EXPECT_EQ(a.StartWearAllotment, c.Start) << c.Laps << "/" << c.Stops;
-    EXPECT_EQ(a.PitReplenishment, c.Pit) << c.Laps << "/" << c.Stops;
+    EXPECT_EQ(std::tuple(a.StartWearAllotment, a.PitReplenishment), std::tuple(c.Start, c.Pit))
+        << c.Laps << "/" << c.Stops;
   }
   EXPECT_EQ(StartAllotmentList(100), std::vector<int>({34, 35, 36, 37, 38, 39, 40, 41, 42, 43, 44, 45, 46, 47,
                                                        48, 49, 50, 51, 52, 53, 54, 55, 56, 57, 58, 59, 60}));
@@ -55,31 +56,27 @@ TEST(RaceSetup, PitStopsAndAllotmentsReachTheRaceOnOk) {
     auto rs = Race(c.Laps);
     rs->PitLaneOpen = true;
     RaceSetupDialog dialog(*rs);
+    SCOPED_TRACE(c.Laps);
     dialog.SetMinPitStops(c.Stops);
-    EXPECT_EQ(dialog.cmbStartAllotment.Text, std::to_string(c.Start)) << c.Laps;
-    EXPECT_EQ(dialog.cmbPitReplenishment.Text, std::to_string(c.Pit)) << c.Laps;
+    EXPECT_EQ(std::tuple(dialog.cmbStartAllotment.Text, dialog.cmbPitReplenishment.Text),
+              std::tuple(std::to_string(c.Start), std::to_string(c.Pit)));
     dialog.Ok();
-    EXPECT_TRUE(dialog.Accepted());
-    EXPECT_TRUE(rs->PitLaneOpen);
-    EXPECT_FALSE(rs->PitRepairOnly);
-    EXPECT_EQ(rs->MinPitStops, c.MinStops) << c.Laps;
-    EXPECT_EQ(rs->StartWearAllotment, c.Start) << c.Laps;
-    EXPECT_EQ(rs->PitReplenishment, c.Pit) << c.Laps;
+    EXPECT_EQ(std::tuple(dialog.Accepted(), rs->PitLaneOpen, rs->PitRepairOnly, rs->MinPitStops, rs->StartWearAllotment,
+                         rs->PitReplenishment),
+              std::tuple(true, true, false, c.MinStops, c.Start, c.Pit));
   }
 }
 
 TEST(RaceSetup, StartAllotmentBoundsTheReplenishment) {
   auto rs = Race(100);
   RaceSetupDialog dialog(*rs);
+  const auto& pit = dialog.cmbPitReplenishment;
   dialog.SetStartAllotment(40);  // 60 left, but a stint is never longer than the start's
-  EXPECT_EQ(dialog.cmbPitReplenishment.Items.front(), 20);
-  EXPECT_EQ(dialog.cmbPitReplenishment.Items.back(), 40);
-  EXPECT_EQ(dialog.cmbPitReplenishment.Text, "40");
+  EXPECT_EQ(std::tuple(pit.Items.front(), pit.Items.back(), pit.Text), std::tuple(20, 40, "40"));
   dialog.SetStartAllotment(70);
-  EXPECT_EQ(dialog.cmbPitReplenishment.Items.front(), 15);
-  EXPECT_EQ(dialog.cmbPitReplenishment.Text, "30");
+  EXPECT_EQ(std::tuple(pit.Items.front(), pit.Text), std::tuple(15, "30"));
   dialog.SetStartAllotment(100);  // nothing left: still one lap
-  EXPECT_EQ(dialog.cmbPitReplenishment.Items, std::vector<int>({1}));
+  EXPECT_EQ(pit.Items, std::vector<int>({1}));
 }
 
 TEST(RaceSetup, NineLapsWithWeatherShowRepairOnlyButOkLeavesNoPitLane) {
@@ -87,16 +84,12 @@ TEST(RaceSetup, NineLapsWithWeatherShowRepairOnlyButOkLeavesNoPitLane) {
   rs->WeatherEnabled = true;
   RaceSetupDialog dialog(*rs);
   dialog.SetTotalLaps(9);
-  EXPECT_TRUE(dialog.chkPitLaneOpen.Checked);
-  EXPECT_TRUE(dialog.chkPitLaneOpen.Enabled);
-  EXPECT_TRUE(dialog.chkPitLaneRepairOnly.Checked);
-  EXPECT_FALSE(dialog.cmbMinPitStops.Visible);
+  EXPECT_EQ(std::tuple(dialog.chkPitLaneOpen.Checked, dialog.chkPitLaneOpen.Enabled, dialog.chkPitLaneRepairOnly.Checked,
+                       dialog.cmbMinPitStops.Visible),
+            std::tuple(true, true, true, false));
   dialog.Ok();
-  EXPECT_EQ(rs->RaceLaps, 9);
-  EXPECT_FALSE(rs->PitLaneOpen);
-  EXPECT_FALSE(rs->PitRepairOnly);
-  EXPECT_EQ(rs->StartWearAllotment, 9);
-  EXPECT_EQ(rs->PitReplenishment, 0);
+  EXPECT_EQ(std::tuple(rs->RaceLaps, rs->PitLaneOpen, rs->PitRepairOnly, rs->StartWearAllotment, rs->PitReplenishment),
+            std::tuple(9, false, false, 9, 0));
 }
 
 TEST(RaceSetup, ShortRaceWithoutWeatherClosesThePitBoxUntilWeatherIsOn) {
@@ -104,11 +97,9 @@ TEST(RaceSetup, ShortRaceWithoutWeatherClosesThePitBoxUntilWeatherIsOn) {
   rs->PitLaneOpen = true;
   RaceSetupDialog dialog(*rs);
   dialog.SetTotalLaps(8);
-  EXPECT_FALSE(dialog.chkPitLaneOpen.Checked);
-  EXPECT_FALSE(dialog.chkPitLaneOpen.Enabled);
+  EXPECT_EQ(std::tuple(dialog.chkPitLaneOpen.Checked, dialog.chkPitLaneOpen.Enabled), std::tuple(false, false));
   dialog.SetWeatherEnabled(true);
-  EXPECT_TRUE(dialog.chkPitLaneOpen.Checked);
-  EXPECT_TRUE(dialog.chkPitLaneRepairOnly.Checked);
+  EXPECT_EQ(std::tuple(dialog.chkPitLaneOpen.Checked, dialog.chkPitLaneRepairOnly.Checked), std::tuple(true, true));
   dialog.SetTotalLaps(12);
   EXPECT_TRUE(dialog.chkPitLaneOpen.Enabled);
 
@@ -116,10 +107,9 @@ TEST(RaceSetup, ShortRaceWithoutWeatherClosesThePitBoxUntilWeatherIsOn) {
   auto shortRace = Race(9);
   shortRace->PitLaneOpen = true;
   RaceSetupDialog reopened(*shortRace);
-  EXPECT_FALSE(reopened.chkPitLaneOpen.Checked);
-  EXPECT_FALSE(reopened.chkPitLaneOpen.Enabled);
-  EXPECT_EQ(reopened.cmbMinPitStops.Text, "");
-  EXPECT_FALSE(reopened.cmbStartAllotment.Enabled);
+  EXPECT_EQ(std::tuple(reopened.chkPitLaneOpen.Checked, reopened.chkPitLaneOpen.Enabled, reopened.cmbMinPitStops.Text,
+                       reopened.cmbStartAllotment.Enabled),
+            std::tuple(false, false, "", false));
 }
 
 TEST(RaceSetup, PracticeNeverTakesLapsAndTitlesFollowTheMode) {
@@ -132,16 +122,14 @@ TEST(RaceSetup, PracticeNeverTakesLapsAndTitlesFollowTheMode) {
                {"Season", "Race Setup", "Starting Field", 20, true}};
   for (const Case& c : cases) {
     auto rs = Race(50, c.Mode);
+    SCOPED_TRACE(c.Mode);
     RaceSetupDialog dialog(*rs);
-    EXPECT_EQ(dialog.Title, c.Title);
-    EXPECT_EQ(dialog.FieldLabel, c.Label);
-    EXPECT_EQ(dialog.LengthFrameVisible, c.FramesVisible);
-    EXPECT_EQ(dialog.PointsFrameVisible, c.FramesVisible);
-    EXPECT_EQ(dialog.PitFrameVisible, c.FramesVisible);
+    EXPECT_EQ(std::tuple(dialog.Title, dialog.FieldLabel), std::tuple(c.Title, c.Label));
+    EXPECT_EQ(std::tuple(dialog.LengthFrameVisible, dialog.PointsFrameVisible, dialog.PitFrameVisible),
+              std::tuple(c.FramesVisible, c.FramesVisible, c.FramesVisible));
     dialog.SetTotalLaps(20);
     dialog.Ok();
-    EXPECT_EQ(rs->RaceLaps, c.LapsAfterOk) << c.Mode;
-    EXPECT_EQ(rs->SavedRaceLaps, c.LapsAfterOk) << c.Mode;
+    EXPECT_EQ(std::tuple(rs->RaceLaps, rs->SavedRaceLaps), std::tuple(c.LapsAfterOk, c.LapsAfterOk));
   }
 }
 
@@ -151,23 +139,18 @@ TEST(RaceSetup, OpeningSettlesTheFieldThePitDurationAndTheMiles) {
   rs->MinPitDuration = 0;
   rs->QualifyingMethod = "Single Lap";
   RaceSetupDialog dialog(*rs);
-  EXPECT_EQ(rs->CarCount, 10);
-  EXPECT_EQ(dialog.cmbCarsRacing.Items.size(), 10u);
-  EXPECT_EQ(dialog.cmbCarsRacing.Text, "10");
-  EXPECT_EQ(rs->MinPitDuration, 5);
-  EXPECT_EQ(dialog.cmbTurnsInPit.Text, "5");
-  EXPECT_EQ(dialog.txtMiles, "62.5");
-  EXPECT_FALSE(dialog.CheckAllowRequal.Visible);
-  EXPECT_EQ(dialog.cmbCarSetupPoints.Items.front(), 4);
-  EXPECT_EQ(dialog.cmbCarSetupPoints.Items.back(), 12);
+  EXPECT_EQ(std::tuple(rs->CarCount, dialog.cmbCarsRacing.Items.size(), dialog.cmbCarsRacing.Text),
+            std::tuple(10, 10u, "10"));
+  EXPECT_EQ(std::tuple(rs->MinPitDuration, dialog.cmbTurnsInPit.Text, dialog.txtMiles, dialog.CheckAllowRequal.Visible),
+            std::tuple(5, "5", "62.5", false));
+  EXPECT_EQ(std::tuple(dialog.cmbCarSetupPoints.Items.front(), dialog.cmbCarSetupPoints.Items.back()),
+            std::tuple(4, 12));
   dialog.cmbQualifying.clear();
   dialog.cmbTurnsInPit.Text = "7";
   dialog.Ok();
-  EXPECT_EQ(rs->QualifyingMethod, "Start Speed");
-  EXPECT_EQ(rs->MinPitDuration, 7);
-  EXPECT_FALSE(rs->PitLaneOpen);
-  EXPECT_EQ(rs->StartWearAllotment, 50);
-  EXPECT_EQ(rs->PitReplenishment, 0);
+  EXPECT_EQ(std::tuple(rs->QualifyingMethod, rs->MinPitDuration, rs->PitLaneOpen, rs->StartWearAllotment,
+                       rs->PitReplenishment),
+            std::tuple("Start Speed", 7, false, 50, 0));
 }
 
 TEST(RaceSetup, PointPresetsAndBoxes) {
@@ -185,17 +168,13 @@ TEST(RaceSetup, PointPresetsAndBoxes) {
   EXPECT_EQ(dialog.optPointStructure, kCustomPointsIndex);
 
   dialog.ChoosePointPreset(0);
-  EXPECT_EQ(dialog.txtPS[1], "8");
-  EXPECT_EQ(rs->PointStructure[2], 8);
-  EXPECT_EQ(rs->PointStructure[10], 0);
+  EXPECT_EQ(std::tuple(dialog.txtPS[1], rs->PointStructure[2], rs->PointStructure[10]), std::tuple("8", 8, 0));
   dialog.EditPlace(2, "abc");  // not a number: counts as 0, the box keeps the text
-  EXPECT_EQ(dialog.txtPS[2], "abc");
-  EXPECT_EQ(rs->PointStructure[3], 0);
+  EXPECT_EQ(std::tuple(dialog.txtPS[2], rs->PointStructure[3]), std::tuple("abc", 0));
   dialog.EditPlace(0, " 12 ");
   EXPECT_EQ(rs->PointStructure[1], 12);
   dialog.EditPole("x");  // a bonus box shows the 0 as well
-  EXPECT_EQ(dialog.txtPole, "0");
-  EXPECT_EQ(rs->PointsPole, 0);
+  EXPECT_EQ(std::tuple(dialog.txtPole, rs->PointsPole), std::tuple("0", 0));
   dialog.EditFastLap("3");
   EXPECT_EQ(rs->PointsFastLap, 3);
   EXPECT_EQ(PointsBoxValue("99999"), 0);
@@ -206,16 +185,14 @@ TEST(RaceSetup, CancelLoadsNoTrackAndDefaultsComeThroughTheCallback) {
   RaceSetupDialog dialog(*rs);
   dialog.SetTotalLaps(30);
   EXPECT_EQ(dialog.Cancel(), "CANCEL.LOAD");
-  EXPECT_FALSE(dialog.Accepted());
-  EXPECT_EQ(rs->RaceLaps, 100);
+  EXPECT_EQ(std::tuple(dialog.Accepted(), rs->RaceLaps), std::tuple(false, 100));
 
   const std::optional<FileError> failed = dialog.LoadDefaultSettings(
       [](RaceState& r) { return ReadSettings(r, "/no/such/VMR.ini"); });
   ASSERT_TRUE(failed);
   EXPECT_EQ(dialog.cmbTotalLaps.Text, "30");
   ASSERT_FALSE(dialog.LoadDefaultSettings([](RaceState& r) { return ReadSettings(r, kDeliveredSettings); }));
-  EXPECT_EQ(dialog.cmbTotalLaps.Text, "50");
-  EXPECT_EQ(dialog.cmbCarsRacing.Text, "8");
+  EXPECT_EQ(std::tuple(dialog.cmbTotalLaps.Text, dialog.cmbCarsRacing.Text), std::tuple("50", "8"));
 }
 
 TEST(RaceSetupOptions, EditsTheFileWithoutARaceAndRefusesOkWithoutDefaultFiles) {
@@ -229,9 +206,8 @@ TEST(RaceSetupOptions, EditsTheFileWithoutARaceAndRefusesOkWithoutDefaultFiles) 
   ScriptedConsole console;
   RaceOptionsDialog dialog(console, path);
   ASSERT_TRUE(dialog.Opened());
-  EXPECT_EQ(dialog.Settings.PointStructure[10], 9);  // places 1 to 10 are the player's
-  EXPECT_EQ(dialog.Settings.PointStructure[11], 0);
-  EXPECT_EQ(dialog.Settings.PointStructure[38], 0);
+  const auto& points = dialog.Settings.PointStructure;  // places 1 to 10 are the player's
+  EXPECT_EQ(std::tuple(points[10], points[11], points[38]), std::tuple(9, 0, 0));
   EXPECT_EQ(RaceOptionsDialog::SetupPointsList().back(), 9);
 
   dialog.Settings.DefaultCarFile = "";
@@ -254,8 +230,7 @@ TEST(RaceSetupOptions, EditsTheFileWithoutARaceAndRefusesOkWithoutDefaultFiles) 
   ScriptedConsole quiet;
   RaceOptionsDialog missing(quiet, dir.File("none.ini"));
   EXPECT_FALSE(missing.Opened());
-  ASSERT_EQ(quiet.Messages().size(), 1u);
-  EXPECT_EQ(quiet.Messages()[0], "File  ' " + dir.File("none.ini") + " '  is missing or corrupt.  ");
+  EXPECT_EQ(quiet.Messages(), std::vector<std::string>{"File  ' " + dir.File("none.ini") + " '  is missing or corrupt.  "});
 }
 
 }  // namespace

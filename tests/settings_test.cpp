@@ -5,6 +5,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "core/textfile.h"
@@ -47,19 +48,12 @@ TEST(SettingsFile, DeliveredFileReadsAndWritesBackByteIdentical) {
   auto rs = std::make_unique<RaceState>();
   rs->MinPitDuration = 0;
   ASSERT_FALSE(ReadSettings(*rs, kDeliveredSettings));
-  EXPECT_EQ(rs->RaceLaps, 50);
-  EXPECT_EQ(rs->CarCount, 8);
-  EXPECT_EQ(rs->QualifyingMethod, "Start Speed");
-  EXPECT_EQ(rs->CarSetupPoints, 8);
-  EXPECT_EQ(rs->DefaultCarFile, "Default.crs");
-  EXPECT_EQ(rs->DefaultResultTable, "Default.rst");
-  EXPECT_EQ(rs->DefaultTeamFile, "Teams.tms");
-  EXPECT_FALSE(rs->AgreementShown);
+  EXPECT_EQ(std::tuple(rs->RaceLaps, rs->CarCount, rs->QualifyingMethod, rs->CarSetupPoints, rs->DefaultCarFile,
+                       rs->DefaultResultTable, rs->DefaultTeamFile, rs->AgreementShown),
+            std::tuple(50, 8, "Start Speed", 8, "Default.crs", "Default.rst", "Teams.tms", false));
   // What reading the settings derives from the laps read.
-  EXPECT_EQ(rs->SavedRaceLaps, 50);
-  EXPECT_EQ(rs->StartWearAllotment, 50);
-  EXPECT_EQ(rs->PitReplenishment, 1);
-  EXPECT_EQ(rs->MinPitDuration, 5);
+  EXPECT_EQ(std::tuple(rs->SavedRaceLaps, rs->StartWearAllotment, rs->PitReplenishment, rs->MinPitDuration),
+            std::tuple(50, 50, 1, 5));
 
   ASSERT_FALSE(WriteSettings(*rs, dir.File("VMR.ini")));
   EXPECT_EQ(ReadWholeFile(dir.File("VMR.ini")).value(), Delivered());
@@ -102,9 +96,9 @@ TEST(SettingsFile, LastThreeBooleansAreTrueOnlyAsTheExactWord) {
     edited[43] = edited[44] = edited[45] = c.Value;
     GameSettings s;
     ASSERT_FALSE(ParseSettings(s, Edited(edited, 0, ""), "VMR.ini"));
-    EXPECT_EQ(s.HighlightLeader, c.Expected) << c.Value;
-    EXPECT_EQ(s.AgreementShown, c.Expected) << c.Value;
-    EXPECT_EQ(s.WeatherEnabled, c.Expected) << c.Value;
+    EXPECT_EQ(std::tuple(s.HighlightLeader, s.AgreementShown, s.WeatherEnabled),
+              std::tuple(c.Expected, c.Expected, c.Expected))
+        << c.Value;
   }
 }
 
@@ -118,6 +112,11 @@ struct HostileCase {
   int ErrorLine;
   std::string Field;
 };
+
+void ExpectRefused(const std::optional<FileError>& error, const HostileCase& c) {
+  ASSERT_TRUE(error) << c.With;
+  EXPECT_EQ(std::tuple(error->Code, error->Line, error->Field), std::tuple(c.Code, c.ErrorLine, c.Field)) << c.With;
+}
 
 TEST(SettingsFile, HostileFileNamesLineAndFieldAndKeepsTheRace) {
   const std::vector<std::string> lines = Lines(Delivered());
@@ -139,14 +138,9 @@ TEST(SettingsFile, HostileFileNamesLineAndFieldAndKeepsTheRace) {
     rs->MinPitDuration = 3;
     rs->PitReplenishment = 4;
     const GameSettings before = SettingsOf(*rs);
-    const std::optional<FileError> error = ReadSettings(*rs, path);
-    ASSERT_TRUE(error) << c.With;
-    EXPECT_EQ(error->Code, c.Code) << c.With;
-    EXPECT_EQ(error->Line, c.ErrorLine) << c.With;
-    EXPECT_EQ(error->Field, c.Field) << c.With;
+    ExpectRefused(ReadSettings(*rs, path), c);
     EXPECT_EQ(SettingsOf(*rs), before);
-    EXPECT_EQ(rs->MinPitDuration, 3);
-    EXPECT_EQ(rs->PitReplenishment, 4);
+    EXPECT_EQ(std::tuple(rs->MinPitDuration, rs->PitReplenishment), std::tuple(3, 4));
   }
   auto rs = std::make_unique<RaceState>();
   EXPECT_EQ(ReadSettings(*rs, dir.File("none.ini"))->Code, FileErrorCode::NotFound);
@@ -257,19 +251,15 @@ TEST(RaceConfigFile, RoundTripIsByteIdenticalAndAppliesTheFileAsLoaded) {
   rs->CarSlipSpeed[1] = 20;
   TrackStub stub;
   ASSERT_FALSE(ReadRaceConfig(*rs, path, kCarsFolder, stub.Loader()));
-  EXPECT_EQ(stub.Asked, "C:\\VMR\\Tracks\\Oval.trk");
-  EXPECT_TRUE(stub.SawConfigLoaded);
-  EXPECT_FALSE(rs->RaceConfigLoaded);
-  EXPECT_EQ(rs->track.TrackFile, "C:\\VMR\\Tracks\\Oval.trk");
-  EXPECT_EQ(rs->track.TrackDistanceMiles, 1.5);
-  EXPECT_EQ(rs->CarMovementDelay, 40);  // read, not applied
-  EXPECT_EQ(rs->MinPitStops, 5);        // Int((100 - 17) / 17 + 0.5)
-  EXPECT_EQ(rs->CarPicture[1], kCarsFolder + "Formula\\Gifs\\Red1");
-  EXPECT_EQ(rs->CarQualifyBonus[4], 1.0 / 3);
-  EXPECT_EQ(rs->CarSpeed[2], 0);
-  EXPECT_EQ(rs->CarApexNumber[2], 0);
-  EXPECT_FALSE(rs->CarOnApexCells[40]);
-  EXPECT_EQ(rs->CarSlipSpeed[1], 0);
+  // The track is loaded while the file is marked as being loaded; the delay is read, not applied;
+  // MinPitStops is Int((100 - 17) / 17 + 0.5).
+  EXPECT_EQ(std::tuple(stub.Asked, stub.SawConfigLoaded, rs->RaceConfigLoaded, rs->track.TrackFile,
+                       rs->track.TrackDistanceMiles, rs->CarMovementDelay, rs->MinPitStops),
+            std::tuple("C:\\VMR\\Tracks\\Oval.trk", true, false, "C:\\VMR\\Tracks\\Oval.trk", 1.5, 40, 5));
+  EXPECT_EQ(std::tuple(rs->CarPicture[1], rs->CarQualifyBonus[4]), std::tuple(kCarsFolder + "Formula\\Gifs\\Red1", 1.0 / 3));
+  // The race counters are cleared.
+  EXPECT_EQ(std::tuple(rs->CarSpeed[2], rs->CarApexNumber[2], rs->CarOnApexCells[40], rs->CarSlipSpeed[1]),
+            std::tuple(0, 0, false, 0));
   EXPECT_EQ(rs->Tables, testing_support::UsualTables());
   rs->CarMovementDelay = original->CarMovementDelay;
   EXPECT_EQ(RaceConfigText(*rs, kCarsFolder), text);
@@ -310,11 +300,7 @@ TEST(RaceConfigFile, HostileFileNamesLineAndFieldAndKeepsTheRace) {
     rs->DriverName[1] = "Kept";
     const std::string before = RaceConfigText(*rs, kCarsFolder);
     TrackStub stub;
-    const std::optional<FileError> error = ParseRaceConfig(*rs, text, "Race.rac", kCarsFolder, stub.Loader());
-    ASSERT_TRUE(error) << c.With;
-    EXPECT_EQ(error->Code, c.Code) << c.With;
-    EXPECT_EQ(error->Line, c.ErrorLine) << c.With;
-    EXPECT_EQ(error->Field, c.Field) << c.With;
+    ExpectRefused(ParseRaceConfig(*rs, text, "Race.rac", kCarsFolder, stub.Loader()), c);
     EXPECT_EQ(RaceConfigText(*rs, kCarsFolder), before) << c.With;
     EXPECT_EQ(rs->track.TrackDistanceMiles, 0) << c.With;
   }
@@ -333,9 +319,7 @@ TEST(RaceConfigFile, TrackFromAnotherMachineIsFoundInTheTracksFolderAndAFailedLo
   const std::optional<FileError> error =
       ParseRaceConfig(*other, text, "Race.rac", kCarsFolder, TrackLoaderFromFolder("/no/such/folder"));
   ASSERT_TRUE(error);
-  EXPECT_EQ(error->Code, FileErrorCode::NotFound);
-  EXPECT_EQ(other->RaceLaps, 12);
-  EXPECT_EQ(other->track.TrackSpaces, 0);
+  EXPECT_EQ(std::tuple(error->Code, other->RaceLaps, other->track.TrackSpaces), std::tuple(FileErrorCode::NotFound, 12, 0));
 }
 
 }  // namespace

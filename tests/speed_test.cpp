@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "core/curve_scan.h"
@@ -29,6 +30,11 @@ std::string Row(const SpeedFrame& f) {
   return row;
 }
 
+// Names a row of a parameter table in the test output.
+template <typename Case>
+  requires requires(const Case& c) { c.Name; }
+void PrintTo(const Case& c, std::ostream* os) { *os << c.Name; }
+
 class SpeedTest : public testing_support::RulesTest {
  protected:
   // The current car's design and where it is in the race.
@@ -54,8 +60,6 @@ struct RangeCase {
   const char* Row;  // buttons 0, 20, ... 240
 };
 
-void PrintTo(const RangeCase& c, std::ostream* os) { *os << c.Name; }
-
 class SpeedRange : public SpeedTest, public ::testing::WithParamInterface<RangeCase> {};
 
 TEST_P(SpeedRange, ColoursEachButtonByTheFirstRowThatHolds) {
@@ -68,9 +72,7 @@ TEST_P(SpeedRange, ColoursEachButtonByTheFirstRowThatHolds) {
 
   const SpeedFrame f = LoadSpeedFrame(ctx);
 
-  EXPECT_EQ(rs.MaxNewSpeed, c.Max);
-  EXPECT_EQ(rs.MinNewSpeed, c.Min);
-  EXPECT_EQ(Row(f), c.Row);
+  EXPECT_EQ(std::tuple(rs.MaxNewSpeed, rs.MinNewSpeed, Row(f)), std::tuple(c.Max, c.Min, c.Row));
   EXPECT_EQ(f.Buttons.back().Speed, 240);
   for (const SpeedButton& b : f.Buttons) EXPECT_TRUE(b.Seen);
 }
@@ -123,8 +125,6 @@ struct CurveCase {
   const char* Row;
 };
 
-void PrintTo(const CurveCase& c, std::ostream* os) { *os << c.Name; }
-
 class SpeedCurve : public SpeedTest, public ::testing::WithParamInterface<CurveCase> {};
 
 TEST_P(SpeedCurve, ClosesButtonsThatSpeedUpPastTheLimit) {
@@ -166,8 +166,6 @@ struct NextCellCase {
   bool IsExit, ExitAllowed;
 };
 
-void PrintTo(const NextCellCase& c, std::ostream* os) { *os << c.Name; }
-
 class SpeedNextCell : public SpeedTest, public ::testing::WithParamInterface<NextCellCase> {};
 
 TEST_P(SpeedNextCell, FindsTheCellAheadOnTheCarsLine) {
@@ -179,10 +177,8 @@ TEST_P(SpeedNextCell, FindsTheCellAheadOnTheCarsLine) {
   rs.OptAccelFromCurveExit = c.AccelFromExit;
 
   NextCells(rs);
-
-  EXPECT_EQ(rs.NextCellLimit, c.Limit);
-  EXPECT_EQ(rs.NextIsExit, c.IsExit);
-  EXPECT_EQ(rs.ExitAccelAllowed, c.ExitAllowed);
+  EXPECT_EQ(std::tuple(rs.NextCellLimit, rs.NextIsExit, rs.ExitAccelAllowed),
+            std::tuple(c.Limit, c.IsExit, c.ExitAllowed));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -214,24 +210,12 @@ TEST_F(SpeedTest, DashboardShowsTheCarAndClearsTheTurnMarks) {
   rs.CarDraftTarget[kCar] = 2;
 
   const SpeedFrame f = LoadSpeedFrame(ctx);
-
-  EXPECT_EQ(f.Car, kCar);
-  EXPECT_EQ(f.Driver, "Driver 3");
-  EXPECT_EQ(f.RacePosition, "3rd Place");
-  EXPECT_EQ(f.AccColour, kColourRed);
-  EXPECT_EQ(f.DecColour, kColourWhite);
-  EXPECT_EQ(f.TopSpdColour, kColourWhite);
-  EXPECT_EQ(f.Acc, "20");
-  EXPECT_EQ(f.DRM, "-1");
-  EXPECT_EQ(f.Wears, 0);
-  EXPECT_TRUE(f.ShowAutoPilot);
-  EXPECT_FALSE(f.ShowTires);
+  EXPECT_EQ(std::tuple(f.Car, f.Driver, f.RacePosition, f.Acc, f.DRM, f.Wears, f.ShowAutoPilot, f.ShowTires),
+            std::tuple(kCar, "Driver 3", "3rd Place", "20", "-1", 0, true, false));
+  EXPECT_EQ(std::tuple(f.AccColour, f.DecColour, f.TopSpdColour), std::tuple(kColourRed, kColourWhite, kColourWhite));
   EXPECT_EQ(f.SpcSpd, SpcSpdText(ScanNextCurve(rs, kCar)));
-  EXPECT_EQ(rs.PaceSpeed, 140);
-  EXPECT_FALSE(rs.AccelChecked);
-  EXPECT_FALSE(rs.DecelChecked);
-  EXPECT_EQ(rs.SpacesLeft, 0);
-  EXPECT_EQ(rs.CarDraftTarget[kCar], 0);
+  EXPECT_EQ(std::tuple(rs.PaceSpeed, rs.AccelChecked, rs.DecelChecked, rs.SpacesLeft, rs.CarDraftTarget[kCar]),
+            std::tuple(140, false, false, 0.0, 0));
 
   // A pace already known stays; an AI car gets no autopilot button.
   rs.CarIsAI[kCar] = true;
@@ -258,8 +242,6 @@ struct LimitCase {
   int WearsAfter;
 };
 
-void PrintTo(const LimitCase& c, std::ostream* os) { *os << c.Name; }
-
 class SpeedLimits : public SpeedTest, public ::testing::WithParamInterface<LimitCase> {};
 
 TEST_P(SpeedLimits, RoutesEachExcessToItsTable) {
@@ -279,13 +261,9 @@ TEST_P(SpeedLimits, RoutesEachExcessToItsTable) {
 
   EXPECT_EQ(log.Kinds(), c.Kinds);
   ExpectDraws(c.Draws.size());
-  EXPECT_EQ(rs.AccelChecked, c.AccelCheckedAfter);
-  EXPECT_EQ(rs.CarWears[kCar], c.WearsAfter);
-  EXPECT_TRUE(rs.SpeedChecked);
-  EXPECT_TRUE(rs.DecelChecked);
-  EXPECT_EQ(rs.DecelOverBy, 0);
-  EXPECT_EQ(rs.AccelOverBy, 0);
-  EXPECT_EQ(rs.TopSpeedOverBy, 0);
+  EXPECT_EQ(std::tuple(rs.AccelChecked, rs.CarWears[kCar]), std::tuple(c.AccelCheckedAfter, c.WearsAfter));
+  EXPECT_EQ(std::tuple(rs.SpeedChecked, rs.DecelChecked, rs.DecelOverBy, rs.AccelOverBy, rs.TopSpeedOverBy),
+            std::tuple(true, true, 0, 0, 0));
 }
 
 const std::vector<double> kNone;
@@ -398,7 +376,7 @@ TEST_F(SpeedTest, ChecksRunOnceATurn) {
   rs.WorkSpeed = 240;
   rs.CarTopSpeed[kCar] = 100;
   CheckSpeedLimits(ctx);
-  ExpectDraws(4);
+  ExpectDraws(4);  // one roll only
   EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogAccelExceeded}));
   EXPECT_EQ(rs.WorkTopSpeed, 200);
 }
@@ -415,8 +393,6 @@ struct ChooseCase {
   bool Checked;
 };
 
-void PrintTo(const ChooseCase& c, std::ostream* os) { *os << c.Name; }
-
 class SpeedChoice : public SpeedTest, public ::testing::WithParamInterface<ChooseCase> {};
 
 TEST_P(SpeedChoice, SetsTheMoveAndPutsASurvivingCarBackInTheRunning) {
@@ -432,11 +408,8 @@ TEST_P(SpeedChoice, SetsTheMoveAndPutsASurvivingCarBackInTheRunning) {
   ChooseSpeed(ctx, c.Button);
 
   ExpectDraws(c.Draws.size());
-  EXPECT_EQ(rs.CarStatus[kCar], c.StatusAfter);
-  EXPECT_EQ(rs.CarNewSpeed[kCar], c.NewSpeedAfter);
-  EXPECT_EQ(rs.WorkSpeed, c.WorkAfter);
-  EXPECT_EQ(rs.SpacesLeft, c.WorkAfter / 20);
-  EXPECT_EQ(rs.SpeedChecked, c.Checked);
+  EXPECT_EQ(std::tuple(rs.CarStatus[kCar], rs.CarNewSpeed[kCar], rs.WorkSpeed, rs.SpacesLeft, rs.SpeedChecked),
+            std::tuple(c.StatusAfter, c.NewSpeedAfter, c.WorkAfter, c.WorkAfter / 20.0, c.Checked));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -459,9 +432,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(SpeedTest, ButtonOutsideTheRowChangesNothing) {
   for (int i : {-1, kSpeedButtons, 1000}) {
     ChooseSpeed(ctx, i);
-    EXPECT_EQ(rs.WorkSpeed, 120) << i;
-    EXPECT_EQ(rs.CarNewSpeed[kCar], 120) << i;
-    EXPECT_FALSE(rs.SpeedChecked) << i;
+    EXPECT_EQ(std::tuple(rs.WorkSpeed, rs.CarNewSpeed[kCar], rs.SpeedChecked), std::tuple(120, 120, false)) << i;
   }
 }
 

@@ -36,11 +36,9 @@ std::unique_ptr<Track> NewTrack(const Track& t) { return std::make_unique<Track>
 }
 
 void ExpectApex(const Track& t, int apex, std::vector<ApexCell> cells) {
-  for (int k = 1; k <= kMaxApexCells; ++k) {
-    const ApexCell want = k <= static_cast<int>(cells.size()) ? cells[k - 1] : ApexCell{};
-    EXPECT_EQ(t.ApexCells[apex][k].Lane, want.Lane) << "apex " << apex << " cell " << k;
-    EXPECT_EQ(t.ApexCells[apex][k].Space, want.Space) << "apex " << apex << " cell " << k;
-  }
+  cells.resize(kMaxApexCells);
+  EXPECT_EQ(std::vector<ApexCell>(t.ApexCells[apex].begin() + 1, t.ApexCells[apex].begin() + 1 + kMaxApexCells), cells)
+      << "apex " << apex;
 }
 
 // An unread cell is a skip cell of rank 0 and limit 0 at (0, 0).
@@ -78,10 +76,10 @@ Rest RestOf(const Track& t) {
           t.PitExitLane, t.PitExitLaneAlt, t.PitEntryLane, t.TrackDefaultCarFile, t.TrackWearFactor};
 }
 
-// SpaceCurveNumber for spaces 1..n, one digit a space.
-std::string CurveDigits(const Track& t) {
+// SpaceCurveNumber for spaces 1..n (the track's length unless given), one digit a space.
+std::string CurveDigits(const Track& t, int spaces = 0) {
   std::string out;
-  for (int space = 1; space <= t.TrackLength; ++space) out += std::to_string(t.SpaceCurveNumber[space]);
+  for (int space = 1; space <= (spaces ? spaces : t.TrackLength); ++space) out += std::to_string(t.SpaceCurveNumber[space]);
   return out;
 }
 
@@ -140,10 +138,8 @@ TEST(TrackFileLoad, FullFixtureCellsApexesAndCurves) {
   EXPECT_EQ(std::tuple(t->CellSpeedLimit[4][1], t->CellDrySpeedLimit[4][1], t->CellSpeedLimit[5][1],
                        t->CellDrySpeedLimit[5][1]),
             std::tuple(120, 120, 90, 90));
-  EXPECT_TRUE(t->CellSkip[5][1]);
-  EXPECT_FALSE(t->CellSkip[5][2]);
-  EXPECT_EQ(t->CellLaneRank[7][3], 3);
-  EXPECT_EQ(t->CellLaneRank[7][1], 1);
+  EXPECT_EQ(std::tuple(t->CellSkip[5][1], t->CellSkip[5][2], t->CellLaneRank[7][3], t->CellLaneRank[7][1]),
+            std::tuple(true, false, 3, 1));
   EXPECT_EQ(std::tuple(t->CellImage[4][1], t->CellImage[5][1], t->CellImage[10][3]), std::tuple("NE", " ", "S"));
   EXPECT_EQ(std::tuple(t->CellApexMark[3][3], t->CellApexMark[4][2], t->CellApexMark[6][1], t->CellApexMark[9][2],
                        t->CellApexMark[10][1], t->CellApexMark[5][2]),
@@ -163,8 +159,7 @@ TEST(TrackFileLoad, FullFixtureCellsApexesAndCurves) {
   EXPECT_EQ(t->CellImage[1][4], " ");
 
   // Curves at 4..6 (space 5 holds on the skip cell's neighbours) and at 10.
-  EXPECT_EQ(CurveDigits(*t), "0001110002");
-  EXPECT_EQ(CurveCount(*t), 2);
+  EXPECT_EQ(std::tuple(CurveDigits(*t), CurveCount(*t)), std::tuple("0001110002", 2));
 }
 
 TEST(TrackFileLoad, FixturesEndingEarlyTakeTheDefaults) {
@@ -182,14 +177,11 @@ TEST(TrackFileLoad, FixturesEndingEarlyTakeTheDefaults) {
   EXPECT_EQ(CurveDigits(*h), "10000002");
 
   auto q = Loaded(kQuarry);  // ends after the podium
-  EXPECT_EQ(q->TrackTag, "QUARRY");
-  EXPECT_EQ(q->TrackLanes, 1);
-  EXPECT_EQ(q->ApexCount, 1);
+  EXPECT_EQ(std::tuple(q->TrackTag, q->TrackLanes, q->ApexCount), std::tuple("QUARRY", 1, 1));
   ExpectApex(*q, 30, {{1, 2}, {1, 3}, {1, 5}});
   EXPECT_EQ(RestOf(*q), (Rest{6, 6, 7, -20, 0, 0, 1, 2, 1, "", 1}));
   // Space 4's only curve cell is a skip cell and space 5 is exactly 300: one curve, 2..3.
-  EXPECT_EQ(CurveDigits(*q), "011000");
-  EXPECT_EQ(CurveCount(*q), 1);
+  EXPECT_EQ(std::tuple(CurveDigits(*q), CurveCount(*q)), std::tuple("011000", 1));
 }
 
 TEST(TrackFilePreview, ReadsOnlyTheHeader) {
@@ -203,8 +195,7 @@ TEST(TrackFilePreview, ReadsOnlyTheHeader) {
   const testing_support::TempDir dir;
   TrackHeader m;
   ASSERT_FALSE(TrackPreview(dir.Add("preview.trk", MiniText(5, "rubbish,here")), m).has_value());
-  EXPECT_EQ(m.TrackName, "Mini");
-  EXPECT_EQ(m.TrackTag, "MINI  ");
+  EXPECT_EQ(std::tuple(m.TrackName, m.TrackTag), std::tuple("Mini", "MINI  "));
 
   std::optional<FileError> err = TrackPreview(kFixtures + "/NoSuchTrack.trk", h);
   ASSERT_TRUE(err.has_value());
@@ -239,32 +230,21 @@ TEST(TrackFileLoad, EarlyEndsKeepTheClearedValuesAndDefaults) {
     auto t = NewTrack();
     std::optional<FileError> err = LoadTrackText(*t, c.text, "Tracks/Mini.trk");
     ASSERT_FALSE(err.has_value()) << err->Describe();
-    EXPECT_EQ(t->TrackName, "Mini");
-    EXPECT_EQ(t->TrackLength, 2);
-    EXPECT_EQ(t->ApexCount, c.apexCount);
-    EXPECT_EQ(t->PitEntrySpace, c.entry);
-    EXPECT_EQ(t->PitExitSpace, c.exit);
-    EXPECT_EQ(t->TrackWearFactor, c.wear);
-    EXPECT_EQ(t->TrackDefaultCarFile, "");
-    if (c.secondCellRead) {
-      EXPECT_EQ(t->CellSpeedLimit[2][1], 150);
-      EXPECT_EQ(t->SpaceCurveNumber[2], 1);
-    } else {
-      ExpectUnreadCell(*t, 2, 1);
-      EXPECT_EQ(t->SpaceCurveNumber[2], 0);
-    }
+    EXPECT_EQ(std::tuple(t->TrackName, t->TrackLength, t->ApexCount, t->PitEntrySpace, t->PitExitSpace,
+                         t->TrackWearFactor, t->TrackDefaultCarFile),
+              std::tuple("Mini", 2, c.apexCount, c.entry, c.exit, c.wear, ""));
+    EXPECT_EQ(t->SpaceCurveNumber[2], c.secondCellRead ? 1 : 0);
+    if (c.secondCellRead) EXPECT_EQ(t->CellSpeedLimit[2][1], 150);
+    else ExpectUnreadCell(*t, 2, 1);
   }
 }
 
 TEST(TrackFileLoad, FileEndingInsideACellRecordKeepsWhatItRead) {
   auto t = NewTrack();
   ASSERT_FALSE(LoadTrackText(*t, MiniText(0, "", 4) + "20,11,0", "Mini.trk").has_value());
-  EXPECT_EQ(t->CellX[2][1], 20);
-  EXPECT_EQ(t->CellY[2][1], 11);
-  EXPECT_EQ(t->CellSpeedLimit[2][1], 0);
-  EXPECT_TRUE(t->CellSkip[2][1]);
-  EXPECT_EQ(t->CellLaneRank[2][1], 0);
-  EXPECT_EQ(t->CellSpeedLimit[1][1], 999);
+  EXPECT_EQ(std::tuple(t->CellX[2][1], t->CellY[2][1], t->CellSpeedLimit[2][1], t->CellSkip[2][1],
+                       t->CellLaneRank[2][1], t->CellSpeedLimit[1][1]),
+            std::tuple(20, 11, 0, true, 0, 999));
 }
 
 TEST(TrackFileLoad, FileEndingInsideTheHeaderFails) {
@@ -283,9 +263,7 @@ TEST(TrackFileLoad, FileEndingInsideTheHeaderFails) {
     auto t = NewTrack();
     std::optional<FileError> err = LoadTrackText(*t, c.text, "Short.trk");
     ASSERT_TRUE(err.has_value());
-    EXPECT_EQ(err->Code, FileErrorCode::PastEnd);
-    EXPECT_EQ(err->Field, c.field);
-    EXPECT_EQ(err->File, "Short.trk");
+    EXPECT_EQ(std::tuple(err->Code, err->Field, err->File), std::tuple(FileErrorCode::PastEnd, c.field, "Short.trk"));
     EXPECT_FALSE(t->EverLoaded);
   }
 }
@@ -357,10 +335,8 @@ TEST(TrackFileLoad, BadFilesNameTheFieldAndKeepTheTrack) {
     auto t = NewTrack(*good);
     std::optional<FileError> err = LoadTrackText(*t, MiniText(c.line, c.replacement), "Tracks/Bad.trk");
     ASSERT_TRUE(err.has_value());
-    EXPECT_EQ(err->Code, c.code) << err->Describe();
-    EXPECT_EQ(err->File, "Tracks/Bad.trk");
-    EXPECT_EQ(err->Line, c.line) << err->Describe();
-    EXPECT_EQ(err->Field, c.field) << err->Describe();
+    EXPECT_EQ(std::tuple(err->Code, err->File, err->Line, err->Field), std::tuple(c.code, "Tracks/Bad.trk", c.line, c.field))
+        << err->Describe();
     EXPECT_TRUE(SameTrack(*t, *good));
   }
 }
@@ -379,14 +355,9 @@ TEST(TrackFileLoad, BoundaryCountsAreAccepted) {
   auto t = NewTrack();
   std::optional<FileError> err = LoadTrackText(*t, text, "Big.trk");
   ASSERT_FALSE(err.has_value()) << err->Describe();
-  EXPECT_EQ(t->TrackLength, 600);
-  EXPECT_EQ(t->CellX[600][1], 600);
-  EXPECT_EQ(t->SpaceCurveNumber[600], 1);
-  EXPECT_EQ(t->ApexCount, 30);
-  EXPECT_EQ(t->ApexCells[29][1].Lane, 1);
-  EXPECT_EQ(t->ApexCells[30][15].Space, 15);
-  EXPECT_EQ(t->PitEntrySpace, 600);
-  EXPECT_EQ(t->PitExitSpace, 1);
+  EXPECT_EQ(std::tuple(t->TrackLength, t->CellX[600][1], t->SpaceCurveNumber[600], t->ApexCount, t->ApexCells[29][1].Lane,
+                       t->ApexCells[30][15].Space, t->PitEntrySpace, t->PitExitSpace),
+            std::tuple(600, 600, 1, 30, 1, 15, 600, 1));
 }
 
 TEST(TrackFileLoad, MissingFileIsNotFoundAndKeepsTheTrack) {
@@ -395,8 +366,7 @@ TEST(TrackFileLoad, MissingFileIsNotFoundAndKeepsTheTrack) {
   const std::string name = kFixtures + "/NoSuchTrack.trk";
   std::optional<FileError> err = LoadTrack(*t, name);
   ASSERT_TRUE(err.has_value());
-  EXPECT_EQ(err->Code, FileErrorCode::NotFound);
-  EXPECT_EQ(err->File, name);
+  EXPECT_EQ(std::tuple(err->Code, err->File), std::tuple(FileErrorCode::NotFound, name));
   EXPECT_TRUE(SameTrack(*t, *good));
 }
 
@@ -443,10 +413,9 @@ TEST(TrackFileLoad, GarbageNeverCrashesAndKeepsTheTrack) {
     if (LoadTrackText(*t, text, "Mutant.trk")) {
       EXPECT_TRUE(SameTrack(*t, *good)) << "round " << round;
     } else {
-      EXPECT_GE(t->TrackLength, 1);
-      EXPECT_LE(t->TrackLength, kMaxSpaces);
-      EXPECT_GE(t->TrackLanes, 1);
-      EXPECT_LE(t->TrackLanes, kMaxLanes);
+      EXPECT_TRUE(t->TrackLength >= 1 && t->TrackLength <= kMaxSpaces && t->TrackLanes >= 1 &&
+                  t->TrackLanes <= kMaxLanes)
+          << "round " << round;
     }
   }
 }
@@ -463,15 +432,11 @@ TEST(TrackFileLoad, FirstLoadClearsEverything) {
   t->CellX[100][4] = 55;
   t->ApexCount = 12;
   ASSERT_FALSE(LoadTrackText(*t, MiniText(), "Mini.trk").has_value());
-  EXPECT_EQ(t->CellOccupant[3][2], 0);
-  EXPECT_EQ(t->CellOccupant[600][6], 0);
+  EXPECT_EQ(std::tuple(t->CellOccupant[3][2], t->CellOccupant[600][6], t->ApexCount, t->CellImage[100][4],
+                       t->CellImage[0][0], t->CellX[100][4], t->EverLoaded),
+            std::tuple(0, 0, 1, " ", " ", 0, true));
   ExpectApex(*t, 12, {});
   ExpectApex(*t, 1, {{1, 1}, {1, 2}});
-  EXPECT_EQ(t->ApexCount, 1);
-  EXPECT_EQ(t->CellImage[100][4], " ");
-  EXPECT_EQ(t->CellImage[0][0], " ");
-  EXPECT_EQ(t->CellX[100][4], 0);
-  EXPECT_TRUE(t->EverLoaded);
 }
 
 TEST(TrackFileLoad, LaterLoadsClearTheLanesButKeepOldApexLines) {
@@ -488,18 +453,13 @@ TEST(TrackFileLoad, LaterLoadsClearTheLanesButKeepOldApexLines) {
   for (int space : {1, 4, 10})
     for (int lane : {2, 3}) ExpectUnreadCell(*t, space, lane);
   EXPECT_EQ(t->CellApexMark[6][1], 0);
-  // Cell pictures are only reset on the first load.
-  EXPECT_EQ(t->CellImage[4][2], "NE");
-  EXPECT_EQ(t->CellImage[3][1], "E");
-  EXPECT_EQ(t->CellImage[1][1], " ");  // read from the new file
+  // Cell pictures are only reset on the first load; space 1's is read from the new file.
+  EXPECT_EQ(std::tuple(t->CellImage[4][2], t->CellImage[3][1], t->CellImage[1][1]), std::tuple("NE", "E", " "));
   // Brookfield's optional fields do not leak into a file that lacks them.
   ASSERT_FALSE(LoadTrackText(*t, MiniText(0, "", 5), "Mini.trk").has_value());
-  EXPECT_EQ(t->PitEntrySpace, 0);
-  EXPECT_EQ(t->PitExitSpace, 0);
-  EXPECT_EQ(t->TrackDefaultCarFile, "");
-  EXPECT_EQ(t->TrackWearFactor, 1);
-  EXPECT_EQ(t->PodiumTop, 0);
-  for (int space = 1; space <= 10; ++space) EXPECT_EQ(t->SpaceCurveNumber[space], space == 2 ? 1 : 0);
+  EXPECT_EQ(std::tuple(t->PitEntrySpace, t->PitExitSpace, t->TrackDefaultCarFile, t->TrackWearFactor, t->PodiumTop),
+            std::tuple(0, 0, "", 1, 0));
+  EXPECT_EQ(CurveDigits(*t, 10), "0100000000");  // over Brookfield's ten spaces
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "core/track.h"
@@ -84,8 +85,7 @@ TEST(TrackPitLanes, SearchesFollowTheRanks) {
       {"no racing line, high side", {3, 2, 2, 0, 0}, {3, 2, 1, 0, 0}, 1, 1, 3},
       {"no racing line, low side", {2, 2, 3, 0, 0}, {2, 2, 3, 0, 0}, 1, 3, 1},
       {"entry and exit differ", {1, 2, 3, 0, 0}, {3, 2, 1, 0, 0}, 1, 3, 3},
-      {"no cells at the exit", {0, 0, 0, 0, 0}, {1, 2, 3, 0, 0}, 1, 2, 1},
-  };
+      {"no cells at the exit", {0, 0, 0, 0, 0}, {1, 2, 3, 0, 0}, 1, 2, 1}};
   constexpr int kEntry = 7, kExit = 3;
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -95,33 +95,26 @@ TEST(TrackPitLanes, SearchesFollowTheRanks) {
       b.Rank(kEntry, lane, c.entryRanks[lane - 1]);
     }
     const auto t = std::make_unique<Track>(b.PitLane(kEntry, kExit).Build());
-    EXPECT_EQ(t->PitExitLane, c.exitLane);
-    EXPECT_EQ(t->PitExitLaneAlt, c.exitAlt);
-    EXPECT_EQ(t->PitEntryLane, c.entryLane);
+    EXPECT_EQ(std::tuple(t->PitExitLane, t->PitExitLaneAlt, t->PitEntryLane),
+              std::tuple(c.exitLane, c.exitAlt, c.entryLane));
   }
 }
 
 TEST(TrackPitLanes, NoPitLaneGivesTheStartingValues) {
   auto t = std::make_unique<Track>(TrackBuilder(3, 10).RacingLine(3).PitLane(5, 6).Build());
-  ASSERT_EQ(t->PitExitLane, 3);
-  ASSERT_EQ(t->PitExitLaneAlt, 1);
-  ASSERT_EQ(t->PitEntryLane, 3);
-  t->PitEntrySpace = 0;
-  t->PitExitSpace = 0;
+  ASSERT_EQ(std::tuple(t->PitExitLane, t->PitExitLaneAlt, t->PitEntryLane), std::tuple(3, 1, 3));
+  t->PitEntrySpace = t->PitExitSpace = 0;
   DerivePitLanes(*t);
-  EXPECT_EQ(t->PitExitLane, 1);
-  EXPECT_EQ(t->PitExitLaneAlt, 2);
-  EXPECT_EQ(t->PitEntryLane, 1);
+  EXPECT_EQ(std::tuple(t->PitExitLane, t->PitExitLaneAlt, t->PitEntryLane), std::tuple(1, 2, 1));
 }
 
 TEST(TrackRacingLine, HighestLaneOfRankOne) {
   auto t = std::make_unique<Track>(
       TrackBuilder(3, 4).Rank(2, 3, 1).Rank(3, 1, 2).Rank(3, 2, 1).Rank(4, 1, 2).Build());
-  EXPECT_EQ(RacingLineLane(*t, 1), 1);
-  EXPECT_EQ(RacingLineLane(*t, 2), 3);  // lanes 1 and 3 both on the line
-  EXPECT_EQ(RacingLineLane(*t, 3), 2);
-  EXPECT_EQ(RacingLineLane(*t, 4), 0);  // nobody on the line
-  EXPECT_EQ(RacingLineLane(*t, 5), 0);  // beyond the track: unread cells
+  // Space 2: lanes 1 and 3 both on the line; space 4: nobody; space 5: beyond the track.
+  std::vector<int> lanes;
+  for (int space = 1; space <= 5; ++space) lanes.push_back(RacingLineLane(*t, space));
+  EXPECT_EQ(lanes, (std::vector<int>{1, 3, 2, 0, 0}));
 }
 
 TEST(TrackTitles, CaptionAndChooserLines) {
@@ -131,11 +124,9 @@ TEST(TrackTitles, CaptionAndChooserLines) {
   EXPECT_EQ(TrackChooserLines(*t),
             (std::vector<std::string>{"Silverton Ring (SILV  )", "Silverton", "Colorado", "Distance: 2.5 miles",
                                       "Racing Line: 100 spaces"}));
-
   TrackHeader h;
   h.TrackName = "Long Tag Park";
   h.TrackPlace1 = "North";
-  h.TrackPlace2 = "";
   h.TrackTag = "LONGTAGNAME";
   h.TrackDistanceMiles = 0.75;
   h.RacingLineSpaces = 27;

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "core/track.h"
@@ -64,10 +65,8 @@ TEST(TrackGenGeometry, CellsPerLaneThroughCurves) {
   // A half circle: 16 indices; the inside has 9 cells, the middle 13.
   auto t = Build(kHeader +
                  "right 180 radius 42 limits 60 80 100\nstraight 30\nright 180 radius 42 limits 60 80 100\nstraight 30\n");
-  EXPECT_EQ(SkipPattern(*t, 1, 16, 1), "ososososoosososo");
-  EXPECT_EQ(SkipPattern(*t, 1, 16, 2), "oosoooosooooosoo");
-  EXPECT_EQ(SkipPattern(*t, 1, 16, 3), std::string(16, 'o'));
-  EXPECT_EQ(t->TrackSpaces, 92);
+  EXPECT_EQ(std::tuple(SkipPattern(*t, 1, 16, 1), SkipPattern(*t, 1, 16, 2), SkipPattern(*t, 1, 16, 3), t->TrackSpaces),
+            std::tuple("ososososoosososo", "oosoooosooooosoo", std::string(16, 'o'), 92));
 }
 
 TEST(TrackGenGeometry, RanksAndLimitsPerIndex) {
@@ -81,17 +80,14 @@ TEST(TrackGenGeometry, RanksAndLimitsPerIndex) {
       EXPECT_EQ(t->CellSpeedLimit[space][lane], want) << space << "/" << lane;
     }
   }
-  EXPECT_EQ(t->CellSpeedLimit[16][2], 500);
-  EXPECT_EQ(t->CellSpeedLimit[17][2], kOpenStraight);
+  EXPECT_EQ(std::tuple(t->CellSpeedLimit[16][2], t->CellSpeedLimit[17][2]), std::tuple(500, kOpenStraight));
   EXPECT_EQ(GridLanes(*t), std::make_pair(3, 1));
   EXPECT_EQ(GridLanes(*Build(Square("right 90 radius 28 limits 60 80 100"))), std::make_pair(1, 3));
   // The apex runs along the inside's real cells, first, inside, last.
-  EXPECT_EQ(t->ApexCount, 1);
-  EXPECT_EQ(t->ApexCells[1][1], (ApexCell{3, 10}));
-  EXPECT_EQ(t->ApexCells[1][3], (ApexCell{3, 14}));
-  EXPECT_EQ(t->CellApexMark[10][3], kApexFirst);
-  EXPECT_EQ(t->CellApexMark[12][3], kApexInside);
-  EXPECT_EQ(t->CellApexMark[14][3], kApexLast);
+  EXPECT_EQ(std::tuple(t->ApexCount, t->ApexCells[1][1], t->ApexCells[1][3]),
+            std::tuple(1, ApexCell{3, 10}, ApexCell{3, 14}));
+  EXPECT_EQ(std::tuple(t->CellApexMark[10][3], t->CellApexMark[12][3], t->CellApexMark[14][3]),
+            std::tuple(kApexFirst, kApexInside, kApexLast));
 }
 
 TEST(TrackGenGeometry, HeadingsOnASquare) {
@@ -125,23 +121,16 @@ TEST(TrackGenGeometry, LoopCloses) {
         left = std::min(left, t->CellX[space][lane]);
         top = std::min(top, t->CellY[space][lane]);
       }
-    EXPECT_EQ(left, 47);
-    EXPECT_EQ(top, 47);
+    EXPECT_EQ(std::pair(left, top), std::pair(47, 47));
   }
 }
 
 TEST(TrackGenSummary, NumbersOfASquare) {
   auto t = Build(Square() + "pit entry -5 exit 3\n");
   const TrackGenSummary s = SummariseTrack(*t, 40);
-  EXPECT_EQ(s.Spaces, 144);
-  EXPECT_EQ(s.Curves, 4);
-  EXPECT_EQ(s.RacingLineSpaces, 132);
-  EXPECT_EQ(s.RealCells[1], 144);
-  EXPECT_EQ(s.RealCells[2], 140);
-  EXPECT_EQ(s.RealCells[3], 132);
-  EXPECT_EQ(s.LongestSkipRun, 1);
-  EXPECT_EQ(t->PitEntrySpace, 140);
-  EXPECT_EQ(t->PitExitSpace, 3);
+  EXPECT_EQ(std::tuple(s.Spaces, s.Curves, s.RacingLineSpaces, s.LongestSkipRun), std::tuple(144, 4, 132, 1));
+  EXPECT_EQ(std::tuple(s.RealCells[1], s.RealCells[2], s.RealCells[3]), std::tuple(144, 140, 132));
+  EXPECT_EQ(std::tuple(t->PitEntrySpace, t->PitExitSpace), std::tuple(140, 3));
 }
 
 TEST(TrackGenFile, RoundTrip) {
@@ -181,16 +170,14 @@ TEST(TrackGenErrors, NameTheLine) {
   for (const Case& c : cases) {
     const auto error = Attempt(c.text);
     ASSERT_TRUE(error) << c.text;
-    EXPECT_EQ(error->Line, c.line) << error->Describe();
-    EXPECT_EQ(error->Field, c.field) << error->Describe();
+    EXPECT_EQ(std::tuple(error->Line, error->Field), std::tuple(c.line, c.field)) << error->Describe();
   }
   // Five lanes round a tight curve would need three skip cells in a row.
   std::string five = kHeader + "lanes 5\n";
   five.replace(five.find("lanes 3\n"), 8, "");
   const auto error = Attempt(five + "left 360 radius 10 limits 40 50 60 70 80\nstraight 30\n");
   ASSERT_TRUE(error);
-  EXPECT_EQ(error->Line, 8);
-  EXPECT_EQ(error->Field, "radius");
+  EXPECT_EQ(std::tuple(error->Line, error->Field), std::tuple(8, "radius"));
 }
 
 }  // namespace
