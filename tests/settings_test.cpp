@@ -337,7 +337,8 @@ TEST(RaceConfigFile, HandLaidFileLoadsAndWritesBackTheSame) {
   text += "#FALSE#,0,0,0,\"Dry\",0\r\n10,8,6,5,4,3,2,1," + repeat("0", 32) + "0,0,0,0\r\n8\r\n2\r\n";
   text += "60,40,40,180,5,#FALSE#,2,2,2,\"Formula\\Gifs\\Red\",\"Ann\",0,\"Blue\",0,0,0,0,0,0,#FALSE#" + reserved;
   text += "40,20,20,160,6,#TRUE#,2,1,3,\"Formula\\Gifs\\Gold\",\"Bo\",-1,\"Blue\",50,5,6,7,8,9,#TRUE#" + reserved;
-  for (int car = 3; car <= 40; ++car) text += "0,0,0,0,0,#FALSE#,0,0,0,\" \",\"\",0,\"\",0,0,0,0,0,0,#FALSE#" + reserved;
+  for (int car = 3; car <= 40; ++car)
+    text += "0,0,0,0,0,#FALSE#,0,0,0,\" \",\"\",0,\"\",0,0,0,0,0,0,#FALSE#" + reserved;
   text += "#TRUE#,10,20,#FALSE#,#TRUE#,#FALSE#,5,#TRUE#,#FALSE#,#FALSE#\r\n";
   text += "1," + repeat("0", 39) + "0.5," + repeat("0", 39) + repeat("0", 40);
   text += "0\r\n";
