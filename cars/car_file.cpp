@@ -298,9 +298,9 @@ std::optional<FileError> LoadCarFileText(RaceState& rs, std::string text, const 
 
 std::optional<FileError> LoadCarFile(RaceState& rs, const std::string& path, const std::string& carsFolder,
                                      SetupPointsRule rule) {
-  std::optional<std::string> text = ReadWholeFile(path);
-  if (!text) return FileError{FileErrorCode::NotFound, path, 0, "", "the file cannot be opened"};
-  return LoadCarFileText(rs, std::move(*text), path, carsFolder, rule);
+  std::string text;
+  if (std::optional<FileError> error = ReadTextFile(path, text)) return error;
+  return LoadCarFileText(rs, std::move(text), path, carsFolder, rule);
 }
 
 std::string CarFileText(const RaceState& rs, const std::string& carsFolder) {

@@ -3,9 +3,9 @@
 namespace vm {
 
 std::optional<FileError> LoadTeamFile(std::vector<std::string>& names, const std::string& path) {
-  std::optional<std::string> text = ReadWholeFile(path);
-  if (!text) return FileError{FileErrorCode::NotFound, path, 0, "", "the file cannot be opened"};
-  TextReader in(std::move(*text), path);
+  std::string text;
+  if (std::optional<FileError> error = ReadTextFile(path, text)) return error;
+  TextReader in(std::move(text), path);
   std::vector<std::string> read;
   try {
     while (!in.AtEnd()) read.push_back(in.ReadString("team"));

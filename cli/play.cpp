@@ -370,11 +370,8 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
       return fileError(*e);
     rs->CarCount = rs->CarsInFile;
   }
-  std::optional<std::string> scriptText = ReadWholeFile(a->script);
-  if (!scriptText) {
-    err << "velomark-cli: " << a->script << ": the script cannot be opened\n";
-    return kExitFileError;
-  }
+  std::string scriptText;
+  if (std::optional<FileError> e = ReadTextFile(a->script, scriptText)) return fileError(*e);
   for (size_t i = 0; i < a->designs.size(); ++i) {
     if (!ReadDesign(*rs, static_cast<int>(i) + 1, a->designs[i])) {
       err << "play: --car-design \"" << a->designs[i] << "\" is not six whole numbers START,ACC,DEC,TOP,WEAR,DRM\n";
@@ -398,7 +395,7 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
   rng.Seed(a->seed.value_or(1));
   if (!a->rnd.empty()) rng.Script(a->rnd);
 
-  ScriptFeed feed(*scriptText);
+  ScriptFeed feed(scriptText);
   PlayConsole console(feed, *rs, out);
   HighlightList log(*rs);
   if (a->log) log.OnLine = [&out](const std::string& line) { out << line << "\n"; };

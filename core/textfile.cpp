@@ -7,11 +7,11 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <system_error>
 #include <utility>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "core/paths.h"
@@ -256,13 +256,63 @@ bool TextReader::ReadBool(std::string_view field, bool allowWords) {
 // ---------------------------------------------------------------------------------------------
 // Whole files
 
+namespace {
+
+// Closes a descriptor on every way out.
+struct Descriptor {
+  int fd = -1;
+  ~Descriptor() {
+    if (fd >= 0) ::close(fd);
+  }
+};
+
+std::string KindOf(mode_t mode) {
+  if (S_ISDIR(mode)) return "a folder";
+  if (S_ISFIFO(mode)) return "a pipe";
+  if (S_ISCHR(mode) || S_ISBLK(mode)) return "a device";
+  if (S_ISSOCK(mode)) return "a socket";
+  return "not a plain file";
+}
+
+}  // namespace
+
+std::optional<FileError> ReadTextFile(const std::string& path, std::string& text) {
+  auto failure = [&](FileErrorCode code, std::string why) { return FileError{code, path, 0, "", std::move(why)}; };
+  const std::string resolved = ResolvePath(path);
+  // Non-blocking, so that opening a pipe with no writer returns at once; fstat then refuses it.
+  Descriptor file{::open(resolved.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)};
+  if (file.fd < 0) {
+    // A folder cannot be opened for reading on some systems: say what it is all the same.
+    struct stat st {};
+    if (::stat(resolved.c_str(), &st) == 0 && !S_ISREG(st.st_mode))
+      return failure(FileErrorCode::NotAFile, "this is " + KindOf(st.st_mode) + ", not a file");
+    return failure(FileErrorCode::NotFound, "the file cannot be opened");
+  }
+  struct stat st {};
+  if (::fstat(file.fd, &st) != 0) return failure(FileErrorCode::NotFound, "the file cannot be opened");
+  if (!S_ISREG(st.st_mode)) return failure(FileErrorCode::NotAFile, "this is " + KindOf(st.st_mode) + ", not a file");
+  const std::string tooLarge = "the file is larger than " + std::to_string(kMaxTextFileBytes / (1024 * 1024)) + " MB";
+  if (static_cast<std::uintmax_t>(st.st_size) > kMaxTextFileBytes) return failure(FileErrorCode::TooLarge, tooLarge);
+  // The size may change under us: read to the end, but never past the limit.
+  std::string content;
+  content.reserve(static_cast<size_t>(st.st_size));
+  std::array<char, 65536> buffer{};
+  while (true) {
+    const ssize_t got = ::read(file.fd, buffer.data(), buffer.size());
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return failure(FileErrorCode::NotFound, std::strerror(errno));
+    if (got == 0) break;
+    content.append(buffer.data(), static_cast<size_t>(got));
+    if (content.size() > kMaxTextFileBytes) return failure(FileErrorCode::TooLarge, tooLarge);
+  }
+  text = std::move(content);
+  return std::nullopt;
+}
+
 std::optional<std::string> ReadWholeFile(const std::string& path) {
-  std::ifstream in(ResolvePath(path), std::ios::binary);
-  if (!in) return std::nullopt;
-  std::ostringstream buf;
-  buf << in.rdbuf();
-  if (in.bad()) return std::nullopt;
-  return std::move(buf).str();
+  std::string text;
+  if (ReadTextFile(path, text)) return std::nullopt;
+  return text;
 }
 
 std::optional<FileError> WriteFileAtomic(const std::string& path, std::string_view content) {

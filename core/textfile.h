@@ -11,9 +11,12 @@
 namespace vm {
 
 // Error codes in the sense the game reports them: 53 file not found, 62 input past the end
-// of the file, 13 a field of the wrong type, 6 a value outside its range, 75 a path or write failure.
+// of the file, 13 a field of the wrong type, 6 a value outside its range, 75 a path or write failure,
+// 54 not a plain file, 7 too large to take in.
 enum class FileErrorCode : int {
   NotFound = 53,
+  NotAFile = 54,  // a directory, device or pipe where a file was wanted
+  TooLarge = 7,   // larger than any file of the game can be
   PastEnd = 62,
   TypeMismatch = 13,
   OutOfRange = 6,
@@ -113,7 +116,16 @@ class TextReader {
   bool afterComma_ = false;  // the last field ended in a comma: a blank field may follow
 };
 
-// Reads a whole file into memory. Returns nullopt when it cannot be opened.
+// The largest file any reader takes in; the game's own files are a few hundred kilobytes.
+inline constexpr std::uintmax_t kMaxTextFileBytes = 16u * 1024 * 1024;
+
+// Reads a whole file into `text`, the one way every loader takes a file in. A path that cannot
+// be opened gives NotFound; a directory, device or pipe gives NotAFile and a file over
+// kMaxTextFileBytes gives TooLarge, both without reading a byte and without blocking.
+// `text` is left alone on failure.
+std::optional<FileError> ReadTextFile(const std::string& path, std::string& text);
+
+// ReadTextFile for callers that need only the text: nullopt on any failure.
 std::optional<std::string> ReadWholeFile(const std::string& path);
 
 // Writes a file through a temporary beside it and a rename, so a crash never leaves half a file.

@@ -1,7 +1,10 @@
 #include "core/track_file.h"
 
+#include <cctype>
 #include <memory>
 #include <utility>
+
+#include "core/paths.h"
 
 namespace vm {
 
@@ -74,6 +77,14 @@ void ReadBody(TextReader& in, Track& t, double& wearFactor) {
 
 }  // namespace
 
+bool IsTrackFileName(const std::string& fileName) {
+  const std::string name = BaseName(NativePath(fileName));
+  if (name.size() <= 4) return false;
+  std::string ext = name.substr(name.size() - 4);
+  for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return ext == ".trk";
+}
+
 std::optional<FileError> LoadTrackText(Track& track, std::string text, const std::string& fileName) {
   // The current track stays untouched until the new one is whole. Tracks are large: keep the
   // working copy off the stack.
@@ -93,9 +104,11 @@ std::optional<FileError> LoadTrackText(Track& track, std::string text, const std
     } catch (const FileFormatError& e) {
       if (e.Error().Code != FileErrorCode::PastEnd) throw;
     }
-    // Old files have no factor; none or one of 0 or less means 1.
-    if (wearFactor <= 0) wearFactor = 1;
+    // Old files have no factor; none or one of 0 or less means 1. A factor that rounds to 0
+    // (0.5 and below) counts as 1 too: a 0 written back would read as 1, and a round trip must
+    // not change the track.
     wearFactor = RoundHalfEven(wearFactor);
+    if (wearFactor < 1) wearFactor = 1;
     if (wearFactor > kInt16Max)
       in.Fail(FileErrorCode::OutOfRange, "TrackWearFactor", "the wear factor is too large", in.LastFieldLine());
     t.TrackWearFactor = static_cast<int>(wearFactor);
@@ -111,15 +124,18 @@ std::optional<FileError> LoadTrackText(Track& track, std::string text, const std
 }
 
 std::optional<FileError> LoadTrack(Track& track, const std::string& fileName) {
-  std::optional<std::string> text = ReadWholeFile(fileName);
-  if (!text) return FileError{FileErrorCode::NotFound, fileName, 0, "", "the file cannot be opened"};
-  return LoadTrackText(track, std::move(*text), fileName);
+  // A race configuration may name any path: only a track file is ever opened as a track.
+  if (!IsTrackFileName(fileName))
+    return FileError{FileErrorCode::NotAFile, fileName, 0, "", "a track is a .trk file"};
+  std::string text;
+  if (std::optional<FileError> error = ReadTextFile(fileName, text)) return error;
+  return LoadTrackText(track, std::move(text), fileName);
 }
 
 std::optional<FileError> TrackPreview(const std::string& fileName, TrackHeader& header) {
-  std::optional<std::string> text = ReadWholeFile(fileName);
-  if (!text) return FileError{FileErrorCode::NotFound, fileName, 0, "", "the file cannot be opened"};
-  TextReader in(std::move(*text), fileName);
+  std::string text;
+  if (std::optional<FileError> error = ReadTextFile(fileName, text)) return error;
+  TextReader in(std::move(text), fileName);
   try {
     TrackHeader h;
     ReadHeader(in, h);

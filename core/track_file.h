@@ -10,8 +10,12 @@
 
 namespace vm {
 
+// True for a name ending in ".trk", in any case.
+bool IsTrackFileName(const std::string& fileName);
+
 // Clears, reads and derives a track. On any failure the track passed in is left exactly as it
-// was and the error says where; a file that cannot be opened gives FileErrorCode::NotFound.
+// was and the error says where; a file that cannot be opened gives FileErrorCode::NotFound, a
+// name not ending in ".trk" or anything but a plain file FileErrorCode::NotAFile.
 // A file that ends after the header is accepted: the rest keeps the cleared values and the
 // optional fields their defaults (no pit lane, no default car, wear factor 1).
 std::optional<FileError> LoadTrack(Track& track, const std::string& fileName);

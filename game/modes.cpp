@@ -120,8 +120,9 @@ void ModeCommands::mnuModePractice() {
   if (rs_.GameMode == "Practice") return;
   if (!LeaveSeason()) return;
   rs_.AccumulateDamage = false;
+  // SavedRaceLaps keeps the laps of the other modes while in Practice, so that leaving it gives
+  // them back; setting it to 50 here as well would lose them.
   rs_.RaceLaps = 50;
-  rs_.SavedRaceLaps = 50;
   SetChecks(g_, "Practice");
   g_.TrackWindowOpen = false;
   g_.StatusText = "Practice Mode";
@@ -159,9 +160,15 @@ void ModeCommands::mnuModeSeason() {
 }
 
 bool ModeCommands::LoadPendingTrack() {
-  if (g_.PendingTrackFile.empty() || g_.PendingTrackFile == "CANCEL.LOAD") return false;
-  if (std::optional<FileError> e = LoadTrack(rs_.track, g_.PendingTrackFile)) {
-    ReportFileError(console_, static_cast<int>(e->Code), g_.PendingTrackFile);
+  if (g_.PendingTrackFile == "CANCEL.LOAD") return false;
+  // With no track picked the race runs on the track it has, or else on the default circuit.
+  std::string file = g_.PendingTrackFile;
+  if (file.empty()) file = rs_.track.TrackFile;
+  if (file.empty()) file = g_.TracksFolder + std::string(kDefaultTrack);
+  if (std::optional<FileError> e = LoadTrack(rs_.track, file)) {
+    // A track that is not there is passed over in silence; a damaged one says what is wrong.
+    if (e->Code != FileErrorCode::NotFound)
+      console_.ShowMessage(FileErrorText(file) + e->Describe(), "Velomark", MessageKind::Critical);
     return false;
   }
   CommandsAfterTrackLoad(g_);

@@ -13,6 +13,9 @@
 
 namespace vm {
 
+// The track a race runs on when none has been picked, in the tracks folder.
+inline constexpr std::string_view kDefaultTrack = "Tarnock.trk";
+
 // Every command whose state the modes decide, by the name the windows give it.
 enum class Cmd {
   mnuModeLevel,
@@ -124,7 +127,9 @@ class ModeCommands {
   void cmdSeasonMode();
   void cmdExitMode() { mnuExitMode(); }
 
-  // Loads PendingTrackFile as the race's track; a success opens the race commands.
+  // Loads PendingTrackFile as the race's track (with none picked, the race's current track or
+  // else the default one); a success opens the race commands. A missing file is passed over
+  // silently, a damaged one is reported.
   bool LoadPendingTrack();
 
  private:

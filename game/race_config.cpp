@@ -193,10 +193,13 @@ std::optional<FileError> ParseRaceConfig(RaceState& rs, std::string text, const 
   try {
     const std::string trackFile = in.ReadString("TrackFile");
     work->RaceConfigLoaded = true;
+    // A loaded track keeps the path it was found at, which may be the tracks folder rather
+    // than the stored one: a later save then names a file that exists.
     if (loadTrack) {
       if (std::optional<FileError> error = loadTrack(*work, trackFile)) return error;
+    } else {
+      work->track.TrackFile = trackFile;
     }
-    work->track.TrackFile = trackFile;
     ReadBody(in, *work, carsFolder);
   } catch (const FileFormatError& e) {
     return e.Error();
@@ -208,9 +211,9 @@ std::optional<FileError> ParseRaceConfig(RaceState& rs, std::string text, const 
 
 std::optional<FileError> ReadRaceConfig(RaceState& rs, const std::string& path, std::string_view carsFolder,
                                         const RaceConfigTrackLoader& loadTrack) {
-  std::optional<std::string> text = ReadWholeFile(path);
-  if (!text) return FileError{FileErrorCode::NotFound, path, 0, "", "the file cannot be opened"};
-  return ParseRaceConfig(rs, std::move(*text), path, carsFolder, loadTrack);
+  std::string text;
+  if (std::optional<FileError> error = ReadTextFile(path, text)) return error;
+  return ParseRaceConfig(rs, std::move(text), path, carsFolder, loadTrack);
 }
 
 }  // namespace vm

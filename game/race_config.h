@@ -18,8 +18,9 @@ inline constexpr std::string_view kRaceConfigFilter = "Race Configuration Files 
 inline constexpr std::string_view kRaceConfigExtension = ".rac";
 inline constexpr std::string_view kRaceConfigFolder = "Race Configurations";
 
-// Loads the track a configuration names into the race. It runs on the working copy while
-// RaceConfigLoaded is set, so that the track load keeps the settings.
+// Loads the track a configuration names into the race, setting track.TrackFile to the file it
+// read. It runs on the working copy while RaceConfigLoaded is set, so that the track load keeps
+// the settings.
 using RaceConfigTrackLoader = std::function<std::optional<FileError>(RaceState& rs, const std::string& trackFile)>;
 
 // Returns a loader that reads the named track file, or, when that cannot be opened, the file of

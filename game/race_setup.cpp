@@ -301,7 +301,8 @@ void RaceSetupDialog::ApplyValues() {
 
 void RaceSetupDialog::Ok() {
   ApplyValues();
-  rs_.SavedRaceLaps = rs_.RaceLaps;
+  // Practice runs its 50 laps and keeps the saved ones for the mode that follows.
+  if (rs_.GameMode != "Practice") rs_.SavedRaceLaps = rs_.RaceLaps;
   accepted_ = true;
 }
 
@@ -311,7 +312,13 @@ std::string RaceSetupDialog::Cancel() {
 }
 
 std::optional<FileError> RaceSetupDialog::LoadDefaultSettings(const DefaultsLoader& load) {
+  const int practiceLaps = rs_.RaceLaps;
   if (std::optional<FileError> error = load(rs_)) return error;
+  // The defaults' laps are for the other modes: Practice keeps its own and saves those.
+  if (rs_.GameMode == "Practice") {
+    rs_.SavedRaceLaps = rs_.RaceLaps;
+    rs_.RaceLaps = practiceLaps;
+  }
   RefreshRaceSetup();
   return std::nullopt;
 }

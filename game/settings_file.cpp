@@ -222,9 +222,9 @@ std::optional<FileError> ParseSettings(GameSettings& settings, std::string text,
 }
 
 std::optional<FileError> LoadSettings(GameSettings& settings, const std::string& path) {
-  std::optional<std::string> text = ReadWholeFile(path);
-  if (!text) return FileError{FileErrorCode::NotFound, path, 0, "", "the file cannot be opened"};
-  return ParseSettings(settings, std::move(*text), path);
+  std::string text;
+  if (std::optional<FileError> error = ReadTextFile(path, text)) return error;
+  return ParseSettings(settings, std::move(text), path);
 }
 
 std::optional<FileError> SaveSettings(const GameSettings& settings, const std::string& path, SettingsWriter writer) {

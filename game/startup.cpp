@@ -40,6 +40,12 @@ std::string DefaultDataFolder() {
 void SetFolders(GameSession& g, const std::string& dataFolder) {
   std::string app = NativePath(dataFolder);
   if (app.empty()) app = ".";
+  // Absolute once, here: the paths built from it are absolute too, so joining a file name to
+  // the data folder never doubles a relative folder, and they stay right if the working folder
+  // changes.
+  std::error_code ec;
+  const std::filesystem::path absolute = std::filesystem::absolute(app, ec).lexically_normal();
+  if (!ec) app = absolute.string();
   if (app.back() != '/') app += '/';
   g.AppPath = app;
   g.CarsFolder = app + "Cars/";

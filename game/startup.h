@@ -19,7 +19,7 @@ inline constexpr const char* kDataFolders[] = {"Cars",   "Tracks",              
 // above it, else "data" in the working folder.
 std::string DefaultDataFolder();
 
-// Sets AppPath and the folders below it; AppPath keeps a trailing separator.
+// Sets AppPath, made absolute, and the folders below it; AppPath keeps a trailing separator.
 void SetFolders(GameSession& g, const std::string& dataFolder);
 
 // A file name from the settings, taken as relative to the data folder unless it is absolute.

@@ -36,7 +36,7 @@ class Statement {
 
 }  // namespace
 
-void WriteResultTableBlock(TextWriter& out, const ResultTables& tables) {
+void WriteResultTableRecords(TextWriter& out, const ResultTables& tables) {
   for (const TableInfo& info : AllTables()) {
     out.Str(kResultTableTag).Int(RowOf(tables, info.Id, 0).DiceCount);
     out.EndLine();
@@ -48,7 +48,7 @@ void WriteResultTableBlock(TextWriter& out, const ResultTables& tables) {
   }
 }
 
-void ReadResultTableBlock(TextReader& in, ResultTables& tables) {
+void ReadResultTableRecords(TextReader& in, ResultTables& tables) {
   // Built from nothing, so rows other than a table's first keep a dice count of 0.
   ResultTables read;
   for (const TableInfo& info : AllTables()) {
@@ -63,9 +63,23 @@ void ReadResultTableBlock(TextReader& in, ResultTables& tables) {
   tables = read;
 }
 
+void WriteResultTableBlock(TextWriter& out, const ResultTables& tables) {
+  out.Str(kResultTableTag);
+  out.EndLine();
+  WriteResultTableRecords(out, tables);
+}
+
+void ReadResultTableBlock(TextReader& in, ResultTables& tables) {
+  in.ReadString(kResultTableTag);
+  if (in.Line() == in.LastFieldLine() && !in.AtEnd())
+    in.Fail(FileErrorCode::TypeMismatch, kResultTableTag,
+            "the line \"ResultTable\" must stand alone before the table records", in.LastFieldLine());
+  ReadResultTableRecords(in, tables);
+}
+
 std::string ResultTablesText(const ResultTables& tables) {
   TextWriter w;
-  WriteResultTableBlock(w, tables);
+  WriteResultTableRecords(w, tables);
   return w.Text();
 }
 
@@ -78,7 +92,7 @@ void NormaliseForSave(ResultTables& tables) {
 std::optional<FileError> LoadResultTablesText(ResultTables& tables, std::string text, const std::string& fileName) {
   TextReader in(std::move(text), fileName);
   try {
-    ReadResultTableBlock(in, tables);
+    ReadResultTableRecords(in, tables);
   } catch (const FileFormatError& e) {
     return e.Error();
   }
@@ -86,9 +100,9 @@ std::optional<FileError> LoadResultTablesText(ResultTables& tables, std::string 
 }
 
 std::optional<FileError> LoadResultTables(ResultTables& tables, const std::string& path) {
-  std::optional<std::string> text = ReadWholeFile(path);
-  if (!text) return FileError{FileErrorCode::NotFound, path, 0, "", "the file cannot be opened"};
-  return LoadResultTablesText(tables, std::move(*text), path);
+  std::string text;
+  if (std::optional<FileError> error = ReadTextFile(path, text)) return error;
+  return LoadResultTablesText(tables, std::move(text), path);
 }
 
 std::optional<FileError> SaveResultTables(ResultTables& tables, const std::string& path) {

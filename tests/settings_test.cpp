@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include <filesystem>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -220,6 +223,7 @@ struct TrackStub {
       Asked = trackFile;
       SawConfigLoaded = rs.RaceConfigLoaded;
       rs.track.TrackDistanceMiles = 1.5;
+      rs.track.TrackFile = trackFile;
       return std::nullopt;
     };
   }
@@ -232,7 +236,8 @@ TEST(RaceConfigFile, RoundTripIsByteIdenticalAndAppliesTheFileAsLoaded) {
   ASSERT_FALSE(WriteRaceConfig(*original, path, kCarsFolder));
   const std::string text = ReadWholeFile(path).value();
   const std::vector<std::string> lines = Lines(text);
-  ASSERT_EQ(lines.size(), 11u + 40u + 1u + 3u + 1u + 5u + 26u);
+  ASSERT_EQ(lines.size(), 11u + 40u + 1u + 3u + 1u + 5u + 1u + 26u);
+  EXPECT_EQ(lines[61], "\"ResultTable\"");
   EXPECT_EQ(lines[6], "#TRUE#,3,7,5,\"Wet\",211");
   EXPECT_EQ(lines[11],
             "60,20,80,220,4,#FALSE#,2,2,2,\"Formula\\Gifs\\Red1\",\"Driver 1\",1,\"Team\",5,1,2,3,4,25,#FALSE#,"
@@ -306,13 +311,59 @@ TEST(RaceConfigFile, HostileFileNamesLineAndFieldAndKeepsTheRace) {
   }
 }
 
+// A file laid out by hand, item by item: the tables follow a line holding only their tag.
+TEST(RaceConfigFile, HandLaidFileLoadsAndWritesBackTheSame) {
+  auto repeat = [](const std::string& field, int count) {
+    std::string line = field;
+    for (int i = 1; i < count; ++i) line += "," + field;
+    return line + "\r\n";
+  };
+  const std::string reserved = ",0,0,0,0,0,0,0,0,0,\" \",\" \",\" \",\" \",\" \",\" \",\" \",\" \",\" \",\" \"\r\n";
+  std::string text = "\"Tracks\\Tarnock.trk\"\r\n30\r\n2\r\n\"Start Speed\"\r\n100\r\n#FALSE#\r\n";
+  text += "#FALSE#,0,0,0,\"Dry\",0\r\n10,8,6,5,4,3,2,1," + repeat("0", 32) + "0,0,0,0\r\n8\r\n2\r\n";
+  text += "60,40,40,180,5,#FALSE#,2,2,2,\"Formula\\Gifs\\Red\",\"Ann\",0,\"Blue\",0,0,0,0,0,0,#FALSE#" + reserved;
+  text += "40,20,20,160,6,#TRUE#,2,1,3,\"Formula\\Gifs\\Gold\",\"Bo\",-1,\"Blue\",50,5,6,7,8,9,#TRUE#" + reserved;
+  for (int car = 3; car <= 40; ++car)
+    text += "0,0,0,0,0,#FALSE#,0,0,0,\" \",\"\",0,\"\",0,0,0,0,0,0,#FALSE#" + reserved;
+  text += "#TRUE#,10,20,#FALSE#,#TRUE#,#FALSE#,5,#TRUE#,#FALSE#,#FALSE#\r\n";
+  text += "1," + repeat("0", 39) + "0.5," + repeat("0", 39) + repeat("0", 40);
+  text += "0\r\n";
+  for (int line = 0; line < 5; ++line) text += repeat("0", 20);
+  text += "\"ResultTable\"\r\n" + ReadWholeFile(std::string(VELOMARK_DATA) + "/Default.rst").value();
+  ASSERT_EQ(Lines(text).size(), 88u);
+
+  auto rs = std::make_unique<RaceState>();
+  const std::optional<FileError> error = ParseRaceConfig(*rs, text, "Hand.rac", kCarsFolder, nullptr);
+  ASSERT_FALSE(error) << error->Describe();
+  EXPECT_EQ(rs->track.TrackFile, "Tracks\\Tarnock.trk");
+  EXPECT_EQ(rs->RaceLaps, 30);
+  EXPECT_EQ(rs->DriverName[2], "Bo");
+  EXPECT_EQ(rs->CarRiskT[2], 9);
+  EXPECT_EQ(rs->MinPitStops, 1);  // Int((30 - 20) / 10 + 0.5)
+  EXPECT_EQ(rs->PitStrategy[1], 1);
+  EXPECT_EQ(rs->CarWearBonus[1], 0.5);
+  EXPECT_EQ(rs->Tables, testing_support::UsualTables());
+  rs->CarMovementDelay = 100;  // read, never applied
+  EXPECT_TRUE(RaceConfigText(*rs, kCarsFolder) == text);
+
+  // The tables straight after the history, with no line of their own before them, are refused there.
+  const std::string headless = text.substr(0, text.find("\"ResultTable\"\r\n")) +
+                               text.substr(text.find("\"ResultTable\"\r\n") + 15);
+  const std::optional<FileError> refused = ParseRaceConfig(*rs, headless, "Hand.rac", kCarsFolder, nullptr);
+  ASSERT_TRUE(refused);
+  EXPECT_EQ(refused->Line, 62);
+  EXPECT_EQ(refused->Field, "ResultTable");
+}
+
 TEST(RaceConfigFile, TrackFromAnotherMachineIsFoundInTheTracksFolderAndAFailedLoadKeepsTheRace) {
   const auto good = ConfiguredRace();
   const std::string text = RaceConfigText(*good, kCarsFolder);
   auto rs = std::make_unique<RaceState>();
   ASSERT_FALSE(ParseRaceConfig(*rs, text, "Race.rac", kCarsFolder, TrackLoaderFromFolder(kTracks)));
   EXPECT_GT(rs->track.TrackSpaces, 0);
-  EXPECT_EQ(rs->track.TrackFile, "C:\\VMR\\Tracks\\Oval.trk");
+  // The race names the file it found, so a save names one that is there.
+  EXPECT_EQ(rs->track.TrackFile, kTracks + "/Oval.trk");
+  EXPECT_EQ(Lines(RaceConfigText(*rs, kCarsFolder))[0], "\"" + kTracks + "/Oval.trk\"");
 
   auto other = std::make_unique<RaceState>();
   other->RaceLaps = 12;
@@ -320,6 +371,38 @@ TEST(RaceConfigFile, TrackFromAnotherMachineIsFoundInTheTracksFolderAndAFailedLo
       ParseRaceConfig(*other, text, "Race.rac", kCarsFolder, TrackLoaderFromFolder("/no/such/folder"));
   ASSERT_TRUE(error);
   EXPECT_EQ(std::tuple(error->Code, other->RaceLaps, other->track.TrackSpaces), std::tuple(FileErrorCode::NotFound, 12, 0));
+}
+
+// Whatever a configuration names as its track, only a plain .trk file is read.
+TEST(RaceConfigFile, OnlyTrackFilesAreLoadedAsTracks) {
+  TempDir dir;
+  std::filesystem::create_directory(dir.Path() / "Folder.trk");
+  const std::string fifo = dir.File("Pipe.trk");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  const struct {
+    std::string track;
+    FileErrorCode code;
+  } cases[] = {
+      {"/dev/zero", FileErrorCode::NotAFile},
+      {dir.File("Folder.trk"), FileErrorCode::NotAFile},
+      {fifo, FileErrorCode::NotAFile},
+      {kTracks + "/Tarnock.gif", FileErrorCode::NotAFile},
+      {kTracks + "/Tarnock.txt", FileErrorCode::NotAFile},
+      {dir.File("Gone.trk"), FileErrorCode::NotFound},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.track);
+    auto configured = ConfiguredRace();
+    configured->track.TrackFile = c.track;
+    auto rs = std::make_unique<RaceState>();
+    rs->RaceLaps = 12;
+    const std::optional<FileError> error = ParseRaceConfig(*rs, RaceConfigText(*configured, kCarsFolder), "Race.rac",
+                                                           kCarsFolder, TrackLoaderFromFolder(dir.Root()));
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->Code, c.code) << error->Describe();
+    EXPECT_EQ(rs->RaceLaps, 12);
+    EXPECT_FALSE(rs->track.EverLoaded);
+  }
 }
 
 }  // namespace

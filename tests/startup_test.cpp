@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <sstream>
 #include <algorithm>
@@ -11,6 +12,7 @@
 #include "cli/commands.h"
 #include "core/textfile.h"
 #include "game/modes.h"
+#include "game/race_setup.h"
 #include "game/settings_file.h"
 #include "game/startup.h"
 #include "tests/temp_dir.h"
@@ -92,20 +94,51 @@ TEST_F(ModesTest, CaptionsFollowTheModeAndPracticeHasFiftyLaps) {
   EXPECT_EQ(g[Cmd::mnuExitMode].Caption, "Exit Single Race Mode");
 }
 
-TEST_F(ModesTest, LeavingPracticeRestoresTheLapsAndLeavingASeasonAsksFirst) {
-  ModeCommands m(g, rs, console);
-  rs.RaceLaps = rs.SavedRaceLaps = 12;
-  m.mnuModeSingleRace();
-  EXPECT_EQ(g.StatusText, "Single Race Mode");
-  m.mnuModePractice();
-  EXPECT_EQ(rs.RaceLaps, 50);
-  EXPECT_EQ(g.StatusText, "Practice Mode");
-  EXPECT_TRUE(g[Cmd::mnuModePractice].Checked);
-  // Practice overwrote the saved laps with its own 50: that is what a Single race gets back.
-  m.mnuModeSingleRace();
-  EXPECT_EQ(rs.RaceLaps, 50);
-  EXPECT_EQ(rs.GameMode, "Single");
+TEST_F(ModesTest, PracticeRunsFiftyLapsAndLeavingItGivesTheSavedLapsBack) {
+  // What happens in Practice, and the laps a Single race then gets back.
+  const struct {
+    const char* Name;
+    std::function<void(RaceSetupDialog&)> InPractice;
+    int LapsBack;
+  } cases[] = {
+      {"nothing", [](RaceSetupDialog&) {}, 12},
+      {"setup accepted with 20 laps shown",
+       [](RaceSetupDialog& d) {
+         d.cmbTotalLaps.Text = "20";
+         d.Ok();
+       },
+       12},
+      {"defaults of 30 laps reloaded",
+       [](RaceSetupDialog& d) {
+         d.LoadDefaultSettings([](RaceState& r) -> std::optional<FileError> {
+           r.RaceLaps = r.SavedRaceLaps = 30;
+           return std::nullopt;
+         });
+       },
+       30},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Name);
+    rs.GameMode.clear();
+    ModeCommands m(g, rs, console);
+    rs.RaceLaps = rs.SavedRaceLaps = 12;
+    m.mnuModeSingleRace();
+    EXPECT_EQ(g.StatusText, "Single Race Mode");
+    m.mnuModePractice();
+    EXPECT_EQ(g.StatusText, "Practice Mode");
+    EXPECT_TRUE(g[Cmd::mnuModePractice].Checked);
+    RaceSetupDialog dialog(rs);
+    c.InPractice(dialog);
+    EXPECT_EQ(rs.RaceLaps, 50);
+    m.mnuModeSingleRace();
+    EXPECT_EQ(rs.RaceLaps, c.LapsBack);
+    EXPECT_EQ(rs.GameMode, "Single");
+  }
+}
 
+TEST_F(ModesTest, LeavingASeasonAsksFirst) {
+  ModeCommands m(g, rs, console);
+  m.mnuModeSingleRace();
   console.AddAnswer("3");  // frmSeasonModeSelect: Cancel
   m.mnuModeSeason();
   EXPECT_EQ(g.StatusText, "Season Mode: No Season Loaded");
@@ -117,6 +150,49 @@ TEST_F(ModesTest, LeavingPracticeRestoresTheLapsAndLeavingASeasonAsksFirst) {
   m.mnuModePractice();
   EXPECT_EQ(rs.GameMode, "Practice");
   EXPECT_EQ(console.Transcript()[1], "ASK Do you want to exit Season Mode ? -> no");
+}
+
+TEST_F(ModesTest, ASetupWithoutAPickedTrackRunsOnTheDefaultCircuit) {
+  g.TracksFolder = std::string(VELOMARK_DATA) + "/Tracks/";
+  ModeCommands m(g, rs, console, ModeHooks{.RaceSetup = [] { return true; }});
+  m.mnuModeSingleRace();
+  console.AddAnswer("1");  // frmSingleRaceModeSelect: New Race
+  m.mnuRaceSetup();
+  EXPECT_EQ(rs.track.TrackFile, g.TracksFolder + "Tarnock.trk");
+  EXPECT_TRUE(g[Cmd::mnuRaceStartRace].Enabled);
+  EXPECT_TRUE(console.Messages().empty());
+}
+
+TEST_F(ModesTest, AMissingTrackIsPassedOverSilentlyAndADamagedOneSaysWhy) {
+  testing_support::TempDir dir;
+  std::filesystem::create_directory(dir.Path() / "Folder.trk");
+  const struct {
+    const char* Name;
+    std::string File;
+    bool Loads;
+    bool Reported;
+  } cases[] = {
+      {"missing", dir.File("Gone.trk"), false, false},
+      {"damaged", dir.Add("Bad.trk", "1.5,\"Bad\",\"A\",\"B\",\"BAD\",60,40,lots"), false, true},
+      {"a folder", dir.File("Folder.trk"), false, true},
+      {"sound", std::string(VELOMARK_DATA) + "/Tracks/Kestrel.trk", true, false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Name);
+    rs.GameMode.clear();
+    rs.track.TrackFile.clear();
+    ScriptedConsole quiet;
+    ModeCommands m(g, rs, quiet, ModeHooks{.RaceSetup = [] { return true; }});
+    m.mnuModePractice();
+    g.PendingTrackFile = c.File;
+    m.mnuRaceSetup();
+    EXPECT_EQ(g[Cmd::mnuRaceStartRace].Enabled, c.Loads);
+    EXPECT_EQ(rs.track.TrackFile, c.Loads ? c.File : "");
+    ASSERT_EQ(quiet.Messages().size(), c.Reported ? 1u : 0u);
+    if (c.Reported) {
+      EXPECT_NE(quiet.Messages()[0].find(c.File), std::string::npos) << quiet.Messages()[0];
+    }
+  }
 }
 
 TEST_F(ModesTest, TheModeScreensCancelPutsEverythingBack) {
@@ -252,6 +328,27 @@ TEST_F(StartUpTest, EachDefaultFileMissingInTurn) {
       EXPECT_EQ(dir.Listing(), listing) << "a failed start writes nothing";
     }
   }
+}
+
+TEST_F(StartUpTest, ARelativeDataFolderIsJoinedOnceSoTheShippedFilesStandIn) {
+  struct Restore {
+    std::filesystem::path Folder = std::filesystem::current_path();
+    ~Restore() { std::filesystem::current_path(Folder); }
+  } restore;
+  Ship();
+  Rename("Gone.crs", "Gone.rst");
+  std::filesystem::create_directory(dir.Path() / "d2");
+  for (const auto& entry : std::filesystem::directory_iterator(dir.Path()))
+    if (entry.is_regular_file()) std::filesystem::rename(entry.path(), dir.Path() / "d2" / entry.path().filename());
+  std::filesystem::current_path(dir.Path());
+  const std::string app = (std::filesystem::current_path() / "d2").string() + "/";
+  console = std::make_unique<ScriptedConsole>(std::vector<std::string>{"1"}, false);
+  EXPECT_TRUE(StartUp(g, rs, rng, *console, "d2"));
+  EXPECT_TRUE(console->Messages().empty());
+  EXPECT_EQ(g.AppPath, app);
+  EXPECT_EQ(g.TracksFolder, app + "Tracks/");
+  EXPECT_EQ(rs.DefaultCarFile, app + "Default.crs");
+  EXPECT_EQ(rs.CarsInFile, 8);
 }
 
 TEST_F(StartUpTest, ACarFileCanOnlyRaiseTheDesignPoints) {

@@ -2,6 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include "cars/car_file.h"
+#include "cars/team_file.h"
+#include "core/track_file.h"
+#include "game/race_config.h"
+#include "game/settings_file.h"
+#include "rules/result_table_file.h"
 #include "tests/temp_dir.h"
 
 #include <algorithm>
@@ -10,10 +16,13 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <iterator>
 #include <limits>
 #include <string>
 #include <vector>
+
+#include <sys/stat.h>
 
 namespace vm {
 namespace {
@@ -362,6 +371,82 @@ TEST(TextFileTest, FailedWritesLeaveNoTemporariesAndMissingFilesReadAsNothing) {
 
   EXPECT_FALSE(ReadWholeFile(dir.File("absent.trk")).has_value());
   EXPECT_FALSE(ReadWholeFile(dir.File("absent/x.trk")).has_value());
+}
+
+TEST(TextFileTest, OnlyPlainFilesWithinTheLimitAreTakenIn) {
+  TempDir dir;
+  const std::string fifo = dir.File("pipe.trk");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  fs::create_directory(dir.Path() / "Folder.trk");
+  const std::string huge = dir.Add("huge.rac", "");
+  fs::resize_file(huge, kMaxTextFileBytes + 1);  // sparse: costs no disk
+  const std::string limit = dir.Add("limit.rac", "");
+  fs::resize_file(limit, kMaxTextFileBytes);
+  const struct {
+    std::string path;
+    std::optional<FileErrorCode> code;  // none: read whole
+    std::string words;
+  } cases[] = {
+      {dir.Add("plain.rst", "\"ResultTable\",2\r\n"), std::nullopt, ""},
+      {limit, std::nullopt, ""},
+      {dir.File("absent.trk"), FileErrorCode::NotFound, "cannot be opened"},
+      {dir.File("Folder.trk"), FileErrorCode::NotAFile, "a folder"},
+      {fifo, FileErrorCode::NotAFile, "a pipe"},  // with no writer: must not wait for one
+      {"/dev/zero", FileErrorCode::NotAFile, "a device"},
+      {"/dev/null", FileErrorCode::NotAFile, "a device"},
+      {huge, FileErrorCode::TooLarge, "larger than 16 MB"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.path);
+    std::string text = "kept";
+    const std::optional<FileError> e = ReadTextFile(c.path, text);
+    if (!c.code) {
+      ASSERT_FALSE(e) << e->Describe();
+      EXPECT_EQ(text.size(), fs::file_size(c.path));
+      continue;
+    }
+    ASSERT_TRUE(e);
+    EXPECT_EQ(e->Code, *c.code);
+    EXPECT_EQ(e->File, c.path);
+    EXPECT_NE(e->Message.find(c.words), std::string::npos) << e->Message;
+    EXPECT_EQ(text, "kept");
+    EXPECT_FALSE(ReadWholeFile(c.path));
+  }
+}
+
+// Every loader of the game takes its file through the one guarded reader.
+TEST(TextFileTest, EveryLoaderRefusesFoldersAndHugeFiles) {
+  TempDir dir;
+  auto rs = std::make_unique<RaceState>();
+  const std::function<std::optional<FileError>(const std::string&)> loaders[] = {
+      [&](const std::string& p) { return LoadTrack(rs->track, p + ".trk"); },
+      [&](const std::string& p) {
+        TrackHeader h;
+        return TrackPreview(p + ".trk", h);
+      },
+      [&](const std::string& p) { return LoadCarFile(*rs, p + ".crs", "", SetupPointsRule::Replace); },
+      [&](const std::string& p) {
+        std::vector<std::string> names;
+        return LoadTeamFile(names, p + ".tms");
+      },
+      [&](const std::string& p) { return LoadResultTables(rs->Tables, p + ".rst"); },
+      [&](const std::string& p) { return ReadSettings(*rs, p + ".ini"); },
+      [&](const std::string& p) { return ReadRaceConfig(*rs, p + ".rac", "", nullptr); },
+  };
+  for (const char* ext : {".trk", ".crs", ".tms", ".rst", ".ini", ".rac"}) {
+    fs::create_directory(dir.Path() / (std::string("folder") + ext));
+    fs::resize_file(dir.Add(std::string("huge") + ext, ""), kMaxTextFileBytes + 1);
+  }
+  int index = 0;
+  for (const auto& load : loaders) {
+    SCOPED_TRACE(index++);
+    const std::optional<FileError> folder = load(dir.File("folder"));
+    ASSERT_TRUE(folder);
+    EXPECT_EQ(folder->Code, FileErrorCode::NotAFile) << folder->Describe();
+    const std::optional<FileError> huge = load(dir.File("huge"));
+    ASSERT_TRUE(huge);
+    EXPECT_EQ(huge->Code, FileErrorCode::TooLarge) << huge->Describe();
+  }
 }
 
 }  // namespace

@@ -268,16 +268,19 @@ TEST(TrackFileLoad, FileEndingInsideTheHeaderFails) {
   }
 }
 
-TEST(TrackFileLoad, WearFactorDefaultsAndRoundsHalfToEven) {
+TEST(TrackFileLoad, WearFactorDefaultsRoundsHalfToEvenAndSurvivesARoundTrip) {
   const std::vector<std::pair<std::string, int>> cases = {
       {"2.5", 2}, {"3.5", 4}, {"4.5", 4},  {"2.4", 2}, {"2.6", 3}, {"7", 7},
-      {"0", 1},   {"-2", 1},  {"-0.5", 1}, {"", 1},    {"1.5", 2},
+      {"0", 1},   {"-2", 1},  {"-0.5", 1}, {"", 1},    {"1.5", 2}, {"0.5", 1}, {"0.3", 1},
   };
   for (const auto& [text, want] : cases) {
     auto t = NewTrack();
     std::optional<FileError> err = LoadTrackText(*t, MiniText(12, text), "Mini.trk");
     ASSERT_FALSE(err.has_value()) << text << ": " << err->Describe();
     EXPECT_EQ(t->TrackWearFactor, want) << "factor \"" << text << "\"";
+    auto again = NewTrack();
+    ASSERT_FALSE(LoadTrackText(*again, TrackFileText(*t), "Mini.trk"));
+    EXPECT_EQ(again->TrackWearFactor, want) << "factor \"" << text << "\" written back";
   }
 }
 

@@ -166,6 +166,13 @@ TEST(TrackGenErrors, NameTheLine) {
       {Square("left 90 radius 28 limits 60 80 100 exit 31"), 11, "exit"},
       {Square() + "pit entry 11 exit 3\n", 17, "pit"},
       {Square() + "straight 500\n", 17, "straight"},
+      // Numbers that are no numbers at all.
+      {"# a comment\nmiles nan\n", 2, "miles"},
+      {"heading NaN\n", 1, "heading"},
+      {"podium -nan 80\n", 1, "podium"},
+      {kHeader + "straight 30\nleft nan radius 28 limits 60 80 100\n", 9, "left"},
+      {kHeader + "straight 30\nleft 90 radius nan limits 60 80 100\n", 9, "left"},
+      {kHeader + "straight 30\nleft 90 radius infinity limits 60 80 100\n", 9, "left"},
   };
   for (const Case& c : cases) {
     const auto error = Attempt(c.text);

@@ -48,7 +48,7 @@ bool IsNumber(std::string_view word) {
   if (!word.empty() && word.front() == '+') word.remove_prefix(1);
   double value = 0;
   auto [end, ec] = std::from_chars(word.data(), word.data() + word.size(), value);
-  return ec == std::errc() && end == word.data() + word.size() && !word.empty();
+  return ec == std::errc() && end == word.data() + word.size() && !word.empty() && std::isfinite(value);
 }
 
 // One line of the description with its words; numbers are checked against the item's range.
@@ -69,7 +69,7 @@ class ItemLine {
     if (!word.empty() && word.front() == '+') word.remove_prefix(1);
     double value = 0;
     auto [end, ec] = std::from_chars(word.data(), word.data() + word.size(), value);
-    if (ec != std::errc() || end != word.data() + word.size() || word.empty())
+    if (ec != std::errc() || end != word.data() + word.size() || word.empty() || !std::isfinite(value))
       Fail(file_, line_, FileErrorCode::TypeMismatch, keyword_, "\"" + words_[i] + "\" is not a number");
     if (value < lo || value > hi)
       Fail(file_, line_, FileErrorCode::OutOfRange, keyword_,

@@ -20,13 +20,13 @@ constexpr const char* kUsage =
     "  cell's car picture against the picture sets in FOLDER\n";
 
 int Generate(const std::string& description, const std::string& carsFolder, bool summary) {
-  const std::optional<std::string> text = vm::ReadWholeFile(description);
-  if (!text) {
-    std::cerr << "velomark-trackgen: " << description << ": the description cannot be opened\n";
+  std::string text;
+  if (std::optional<vm::FileError> e = vm::ReadTextFile(description, text)) {
+    std::cerr << "velomark-trackgen: " << e->Describe() << "\n";
     return 2;
   }
   vm::TrackDescription d;
-  if (std::optional<vm::FileError> e = vm::ParseTrackDescription(*text, description, d)) {
+  if (std::optional<vm::FileError> e = vm::ParseTrackDescription(text, description, d)) {
     std::cerr << "velomark-trackgen: " << e->Describe() << "\n";
     return 2;
   }
