@@ -20,7 +20,7 @@ std::unique_ptr<vm::RaceState> FieldOnTheGrid() {
   rs->Tables.CH1 = {2, 2, 6};
   rs->Tables.CH2 = {0, 7, 9};
   rs->Tables.CH3 = {0, 10, 12};
-  rs->GameMode = kModeSingle;
+  rs->GameMode = vm::kModeSingle;
   rs->RaceLaps = 5;
   rs->CarCount = vm::kMaxCars;
   for (int car = 1; car <= vm::kMaxCars; ++car) {

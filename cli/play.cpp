@@ -1,7 +1,6 @@
 #include "cli/play.h"
 
 #include <algorithm>
-#include <charconv>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -11,11 +10,13 @@
 #include "cli/race_json.h"
 #include "cars/car_file.h"
 #include "engine/laps.h"
+#include "core/numbers.h"
 #include "core/paths.h"
 #include "game/race_config.h"
 #include "core/race_log.h"
 #include "core/textfile.h"
 #include "core/track_file.h"
+#include "core/units.h"
 #include "engine/turn_engine.h"
 #include "rules/result_table_file.h"
 #include "ui/console.h"
@@ -32,13 +33,6 @@ const char* const kPlayUsage =
     "      pit-continue, choose K, dice N, yes, no, next-turn, finish-lap, finish-race, pause, end-race\n";
 
 namespace {
-
-std::optional<int> ToInt(const std::string& text) {
-  int value = 0;
-  auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (ec != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return value;
-}
 
 // How a run ends early: the status and what to say.
 struct ScriptStop {
@@ -104,7 +98,7 @@ class PlayConsole : public Console {
     for (int k = 0; k < n; ++k) what += (k ? " | " : "") + panel.Options[static_cast<size_t>(k)];
     what += ")";
     const ScriptLine& line = Need(what);
-    std::optional<int> k = line.Words.size() == 2 && line.Words[0] == "choose" ? ToInt(line.Words[1]) : std::nullopt;
+    std::optional<int> k = line.Words.size() == 2 && line.Words[0] == "choose" ? ParseWholeNumber(line.Words[1]) : std::nullopt;
     if (!k || *k < 1 || *k > n) Misfit(line, "expected " + what);
     return *k - 1;
   }
@@ -119,7 +113,7 @@ class PlayConsole : public Console {
     const std::string what = "a dice entry, dice " + std::to_string(panel.Choices.front()) + ".." +
                              std::to_string(panel.Choices.back());
     const ScriptLine& line = Need(what);
-    std::optional<int> n = line.Words.size() == 2 && line.Words[0] == "dice" ? ToInt(line.Words[1]) : std::nullopt;
+    std::optional<int> n = line.Words.size() == 2 && line.Words[0] == "dice" ? ParseWholeNumber(line.Words[1]) : std::nullopt;
     if (!n || *n < panel.Choices.front() || *n > panel.Choices.back()) Misfit(line, "expected " + what);
     return *n;
   }
@@ -133,7 +127,7 @@ class PlayConsole : public Console {
     const int n = static_cast<int>(panel.Buttons.size());
     const std::string what = panel.Name + ", choose 1.." + std::to_string(n);
     const ScriptLine& line = Need(what);
-    std::optional<int> k = line.Words.size() == 2 && line.Words[0] == "choose" ? ToInt(line.Words[1]) : std::nullopt;
+    std::optional<int> k = line.Words.size() == 2 && line.Words[0] == "choose" ? ParseWholeNumber(line.Words[1]) : std::nullopt;
     if (!k || *k < 1 || *k > n) Misfit(line, "expected " + what);
     return *k - 1;
   }
@@ -153,7 +147,7 @@ struct PlayArgs {
   std::string track, tables, script, dumpJson, cars, config;
   std::vector<std::string> designs;
   std::optional<int> laps, carsRacing;
-  std::string mode = "Single";
+  std::string mode{kModeSingle};
   std::optional<std::uint64_t> seed;
   std::vector<double> rnd;
   bool log = false;
@@ -182,18 +176,17 @@ std::optional<PlayArgs> ParsePlay(const std::vector<std::string>& args, std::ost
     else if (opt == "--config") a.config = value;
     else if (opt == "--qualifying") return fail("qualifying is not built yet: the grid is in car order");
     else if (opt == "--mode") {
-      if (value != "Practice" && value != "Single") return fail("--mode is Practice or Single");
+      if (value != kModePractice && value != kModeSingle) return fail("--mode is Practice or Single");
       a.mode = value;
     } else if (opt == "--laps" || opt == "--cars-racing") {
-      std::optional<int> n = ToInt(value);
+      std::optional<int> n = ParseWholeNumber(value);
       const int top = opt == "--laps" ? kMaxLaps : kMaxCars;
       if (!n || *n < 1 || *n > top) return fail(opt + " takes a whole number from 1 to " + std::to_string(top));
       (opt == "--laps" ? a.laps : a.carsRacing) = n;
     } else if (opt == "--seed") {
-      std::uint64_t s = 0;
-      auto [end, ec] = std::from_chars(value.data(), value.data() + value.size(), s);
-      if (ec != std::errc() || end != value.data() + value.size()) return fail("--seed takes a whole number");
-      a.seed = s;
+      std::optional<std::uint64_t> s = ParseSeed(value);
+      if (!s) return fail("--seed takes a whole number");
+      a.seed = *s;
     } else if (opt == "--rnd") {
       std::string why;
       std::optional<std::vector<double>> values = ParseRndScript(value, &why);
@@ -220,7 +213,7 @@ bool ReadDesign(RaceState& rs, int car, const std::string& text) {
   std::vector<int> v;
   std::istringstream in(text);
   for (std::string part; std::getline(in, part, ',');) {
-    std::optional<int> n = ToInt(part);
+    std::optional<int> n = ParseWholeNumber(part);
     if (!n) return false;
     v.push_back(*n);
   }
@@ -281,7 +274,7 @@ void Perform(RaceEngine& engine, const ScriptLine& line) {
   };
   if (w == "speed") {
     require(waiting == Waiting::Speed && (line.Words.size() == 2 || (line.Words.size() == 3 && line.Words[2] == "draft")));
-    std::optional<int> mph = ToInt(line.Words[1]);
+    std::optional<int> mph = ParseWholeNumber(line.Words[1]);
     if (!mph || *mph < 0 || *mph > 240 || *mph % 20 != 0) Misfit(line, "a speed is 0 to 240 in steps of 20");
     const SpeedButton& b = engine.SpeedPanel().Buttons[static_cast<size_t>(*mph / 20)];
     if (!b.Enabled || !b.Seen) Misfit(line, "the " + line.Words[1] + " MPH button is not enabled");
@@ -388,7 +381,7 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
   }
   rs->GameMode = a->mode;
   // A practice session always runs to its lap limit of 50.
-  if (a->mode == "Practice") rs->RaceLaps = 50;
+  if (a->mode == kModePractice) rs->RaceLaps = 50;
   else if (a->laps) rs->RaceLaps = *a->laps;
   else if (a->config.empty()) rs->RaceLaps = 3;
   // The same seed gives the same race: without one the run is still reproducible.

@@ -1,6 +1,7 @@
 #include "game/modes.h"
 
 #include "core/track_file.h"
+#include "core/units.h"
 
 namespace vm {
 
@@ -39,16 +40,16 @@ constexpr Row kTable[] = {
 };
 
 int Column(std::string_view mode) {
-  if (mode == "Single") return 1;
-  if (mode == "Practice") return 2;
-  if (mode == "Season") return 3;
+  if (mode == kModeSingle) return 1;
+  if (mode == kModePractice) return 2;
+  if (mode == kModeSeason) return 3;
   return 0;
 }
 
 void SetChecks(GameSession& g, std::string_view mode) {
-  g[Cmd::mnuModePractice].Checked = mode == "Practice";
-  g[Cmd::mnuModeSingleRace].Checked = mode == "Single";
-  g[Cmd::mnuModeSeason].Checked = mode == "Season";
+  g[Cmd::mnuModePractice].Checked = mode == kModePractice;
+  g[Cmd::mnuModeSingleRace].Checked = mode == kModeSingle;
+  g[Cmd::mnuModeSeason].Checked = mode == kModeSeason;
 }
 
 }  // namespace
@@ -89,12 +90,12 @@ void CommandsAtRaceStart(GameSession& g, const RaceState& rs) {
     g[c].Enabled = false;
   g[Cmd::mnuRaceEndRace].Enabled = true;
   g[Cmd::mnuRaceOptions].Enabled = true;
-  if (rs.GameMode == "Practice") {
+  if (rs.GameMode == kModePractice) {
     g[Cmd::mnuRaceOptions].Enabled = false;
     g[Cmd::mnuRaceSaveSnapshot].Enabled = false;
   } else {
     g[Cmd::mnuRaceSave].Enabled = true;
-    g[Cmd::mnuRaceSaveSnapshot].Enabled = rs.GameMode != "Season";
+    g[Cmd::mnuRaceSaveSnapshot].Enabled = rs.GameMode != kModeSeason;
   }
 }
 
@@ -110,23 +111,23 @@ void CommandsAtRaceEnd(GameSession& g) {
 // --- Mode commands ----------------------------------------------------------------------------------
 
 bool ModeCommands::LeaveSeason() {
-  if (rs_.GameMode != "Season" || !g_[Cmd::mnuSeasonLevel].Enabled) return true;
+  if (rs_.GameMode != kModeSeason || !g_[Cmd::mnuSeasonLevel].Enabled) return true;
   if (!console_.AskYesNo("Do you want to exit Season Mode ?", "Change Game Mode")) return false;
   mnuSeasonExit();
   return true;
 }
 
 void ModeCommands::mnuModePractice() {
-  if (rs_.GameMode == "Practice") return;
+  if (rs_.GameMode == kModePractice) return;
   if (!LeaveSeason()) return;
   rs_.AccumulateDamage = false;
   // SavedRaceLaps keeps the laps of the other modes while in Practice, so that leaving it gives
   // them back; setting it to 50 here as well would lose them.
   rs_.RaceLaps = 50;
-  SetChecks(g_, "Practice");
+  SetChecks(g_, kModePractice);
   g_.TrackWindowOpen = false;
   g_.StatusText = "Practice Mode";
-  rs_.GameMode = "Practice";
+  rs_.GameMode = kModePractice;
   SetModeMenus(g_, rs_, rs_.GameMode);
 }
 
@@ -135,22 +136,22 @@ void ModeCommands::mnuModeSingleRace() {
   rs_.RaceLaps = rs_.SavedRaceLaps;
   rs_.LockCars = false;
   rs_.AccumulateDamage = false;
-  SetChecks(g_, "Single");
+  SetChecks(g_, kModeSingle);
   g_.TrackWindowOpen = false;
   g_.StatusText = "Single Race Mode";
-  rs_.GameMode = "Single";
+  rs_.GameMode = kModeSingle;
   SetModeMenus(g_, rs_, rs_.GameMode);
   g_[Cmd::mnuCarLevel].Enabled = true;
 }
 
 void ModeCommands::mnuModeSeason() {
-  if (rs_.GameMode == "Season" && g_[Cmd::mnuSeasonNextRace].Enabled) {
+  if (rs_.GameMode == kModeSeason && g_[Cmd::mnuSeasonNextRace].Enabled) {
     if (!console_.AskYesNo("Do you want to exit " + g_.StatusText + " ?", "Change Game Mode")) return;
     mnuSeasonExit();
   }
-  SetChecks(g_, "Season");
+  SetChecks(g_, kModeSeason);
   g_.StatusText = "Season Mode: No Season Loaded";
-  rs_.GameMode = "Season";
+  rs_.GameMode = kModeSeason;
   SetModeMenus(g_, rs_, rs_.GameMode);
   const int pick = console_.ChooseButton(
       {"frmSeasonModeSelect", "Season Mode", "", {"Create New Season", "Load Existing Season", "Cancel"}});
@@ -182,9 +183,9 @@ void ModeCommands::mnuRaceSetup() {
     g_[Cmd::mnuExitMode].Enabled = true;
     LoadPendingTrack();
   };
-  if (rs_.GameMode == "Practice") {
+  if (rs_.GameMode == kModePractice) {
     newRace();
-  } else if (rs_.GameMode == "Single") {
+  } else if (rs_.GameMode == kModeSingle) {
     // Loading is not offered to a client of an online race.
     const int pick = console_.ChooseButton({"frmSingleRaceModeSelect", "Single Race Mode", "",
                                             {"New Race", "Load Saved Race", "Load Race Config", "Cancel"}});
@@ -216,9 +217,9 @@ void ModeCommands::mnuSeasonExit() {
 
 void ModeCommands::mnuSeasonExitCurrent() {
   g_.SeasonLoaded = false;
-  SetChecks(g_, "Season");
+  SetChecks(g_, kModeSeason);
   g_.StatusText = "Season Mode: No Season Loaded";
-  rs_.GameMode = "Season";
+  rs_.GameMode = kModeSeason;
   SetModeMenus(g_, rs_, rs_.GameMode);
 }
 

@@ -1,10 +1,12 @@
 #include "game/race_setup.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <utility>
+
+#include "core/numbers.h"
+#include "core/units.h"
 
 namespace vm {
 
@@ -32,18 +34,6 @@ std::string MilesText(int laps, double lapMiles) {
   return miles;
 }
 
-// A number as a text box may hold it: blanks around it, a sign, a fraction; nullopt otherwise.
-std::optional<double> NumberIn(std::string_view text) {
-  const size_t first = text.find_first_not_of(' ');
-  if (first == std::string_view::npos) return std::nullopt;
-  text = text.substr(first, text.find_last_not_of(' ') - first + 1);
-  if (text.front() == '+') text.remove_prefix(1);
-  double value = 0;
-  auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (ec != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) return std::nullopt;
-  return value;
-}
-
 }  // namespace
 
 int PointPresetOf(const std::array<int, 51>& points) {
@@ -55,7 +45,7 @@ int PointPresetOf(const std::array<int, 51>& points) {
 }
 
 int PointsBoxValue(std::string_view text) {
-  const std::optional<double> value = NumberIn(text);
+  const std::optional<double> value = ParseNumber(text);
   if (!value) return 0;
   const double rounded = RoundHalfEven(*value);
   // A points field is 16 bits: anything beyond counts as no number at all.
@@ -85,7 +75,7 @@ std::vector<int> StartAllotmentList(int laps) {
 RaceSetupDialog::RaceSetupDialog(RaceState& rs) : rs_(rs) { RefreshRaceSetup(); }
 
 int RaceSetupDialog::ShownLaps() const {
-  return rs_.GameMode == "Practice" ? rs_.RaceLaps : ComboValue(cmbTotalLaps);
+  return rs_.GameMode == kModePractice ? rs_.RaceLaps : ComboValue(cmbTotalLaps);
 }
 
 void RaceSetupDialog::RefreshRaceSetup() {
@@ -109,7 +99,7 @@ void RaceSetupDialog::RefreshRaceSetup() {
   CheckAllowRequal.Visible = rs.QualifyingMethod == kQualifyingMethods[0];
   cmbCarSetupPoints = ComboBox{Range(kRaceSetupPointsLow, kRaceSetupPointsHigh), Text(rs.CarSetupPoints)};
 
-  const bool practice = rs.GameMode == "Practice";
+  const bool practice = rs.GameMode == kModePractice;
   Title = practice ? kPracticeSetupTitle : kRaceSetupTitle;
   FieldLabel = practice ? kCarsInSessionLabel : kStartingFieldLabel;
   PointsFrameVisible = LengthFrameVisible = SetupPointsFrameVisible = QualifyingFrameVisible = !practice;
@@ -244,7 +234,7 @@ void RaceSetupDialog::EditPlace(int index, std::string_view text) {
 }
 
 int RaceSetupDialog::EditBonus(std::string& box, std::string_view text) {
-  box = NumberIn(text) ? std::string(text) : "0";
+  box = ParseNumber(text) ? std::string(text) : "0";
   return PointsBoxValue(box);
 }
 
@@ -259,7 +249,7 @@ void RaceSetupDialog::ApplyValues() {
   if (ShownLaps() < kPitLapsMinimum) chkPitLaneOpen.Checked = chkPitLaneRepairOnly.Checked = false;
 
   rs.CarCount = ComboValue(cmbCarsRacing);
-  if (rs.GameMode != "Practice") rs.RaceLaps = ComboValue(cmbTotalLaps);
+  if (rs.GameMode != kModePractice) rs.RaceLaps = ComboValue(cmbTotalLaps);
   rs.CarSetupPoints = ComboValue(cmbCarSetupPoints);
   rs.QualifyingMethod = kQualifyingMethods[0];
   if (!cmbQualifying.empty()) rs.QualifyingMethod = cmbQualifying;
@@ -302,7 +292,7 @@ void RaceSetupDialog::ApplyValues() {
 void RaceSetupDialog::Ok() {
   ApplyValues();
   // Practice runs its 50 laps and keeps the saved ones for the mode that follows.
-  if (rs_.GameMode != "Practice") rs_.SavedRaceLaps = rs_.RaceLaps;
+  if (rs_.GameMode != kModePractice) rs_.SavedRaceLaps = rs_.RaceLaps;
   accepted_ = true;
 }
 
@@ -315,7 +305,7 @@ std::optional<FileError> RaceSetupDialog::LoadDefaultSettings(const DefaultsLoad
   const int practiceLaps = rs_.RaceLaps;
   if (std::optional<FileError> error = load(rs_)) return error;
   // The defaults' laps are for the other modes: Practice keeps its own and saves those.
-  if (rs_.GameMode == "Practice") {
+  if (rs_.GameMode == kModePractice) {
     rs_.SavedRaceLaps = rs_.RaceLaps;
     rs_.RaceLaps = practiceLaps;
   }

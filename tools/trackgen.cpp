@@ -2,13 +2,14 @@
 
 #include <algorithm>
 #include <cctype>
-#include <charconv>
 #include <cmath>
 #include <memory>
 #include <numbers>
 #include <set>
 #include <tuple>
 #include <utility>
+
+#include "core/numbers.h"
 
 namespace vm {
 
@@ -44,13 +45,6 @@ std::string Lower(std::string s) {
   return s;
 }
 
-bool IsNumber(std::string_view word) {
-  if (!word.empty() && word.front() == '+') word.remove_prefix(1);
-  double value = 0;
-  auto [end, ec] = std::from_chars(word.data(), word.data() + word.size(), value);
-  return ec == std::errc() && end == word.data() + word.size() && !word.empty() && std::isfinite(value);
-}
-
 // One line of the description with its words; numbers are checked against the item's range.
 class ItemLine {
  public:
@@ -61,16 +55,13 @@ class ItemLine {
   int Line() const { return line_; }
   size_t Size() const { return words_.size(); }
   std::string WordAt(size_t i) const { return i < words_.size() ? Lower(words_[i]) : ""; }
-  bool NumberAt(size_t i) const { return i < words_.size() && IsNumber(words_[i]); }
+  bool NumberAt(size_t i) const { return i < words_.size() && ParseNumber(words_[i]).has_value(); }
 
   double Double(size_t i, double lo, double hi) const {
     if (i >= words_.size()) Fail(file_, line_, FileErrorCode::PastEnd, keyword_, keyword_ + " needs more numbers");
-    std::string_view word = words_[i];
-    if (!word.empty() && word.front() == '+') word.remove_prefix(1);
-    double value = 0;
-    auto [end, ec] = std::from_chars(word.data(), word.data() + word.size(), value);
-    if (ec != std::errc() || end != word.data() + word.size() || word.empty() || !std::isfinite(value))
-      Fail(file_, line_, FileErrorCode::TypeMismatch, keyword_, "\"" + words_[i] + "\" is not a number");
+    const std::optional<double> parsed = ParseNumber(words_[i]);
+    if (!parsed) Fail(file_, line_, FileErrorCode::TypeMismatch, keyword_, "\"" + words_[i] + "\" is not a number");
+    const double value = *parsed;
     if (value < lo || value > hi)
       Fail(file_, line_, FileErrorCode::OutOfRange, keyword_,
            words_[i] + " is outside " + FormatNumber(lo) + ".." + FormatNumber(hi));
