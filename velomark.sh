@@ -35,10 +35,10 @@ case "${1:-}" in
     build build -DCMAKE_BUILD_TYPE=RelWithDebInfo
     # The windowed program arrives with the display work; until then the headless one shows the
     # bundled circuit and runs a scripted two-car race on it.
-    ./build/cli/velomark-cli track-info data/Tracks/Oval.trk --scan 15 2
-    ./build/cli/velomark-cli play --track data/Tracks/Oval.trk --tables data/Default.rst \
-      --car-design 60,40,40,140,3,0 --car-design 60,40,40,160,3,1 --laps 1 \
-      --script data/Scripts/Oval-two-cars.txt --log
+    ./build/cli/velomark-cli track-info data/Tracks/Tarnock.trk --scan 15 2
+    ./build/cli/velomark-cli play --track data/Tracks/Tarnock.trk --tables data/Default.rst \
+      --car-design 60,40,40,120,8,0 --car-design 60,40,40,140,8,1 --laps 1 \
+      --script data/Scripts/Tarnock-two-cars.txt --log
     ;;
   test)
     install_missing

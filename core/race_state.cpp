@@ -110,7 +110,13 @@ void CheckCells(const RaceState& rs, std::vector<std::string>& faults) {
     // A running car on the track owns its cell; one out, in the pit lane or spinning off owns none.
     const bool onTrack = rs.CarSpace[car] > 0 && rs.CarLane[car] > 0 && !rs.CarOutOfRace[car] &&
                          !rs.CarInPit[car] && rs.CarStatus[car] != kSpinningOffCell;
-    if (onTrack && cellsHeld[car] == 0) faults.push_back("car " + std::to_string(car) + " holds no cell");
+    // A spun car gives up its cell at its next slot and restarts from a standstill where it
+    // stands: until it moves again it may hold none.
+    const bool restarting = rs.CarStatus[car] == kSpinning || rs.CarSpeed[car] == 0;
+    if (onTrack && cellsHeld[car] == 0 && !restarting) faults.push_back("car " + std::to_string(car) + " holds no cell");
+    if (onTrack && rs.CarSpace[car] <= kMaxSpaces && rs.CarLane[car] <= kMaxLanes &&
+        t.CellSkip[rs.CarSpace[car]][rs.CarLane[car]])
+      faults.push_back("car " + std::to_string(car) + " stands on a skip cell");
     if ((rs.CarOutOfRace[car] || rs.CarInPit[car]) && cellsHeld[car] > 0)
       faults.push_back("car " + std::to_string(car) + " is off the track but holds a cell");
   }

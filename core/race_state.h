@@ -290,8 +290,8 @@ void ClearCarCell(RaceState& rs, int car);
 // Copies the six working ratings of every car into CarDesign.
 void TakeDesignCopies(RaceState& rs);
 
-// Checks the race state's invariants: each car on the track owns its cell and no cell holds a
-// car that is not there; speeds are whole multiples of 20; RunningOrder holds CarCount minus
+// Checks the race state's invariants: each car on the track owns its cell, which is no skip
+// cell, and no cell holds a car that is not there; speeds are whole multiples of 20; RunningOrder holds CarCount minus
 // CarsFinished distinct cars with no gaps. Returns one line per broken rule, empty when sound.
 std::vector<std::string> CheckRaceState(const RaceState& rs);
 

@@ -27,6 +27,9 @@ void ClearTrackForLoad(Track& t) {
     }
   }
   t.SpaceCurveNumber.fill(0);
+  // Apex lines go on every load, not only the first: lines left by an earlier track would
+  // change the payments on this one.
+  for (auto& apex : t.ApexCells) apex.fill(ApexCell{});
   t.ApexCount = 0;  // counts the blocks of the file being read
   t.PitEntrySpace = 0;
   t.PitExitSpace = 0;

@@ -92,9 +92,9 @@ struct Track : TrackHeader {
   bool operator==(const Track&) const = default;
 };
 
-// Clears a track before a load: the five lanes become skip cells without a rank or limit,
-// and the pit lane, default car and podium go back to none. The first load after start-up
-// clears everything, the occupancy and apex lines too; later loads keep the apex lines.
+// Clears a track before a load: the five lanes become skip cells without a rank or limit, the
+// apex lines go, and the pit lane, default car and podium go back to none. The first load after
+// start-up clears everything, the occupancy and cell pictures too.
 void ClearTrackForLoad(Track& t);
 
 // The next space in the direction of the race: TrackLength + 1 is space 1.

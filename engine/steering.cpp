@@ -197,7 +197,10 @@ void ChangeLane(RuleContext& ctx, int direction) {
       for (int passed = 0; passed < 2 && Skip(t, space, oldLane); ++passed) ++space;
     }
   }
-  // Step 3: from an open cell no skip cell is passed over.
+  // Step 3: from an open cell no skip cell is passed over in the old lane's column.
+  // A car never stands on a skip cell: whatever the walk above read, the landing cell of the new
+  // lane is passed over like any skip, at most twice as the grid is drawn.
+  for (int passed = 0; passed < 2 && Skip(t, space, newLane); ++passed) ++space;
   // Step 4.
   WrapAtLine(ctx, space);
   rs.CarSpace[car] = space;

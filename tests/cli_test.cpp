@@ -23,7 +23,7 @@
 namespace vm {
 namespace {
 
-const std::string kOval = std::string(VELOMARK_DATA) + "/Tracks/Oval.trk";
+const std::string kOval = std::string(VELOMARK_FIXTURES) + "/Oval.trk";
 
 struct CliRun {
   int status;
@@ -107,14 +107,14 @@ TEST(CliTrackInfo, BadArgumentsAreUsageErrors) {
   EXPECT_EQ(Cli({"--rnd", "0.5,.25", "track-info", kOval}).status, kExitOk);
 }
 
-TEST(BundledData, OvalFileIsWhatTheSampleBuilderWrites) {
-  // The shipped file must stay the builder's output byte for byte, and load back to it.
-  const std::optional<std::string> shipped = ReadWholeFile(kOval);
-  ASSERT_TRUE(shipped);
-  EXPECT_EQ(*shipped, TrackFileText(SampleOval()));
+TEST(SampleOval, FixtureFileIsWhatTheSampleBuilderWrites) {
+  // The fixture must stay the builder's output byte for byte, and load back to it.
+  const std::optional<std::string> fixture = ReadWholeFile(kOval);
+  ASSERT_TRUE(fixture);
+  EXPECT_EQ(*fixture, TrackFileText(SampleOval()));
   Track loaded;
   ASSERT_FALSE(LoadTrack(loaded, kOval));
-  EXPECT_EQ(TrackFileText(loaded), *shipped);
+  EXPECT_EQ(TrackFileText(loaded), *fixture);
 }
 
 const std::string kDefaultTables = std::string(VELOMARK_DATA) + "/Default.rst";
@@ -196,7 +196,7 @@ TEST(CliTables, BadArgumentsAreUsageErrors) {
 // play
 
 const std::string kTables = std::string(VELOMARK_DATA) + "/Default.rst";
-const std::string kDemo = std::string(VELOMARK_DATA) + "/Scripts/Oval-two-cars.txt";
+const std::string kDemo = std::string(VELOMARK_FIXTURES) + "/Oval-two-cars.txt";
 
 std::vector<std::string> PlayArgs(const std::string& script, std::vector<std::string> more = {}) {
   std::vector<std::string> args{"play",         "--track",      kOval,   "--tables", kTables,
@@ -335,7 +335,7 @@ TEST(CliPlay, CarsComeFromACarFileOrARaceConfiguration) {
 
 TEST(CliCheck, LoadsEachKindOfFileByItsExtension) {
   const testing_support::TempDir dir;
-  for (const char* file : {"Tracks/Oval.trk", "Default.crs", "Default.rst", "VMR.ini", "Teams.tms"}) {
+  for (const char* file : {"Tracks/Tarnock.trk", "Default.crs", "Default.rst", "VMR.ini", "Teams.tms"}) {
     const CliRun r = Cli({"check", std::string(VELOMARK_DATA) + "/" + file});
     EXPECT_EQ(r.status, kExitOk) << file << r.out;
     EXPECT_EQ(r.out, "ok\n");

@@ -3,6 +3,7 @@
 // must give the same race, to the last field.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -52,17 +53,18 @@ class RecordingConsole : public Console {
   std::vector<std::string>& script_;
 };
 
-// Drives the race as six plain drivers: odd cars stay inside their safe speeds, even cars take
-// the risky top button; every car steers straight when it can, else left, else right.
-std::vector<std::string> WriteScript(const Track& track, const ResultTables& tables) {
+// Drives the race as plain drivers: odd cars stay inside their safe speeds, even cars take the
+// risky top button; every car steers straight when it can, else left, else right.
+std::vector<std::string> WriteScript(const Track& track, const ResultTables& tables,
+                                     const std::vector<std::string>& designs = kDesigns, int laps = 3) {
   auto rs = std::make_unique<RaceState>();
   rs->track = track;
   rs->Tables = tables;
   rs->GameMode = "Single";
-  rs->RaceLaps = 3;
-  rs->CarCount = static_cast<int>(kDesigns.size());
+  rs->RaceLaps = laps;
+  rs->CarCount = static_cast<int>(designs.size());
   for (int car = 1; car <= rs->CarCount; ++car) {
-    std::istringstream in(kDesigns[static_cast<size_t>(car - 1)]);
+    std::istringstream in(designs[static_cast<size_t>(car - 1)]);
     std::vector<int> v;
     for (std::string part; std::getline(in, part, ',');) v.push_back(std::stoi(part));
     rs->DriverName[car] = "Car " + std::to_string(car);
@@ -173,6 +175,37 @@ TEST(FullRace, SixScriptedCarsRunThreeLapsToTheFlagAndAgainTheSame) {
     const int car = j["FinishOrder"][place];
     EXPECT_EQ(j["CarLap"][car], 4) << car;
   }
+}
+
+// The two-car race `velomark.sh play` shows on Tarnock runs to the flag from its shipped script.
+// With VELOMARK_WRITE_SCRIPTS set the script is written afresh first.
+TEST(FullRace, TheShippedTarnockScriptRunsTwoCarsToTheFlag) {
+  const std::string data = VELOMARK_DATA;
+  const std::string trackFile = data + "/Tracks/Tarnock.trk";
+  const std::string tablesFile = data + "/Default.rst";
+  const std::string scriptFile = data + "/Scripts/Tarnock-two-cars.txt";
+  const std::vector<std::string> designs = {"60,40,40,120,8,0", "60,40,40,140,8,1"};
+  if (std::getenv("VELOMARK_WRITE_SCRIPTS") != nullptr) {
+    ResultTables tables;
+    ASSERT_FALSE(LoadResultTables(tables, tablesFile));
+    Track track;
+    ASSERT_FALSE(LoadTrack(track, trackFile));
+    std::string text =
+        "# Two cars, one lap of Tarnock Park (velomark.sh play): each turn both choose a speed, then steer\n"
+        "# space by space. Car 1 keeps to its safe speeds; car 2 takes the top button and pays for it.\n";
+    for (const std::string& line : WriteScript(track, tables, designs, 1)) text += line + "\n";
+    ASSERT_FALSE(WriteFileAtomic(scriptFile, text));
+  }
+  std::vector<std::string> args{"play", "--track", trackFile, "--tables", tablesFile, "--laps", "1", "--script", scriptFile};
+  for (const std::string& d : designs) {
+    args.push_back("--car-design");
+    args.push_back(d);
+  }
+  std::ostringstream out, err;
+  ASSERT_EQ(RunCli(args, out, err), kExitOk) << err.str() << out.str();
+  // The careful car takes the flag; the bold one pushes its luck.
+  EXPECT_NE(out.str().find("race over\n1. Car 1 "), std::string::npos) << out.str();
+  EXPECT_NE(out.str().find("\n2. Car 2 "), std::string::npos) << out.str();
 }
 
 }  // namespace

@@ -103,13 +103,19 @@ TEST(RaceStateInvariants, EachBrokenRuleIsNamed) {
   };
   ASSERT_TRUE(CheckRaceState(ThreeCarRace()).empty());
   const Case cases[] = {
-      {"car off its cell", [](RaceState& rs) { rs.track.CellOccupant[40][2] = 0; }, "car 1 holds no cell"},
+      {"moving car off its cell",
+       [](RaceState& rs) {
+         rs.CarSpeed[1] = 120;
+         rs.track.CellOccupant[40][2] = 0;
+       },
+       "car 1 holds no cell"},
       {"cell names a car standing elsewhere", [](RaceState& rs) { rs.track.CellOccupant[10][1] = 2; },
        "stands elsewhere"},
       {"two cars on one cell",
        [](RaceState& rs) {
          rs.CarSpace[3] = 39;
          rs.CarLane[3] = 1;
+         rs.CarSpeed[3] = 100;
          rs.track.CellOccupant[39][3] = 0;
        },
        "car 3 holds no cell"},
@@ -121,6 +127,7 @@ TEST(RaceStateInvariants, EachBrokenRuleIsNamed) {
          rs.CarStatus[2] = kOutOfRace;
        },
        "off the track but holds a cell"},
+      {"car on a skip cell", [](RaceState& rs) { rs.track.CellSkip[40][2] = true; }, "car 1 stands on a skip cell"},
       {"speed not a multiple of 20", [](RaceState& rs) { rs.CarSpeed[1] = 30; }, "CarSpeed 30"},
       {"chosen speed not a multiple of 20", [](RaceState& rs) { rs.CarNewSpeed[3] = 150; }, "CarNewSpeed 150"},
       {"order repeats a car", [](RaceState& rs) { rs.RunningOrder[3] = 1; }, "repeats car 1"},
@@ -148,6 +155,10 @@ TEST(RaceStateInvariants, CarsOffTheTrackNeedNoCell) {
   rs.CarInPit[2] = true;  // in the pit lane
   rs.track.CellOccupant[39][3] = 0;
   rs.CarStatus[3] = kSpinningOffCell;
+  EXPECT_TRUE(CheckRaceState(rs).empty());
+  // A spun car restarts from a standstill where it stands, its cell given up.
+  rs.CarStatus[3] = kRunning;
+  rs.CarSpeed[3] = 0;
   EXPECT_TRUE(CheckRaceState(rs).empty());
   // A finished car leaves the order: two places are enough for three cars with one home.
   rs.CarsFinished = 1;

@@ -17,7 +17,7 @@ namespace {
 using namespace std::string_literals;
 
 const std::string kDefault = std::string(VELOMARK_DATA) + "/Default.rst";
-const std::string kOval = std::string(VELOMARK_DATA) + "/Tracks/Oval.trk";
+const std::string kOval = std::string(VELOMARK_FIXTURES) + "/Oval.trk";
 
 // The usual tables, as the shipped Default.rst must hold them.
 ResultTables Usual() { return testing_support::UsualTables(); }

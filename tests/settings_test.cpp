@@ -22,7 +22,7 @@ namespace {
 using testing_support::TempDir;
 
 const std::string kDeliveredSettings = std::string(VELOMARK_DATA) + "/VMR.ini";
-const std::string kTracks = std::string(VELOMARK_DATA) + "/Tracks";
+const std::string kTracks = VELOMARK_FIXTURES;
 const std::string kCarsFolder = "C:\\VMR\\Cars\\";
 
 std::string Delivered() { return ReadWholeFile(kDeliveredSettings).value(); }

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
+#include "core/track_file.h"
 #include "tests/rules_fixture.h"
 #include "tools/track_builder.h"
 
@@ -127,6 +129,64 @@ TEST_F(SteerTest, SkipWalks) {
     EXPECT_EQ(rs.SpacesLeft, 2) << c.Name;
     EXPECT_EQ(rs.track.CellOccupant[c.Expected.first][c.Expected.second], kCar) << c.Name;
     EXPECT_EQ(rs.track.CellOccupant[c.Space][c.Lane], 0) << c.Name;
+  }
+}
+
+TEST_F(SteerTest, ALaneChangePassesTheNewLanesSkipCells) {
+  struct Case {
+    const char* Name;
+    Track TrackUsed;
+    void (*Press)(RuleContext&);
+    int Space, Lane;
+    std::pair<int, int> Expected;
+    int LapAfter;
+  };
+  const std::vector<Case> cases = {
+      {"from an open cell into a curve whose inner lane skips its first cell",
+       TrackBuilder(3, 30).Curve(10, 20, {80, 100, 120}).Skip(10, 1).Build(), StepRight, 9, 2, {11, 1}, 2},
+      {"outward in a curve onto the outer lane's skip",
+       TrackBuilder(3, 30).Curve(10, 20, {80, 100, 120}).Skip(12, 2).Build(), StepLeft, 11, 1, {13, 2}, 2},
+      {"two skips in the new lane", TrackBuilder(2, 30).Skip(11, 12, 1).Build(), StepRight, 10, 2, {13, 1}, 2},
+      {"the new lane's skip just past the line", TrackBuilder(2, 20).Skip(1, 2).Build(), StepLeft, 20, 1, {2, 2}, 3},
+  };
+  for (const Case& c : cases) {
+    Use(c.TrackUsed);
+    Place(kCar, c.Space, c.Lane);
+    rs.CarLap[kCar] = 2;
+    rs.SpacesLeft = 3;
+    ComputeOpenSteps(rs);
+    c.Press(ctx);
+    EXPECT_EQ(Cell(), c.Expected) << c.Name;
+    EXPECT_EQ(rs.track.CellOccupant[c.Expected.first][c.Expected.second], kCar) << c.Name;
+    EXPECT_EQ(rs.CarLap[kCar], c.LapAfter) << c.Name;
+  }
+}
+
+// Every step from every cell of the circuits the game ships ends on a cell a car can stand on.
+TEST_F(SteerTest, NoStepOnAShippedCircuitEndsOnASkipCell) {
+  for (const char* name : {"Tarnock", "Kestrel", "Porto", "Brannock"}) {
+    Track loaded;
+    ASSERT_FALSE(LoadTrack(loaded, std::string(VELOMARK_DATA) + "/Tracks/" + name + ".trk")) << name;
+    Use(loaded);
+    rs.CarLap[kCar] = 0;  // no curve rolls: only where the car lands is tested
+    const Track& t = rs.track;
+    int steps = 0;
+    for (int space = 1; space <= t.TrackLength; ++space) {
+      for (int lane = 1; lane <= t.TrackLanes; ++lane) {
+        if (t.CellSkip[space][lane] || t.CellLaneRank[space][lane] == 0) continue;
+        for (auto step : {StepLeft, StepStraight, StepRight}) {
+          Place(kCar, space, lane);
+          rs.SpacesLeft = 2;
+          ComputeOpenSteps(rs);
+          step(ctx);
+          const int s = rs.CarSpace[kCar], l = rs.CarLane[kCar];
+          EXPECT_FALSE(t.CellSkip[s][l]) << name << " from " << space << "/" << lane << " to " << s << "/" << l;
+          rs.track.CellOccupant[s][l] = 0;
+          ++steps;
+        }
+      }
+    }
+    EXPECT_GT(steps, 3 * t.TrackLength) << name;
   }
 }
 
@@ -263,6 +323,50 @@ TEST_F(SteerApexTest, ButtonsFollowTheApexLine) {
     EXPECT_TRUE(same(p.InTurnRight, c.InTurnRight)) << at;
     EXPECT_EQ(p.EnterPitVisible, c.Space == 9) << at;
   }
+}
+
+// "Follow Apex" pressed from the first cell of each apex line visits the listed cells in turn and
+// ends on the last with nothing charged, at a speed the line's curve cells allow: on the sample
+// Oval and on every shipped circuit.
+TEST_F(SteerTest, FollowApexRunsEveryLineToItsEnd) {
+  const std::string data = std::string(VELOMARK_DATA) + "/Tracks/";
+  int walked = 0;
+  for (const std::string& file : {std::string(VELOMARK_FIXTURES) + "/Oval.trk", data + "Tarnock.trk",
+                                  data + "Kestrel.trk", data + "Porto.trk", data + "Brannock.trk"}) {
+    SCOPED_TRACE(file);
+    Track loaded;
+    ASSERT_FALSE(LoadTrack(loaded, file));
+    Use(loaded);
+    Human();
+    const Track& t = rs.track;
+    for (int apex = 1; apex <= t.ApexCount; ++apex) {
+      std::vector<std::pair<int, int>> cells;  // (space, lane) as Cell() gives them
+      int slowest = 999;
+      for (int k = 1; k <= kMaxApexCells && t.ApexCells[apex][k].Lane != 0; ++k) {
+        const ApexCell c = t.ApexCells[apex][k];
+        cells.emplace_back(c.Space, c.Lane);
+        slowest = std::min(slowest, t.CellSpeedLimit[c.Space][c.Lane]);
+      }
+      if (cells.size() < 2) continue;
+      Place(kCar, cells[0].first, cells[0].second);
+      rs.CarApexNumber[kCar] = apex;
+      rs.CarOnApexCells[kCar] = true;
+      rs.CarCurveOwes[kCar] = false;
+      rs.CarNewSpeed[kCar] = rs.WorkSpeed = slowest;
+      rs.SpacesLeft = static_cast<double>(cells.size());
+      LoadSteeringButtons(ctx);
+      for (size_t k = 1; k < cells.size(); ++k) {
+        PressSteering(ctx, SteeringCommand::cmdStraight);
+        ASSERT_EQ(Cell(), cells[k]) << "apex " << apex << " cell " << k + 1;
+      }
+      EXPECT_EQ(rs.CarApexNumber[kCar], 0) << "apex " << apex;
+      ++walked;
+      rs.track.CellOccupant[cells.back().first][cells.back().second] = 0;
+    }
+  }
+  EXPECT_GE(walked, 10);
+  EXPECT_EQ(rs.CarWears[kCar], 5);
+  ExpectDraws(0);
 }
 
 TEST_F(SteerApexTest, PressesTakeTheStepOfTheirApexRole) {

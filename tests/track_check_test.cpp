@@ -19,16 +19,16 @@ std::vector<std::string> Described(const std::vector<TrackFinding>& findings) {
   return out;
 }
 
-TEST(TrackCheck, SampleAndShippedOvalPass) {
+TEST(TrackCheck, SampleAndFixtureOvalPass) {
   EXPECT_EQ(Described(CheckTrack(SampleOval())), std::vector<std::string>{});
   Track shipped;
-  ASSERT_FALSE(LoadTrack(shipped, std::string(VELOMARK_DATA) + "/Tracks/Oval.trk").has_value());
+  ASSERT_FALSE(LoadTrack(shipped, std::string(VELOMARK_FIXTURES) + "/Oval.trk").has_value());
   EXPECT_EQ(Described(CheckTrack(shipped)), std::vector<std::string>{});
 }
 
 // Each case breaks one thing in the sample oval: 3 lanes ranked 1..3 from lane 1, curves over
 // 21..40 and 81..100 at 100/120/140 with skips every third space on lane 1, exits at 41 and 101,
-// apex 1 of 11 cells over the first curve, pit lane 112 -> 6, grid lanes 1 and 3.
+// apex 1 of 13 cells over the first curve, pit lane 112 -> 6, grid lanes 1 and 3.
 TEST(TrackCheck, BrokenOvalIsRejectedAtThePlace) {
   struct Case {
     const char* name;
@@ -56,15 +56,15 @@ TEST(TrackCheck, BrokenOvalIsRejectedAtThePlace) {
        {"space 41, lane 2: limit 1000 is no curve (1..299), exit (300..998) or open straight (999)"}},
       {"apex mark wrong",
        [](Track& t) { t.CellApexMark[25][1] = kApexLast; },
-       {"space 25, lane 1: apex 1, cell 4 of 11, has apex mark 3 instead of 2"}},
+       {"space 25, lane 1: apex 1, cell 5 of 13, has apex mark 3 instead of 2"}},
       {"apex mark no line lists",
        [](Track& t) { t.CellApexMark[50][2] = kApexFirst; },
        {"space 50, lane 2: apex mark 1 on a cell no apex line lists"}},
       {"apex cell off the track",
        [](Track& t) {
-         t.ApexCells[2][11] = {4, 96};
+         t.ApexCells[2][13] = {4, 96};
        },
-       {"space 96, lane 4: apex 2, cell 11 of 11, lies off the track",
+       {"space 96, lane 4: apex 2, cell 13 of 13, lies off the track",
         "space 96, lane 3: apex mark 3 on a cell no apex line lists"}},
       {"pit entry on a skip cell",
        [](Track& t) {

@@ -63,8 +63,13 @@ Track SampleOval(const std::string& fileName) {
   for (int space = 23; space <= 38; space += 3) b.Skip(space, 1).Skip(space + 60, 1);
   // Curve exits: open, but no slipstream yet.
   for (int lane = 1; lane <= kLanes; ++lane) b.Limit(41, lane, 500).Limit(101, lane, 500);
-  b.Apex(1, {{2, 21}, {2, 22}, {1, 24}, {1, 25}, {1, 27}, {1, 28}, {1, 30}, {1, 31}, {2, 33}, {2, 34}, {3, 36}});
-  b.Apex(2, {{2, 81}, {2, 82}, {1, 84}, {1, 85}, {1, 87}, {1, 88}, {1, 90}, {1, 91}, {2, 93}, {2, 94}, {3, 96}});
+  // Each line lists every cell "Follow Apex" lands on: the step down to the inside lane is
+  // sideways (the inside is shorter), and the step out to lane 3 lands on the next space.
+  for (int apex = 1; apex <= 2; ++apex) {
+    const int d = (apex - 1) * 60;
+    b.Apex(apex, {{2, 21 + d}, {2, 22 + d}, {1, 22 + d}, {1, 24 + d}, {1, 25 + d}, {1, 27 + d}, {1, 28 + d},
+                  {1, 30 + d}, {1, 31 + d}, {2, 33 + d}, {2, 34 + d}, {3, 35 + d}, {3, 36 + d}});
+  }
   Track t = b.Build(fileName);
   LayOut(t);
   return t;
