@@ -1,5 +1,6 @@
 #include "engine/steering.h"
 
+#include "core/units.h"
 #include "engine/contact.h"
 #include "engine/laps.h"
 #include "engine/slipstream.h"
@@ -224,7 +225,7 @@ void ClearApex(RaceState& rs, int car) {
 }
 
 // A race checks no curve before the car has started its first lap; Practice always does.
-bool BeforeFirstLap(const RaceState& rs, int car) { return rs.CarLap[car] == 0 && rs.GameMode != "Practice"; }
+bool BeforeFirstLap(const RaceState& rs, int car) { return rs.CarLap[car] == 0 && rs.GameMode != kModePractice; }
 
 // Where the apex line goes from the car's cell: its next listed cell, passing over one that is a
 // skip in the grid, is in the same lane ('S'), a higher one ('L') or a lower one ('R').
@@ -585,7 +586,7 @@ SteeringPanel LoadSteeringFrame(RuleContext& ctx) {
   const int car = rs.CurrentCar;
   rs.MoveEnded = false;
   // Step 1.
-  rs.SpacesLeft = rs.CarNewSpeed[car] / 20;
+  rs.SpacesLeft = rs.CarNewSpeed[car] / kMphPerSpace;
   // Step 2. The tow may add blocks to SpacesLeft; WorkSpeed stays the chosen speed.
   const SlipstreamNotice notice = SettleSlipstream(ctx);
   // Step 3.
