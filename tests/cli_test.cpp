@@ -14,6 +14,7 @@
 #include "cli/commands.h"
 #include "core/textfile.h"
 #include "core/race_state.h"
+#include "core/race_state_fields.h"
 #include "core/track_file.h"
 #include "game/race_config.h"
 #include "rules/result_table_file.h"
@@ -227,7 +228,12 @@ TEST(CliPlay, TheBundledRaceRunsToTheFlagAndDumpsItsState) {
   EXPECT_EQ(j["CarWears"][1], 1);
   EXPECT_EQ(j["LapWearsUsed"][1][1], 2);
   EXPECT_EQ(j["RndDrawn"], 4);
-  EXPECT_TRUE(j["CellOccupant"].empty());
+  EXPECT_TRUE(j["track"]["CellOccupant"].empty());
+  EXPECT_EQ(j["StateHash"].get<std::string>().size(), 16u);
+  // Every field of the state is in the dump.
+#define VM_EXPECT_DUMPED(field) EXPECT_TRUE(j.contains(#field)) << #field;
+  VM_RACE_STATE_FIELDS(VM_EXPECT_DUMPED)
+#undef VM_EXPECT_DUMPED
   EXPECT_EQ(j["Tables"]["CH2"]["RangeLow"], 7);
   // The same script and seed give the same race.
   const CliRun again = Cli(PlayArgs(kDemo, {"--dump-json", dir.File("again.json")}));
