@@ -14,6 +14,7 @@ inline constexpr int kMaxSpaces = 600;
 inline constexpr int kMaxLanes = 5;
 inline constexpr int kMaxApexes = 30;
 inline constexpr int kMaxApexCells = 15;
+inline constexpr int kSpacesPerMile = 40;  // a race turn of 4.5 s at 20 MPH covers one space
 
 // CellSpeedLimit values. Below 300 a curve; 300..998 open but no slipstream; 999 an open
 // straight; 0 no cell. The rules test against 300 and 301 on purpose: keep each test as written.
