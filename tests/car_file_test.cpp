@@ -169,12 +169,12 @@ TEST(CarCli, PrintsCarsWithTheirCost) {
   EXPECT_EQ(j["Cars"][2]["DriverName"], "Carla Rossi");
   EXPECT_EQ(j["Cars"][2]["CarPicture"], "Formula\\Gifs\\Green");
   EXPECT_EQ(j["Cars"][2]["DesignCost"], 8);
-  EXPECT_EQ(j["Cars"][4]["DesignCost"], 5);
+  EXPECT_EQ(j["Cars"][4]["DesignCost"], 8);
   EXPECT_EQ(j["Cars"][4]["WithinPoints"], true);
 
   r = Cars({kDefaultCars});
   ASSERT_EQ(r.status, 0);
-  EXPECT_NE(r.out.find("3. Carla Rossi (Scuderia Rossi) Computer\n"
+  EXPECT_NE(r.out.find("3. Carla Rossi (Harlow Racing) Computer\n"
                        "   start 80, acc 40, dec 40, top 200, wear 4, DRM -1\n"),
             std::string::npos)
       << r.out;
