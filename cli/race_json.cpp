@@ -1,85 +1,88 @@
 #include "cli/race_json.h"
 
+#include <cstdio>
 #include <string>
+#include <vector>
+
+#include "core/race_state_fields.h"
 
 namespace vm {
 
 namespace {
 
-nlohmann::ordered_json Row(const TableRow& r) {
-  return {{"DiceCount", r.DiceCount}, {"RangeLow", r.RangeLow}, {"RangeHigh", r.RangeHigh}};
+using Json = nlohmann::ordered_json;
+
+Json ToJson(int v) { return v; }
+Json ToJson(bool v) { return v; }
+Json ToJson(double v) { return v; }
+Json ToJson(const std::string& v) { return v; }
+Json ToJson(char c) { return std::string(1, c); }
+
+Json ToJson(const CarRatings& r) {
+  Json j;
+#define VM_ADD(field) j[#field] = ToJson(r.field);
+  VM_CAR_RATINGS_FIELDS(VM_ADD)
+#undef VM_ADD
+  return j;
 }
 
-nlohmann::ordered_json Ratings(const CarRatings& r) {
-  return {{"DRM", r.DRM},
-          {"StartSpeed", r.StartSpeed},
-          {"Acceleration", r.Acceleration},
-          {"Deceleration", r.Deceleration},
-          {"WearPerLap", r.WearPerLap},
-          {"TopSpeed", r.TopSpeed}};
+template <class T, size_t N>
+Json ToJson(const std::array<T, N>& a) {
+  Json j = Json::array();
+  for (const T& e : a) j.push_back(ToJson(e));
+  return j;
 }
 
-std::string Char(char c) { return std::string(1, c); }
+template <class T>
+Json ToJson(const std::vector<T>& v) {
+  Json j = Json::array();
+  for (const T& e : v) j.push_back(ToJson(e));
+  return j;
+}
+
+// The tables by row name, as the table editor shows them.
+Json ToJson(const ResultTables& tables) {
+  Json j;
+  for (const TableInfo& info : AllTables())
+    for (int i = 0; i < info.RowCount; ++i) {
+      const TableRow& r = RowOf(tables, info.Id, i);
+      j[std::string(info.RowNames[static_cast<size_t>(i)])] = {
+          {"DiceCount", r.DiceCount}, {"RangeLow", r.RangeLow}, {"RangeHigh", r.RangeHigh}};
+    }
+  return j;
+}
+
+std::string Hex(std::uint64_t v) {
+  char text[17];
+  std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(v));
+  return text;
+}
+
+// The grid tables come from the track file: a dump lists the occupied cells and hashes the rest.
+Json ToJson(const Track& t) {
+  Json j;
+#define VM_ADD(field) j[#field] = ToJson(t.field);
+  VM_TRACK_HEADER_FIELDS(VM_ADD)
+  VM_TRACK_SCALAR_FIELDS(VM_ADD)
+#undef VM_ADD
+  Json cells = Json::array();
+  for (int space = 0; space <= kMaxSpaces; ++space)
+    for (int lane = 0; lane <= kMaxLanes + 1; ++lane)
+      if (const int car = t.CellOccupant[static_cast<size_t>(space)][static_cast<size_t>(lane)])
+        cells.push_back({{"space", space}, {"lane", lane}, {"car", car}});
+  j["CellOccupant"] = cells;
+  j["GridHash"] = Hex(TrackGridHash(t));
+  return j;
+}
 
 }  // namespace
 
-// Each list names the fields of one shape, so that a field added to the state needs one line here.
-#define VM_PER_CAR(X)                                                                                          \
-  X(DriverName) X(CarStartSpeed) X(CarAcceleration) X(CarDeceleration) X(CarTopSpeed) X(CarWearPerLap)        \
-  X(CarDRM) X(CarIsAI) X(CarIsAIAtStart) X(CarLapProfile) X(CarRaceProfile) X(CarRiskSS) X(CarRiskA)          \
-  X(CarRiskD) X(CarRiskT) X(CarRiskC) X(CarRiskCA) X(CarSpace) X(CarLane) X(CarSpeed) X(CarNewSpeed)          \
-  X(CarDraftTarget) X(CarSlipSpeed) X(CarLap) X(CarWears) X(CarStatus) X(CarOutOfRace) X(CarEngineDamaged)    \
-  X(CarBrakesDamaged) X(CarInPit) X(CarWetTires) X(CarApexNumber) X(CarOnApexCells) X(CarApexLimit)           \
-  X(CarApexSpeed) X(CarCurveEntryLimit) X(CarCurveRankPaid) X(CarCurveExcessPaid) X(CarCurveOwes)             \
-  X(CarLapClock) X(CarRaceClock) X(CarRaceDistance) X(CarMoveCount) X(CarAvgSpeed) X(RunningOrder)            \
-  X(FinishOrder)
-
-#define VM_PER_LAP(X) X(LapOrder) X(LapGap) X(LapSpeedMph) X(LapWearsUsed)
-
-#define VM_SCALAR(X)                                                                                           \
-  X(CurrentCar) X(CarCount) X(CarCountAtStart) X(RaceLaps) X(OrderIndex) X(FinishOrderCount) X(CarsFinished)  \
-  X(CarsOut) X(SpeedPhase) X(SteeringPhase) X(NewRaceTurn) X(TurnWrapped) X(WorkSpeed) X(WorkTopSpeed)        \
-  X(MaxNewSpeed) X(MinNewSpeed) X(SpacesLeft) X(SpeedChecked) X(AccelChecked) X(DecelChecked) X(CanGoLeft)    \
-  X(CanGoRight) X(CanGoStraight) X(RaceStandingStart) X(FirstHumanCar) X(PaceSpeed) X(LeadCar)                \
-  X(LeaderSpeedCount) X(FastestLapMph) X(FastestLapSeconds) X(GameMode) X(RaceRunning) X(RaceOver)            \
-  X(RaceEndedByUser) X(PauseRequested) X(ContinueTurns) X(FinishLapMode) X(FinishRaceMode)                    \
-  X(AutoPilotUntilLap) X(RaceWearsMultiplier) X(OptCurveEntryBySlipstream) X(OptAccelFromCurveExit)           \
-  X(OptBlueFlag) X(OptSlipstreamInCurves) X(OptNoLaneChangeInCurves) X(NextCellLimit) X(NextIsExit)           \
-  X(ExitAccelAllowed) X(SingleLapQualifying) X(TargetSpace) X(TargetLane) X(LeftLane) X(RightLane)            \
-  X(CurveStepBlocked) X(InwardStep) X(SameLimitStep) X(CurveCheckDone) X(MoveEnded) X(ReplayRunning)          \
-  X(CurrentCarIsAI) X(MoveStartSpace) X(AllowManualDice) X(RestartAfterPit) X(StartRuleOff) X(AITrialMove)    \
-  X(AISpeedSearch) X(BlueFlagInForce) X(SkipCornerCheck) X(Die1) X(Die2) X(TableResult) X(SpeedOverBy)        \
-  X(DecelOverBy) X(AccelOverBy) X(TopSpeedOverBy) X(WearShortfall) X(CornerPaidTotal) X(ResultContext)        \
-  X(RiskPassed) X(DiceCountRequested) X(ManualDiceResult) X(DraftOffered) X(CurveEntrySpeed) X(SlipBonusKind)     \
-  X(SlipBonusOfMove) X(SlipCancelled) X(BlueFlagCar) X(BlueFlagSpacesLost) X(HighlightText) X(FastestLapText)   \
-  X(Highlights)
-
 nlohmann::ordered_json RaceStateJson(const RaceState& rs, std::uint64_t rndDrawn) {
-  nlohmann::ordered_json j;
-#define VM_ADD(field) j[#field] = rs.field;
-  VM_SCALAR(VM_ADD)
-  VM_PER_CAR(VM_ADD)
-  VM_PER_LAP(VM_ADD)
+  Json j;
+#define VM_ADD(field) j[#field] = ToJson(rs.field);
+  VM_RACE_STATE_FIELDS(VM_ADD)
 #undef VM_ADD
-  j["ApexSideNow"] = Char(rs.ApexSideNow);
-  j["ApexSideNext"] = Char(rs.ApexSideNext);
-  j["ApexDirection"] = Char(rs.ApexDirection);
-  j["BlueFlagSide"] = Char(rs.BlueFlagSide);
-  j["LeaderSpeedHistory"] = rs.LeaderSpeedHistory;
-  nlohmann::ordered_json design = nlohmann::ordered_json::array();
-  for (const CarRatings& r : rs.CarDesign) design.push_back(Ratings(r));
-  j["CarDesign"] = design;
-  nlohmann::ordered_json tables;
-  for (const TableInfo& info : AllTables())
-    for (int i = 0; i < info.RowCount; ++i)
-      tables[std::string(info.RowNames[static_cast<size_t>(i)])] = Row(RowOf(rs.Tables, info.Id, i));
-  j["Tables"] = tables;
-  nlohmann::ordered_json cells = nlohmann::ordered_json::array();
-  for (int space = 0; space <= kMaxSpaces; ++space)
-    for (int lane = 0; lane <= kMaxLanes + 1; ++lane)
-      if (const int car = rs.track.CellOccupant[static_cast<size_t>(space)][static_cast<size_t>(lane)])
-        cells.push_back({{"space", space}, {"lane", lane}, {"car", car}});
-  j["CellOccupant"] = cells;
+  j["StateHash"] = Hex(RaceStateHash(rs));
   j["RndDrawn"] = rndDrawn;
   return j;
 }

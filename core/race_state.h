@@ -5,6 +5,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -273,6 +274,17 @@ struct RaceState {
   // --- The circuit, with the occupancy of its cells.
   Track track;
 };
+
+// Field by field over every member, as listed in core/race_state_fields.h.
+bool operator==(const CarRatings& a, const CarRatings& b);
+bool operator==(const RaceState& a, const RaceState& b);
+
+// FNV-1a (64 bits) over every field of the state, in a fixed byte order: equal states hash
+// equal, on every machine.
+std::uint64_t RaceStateHash(const RaceState& rs);
+
+// The same over the track's grid tables alone (cells, occupancy, curve numbers, apex lines).
+std::uint64_t TrackGridHash(const Track& t);
 
 // Clears the race part of the state for a new race: flags, counters, every car's position,
 // status, damage, curve and clock fields, the per-lap tables and the cell occupancy. Keeps the

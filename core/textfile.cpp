@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "core/paths.h"
+#include "core/text_encoding.h"
 
 namespace vm {
 
@@ -214,7 +215,7 @@ TextReader::Raw TextReader::NextField(std::string_view field) {
   return raw;
 }
 
-std::string TextReader::ReadString(std::string_view field) { return NextField(field).text; }
+std::string TextReader::ReadString(std::string_view field) { return DecodeFileText(NextField(field).text); }
 
 double TextReader::ReadDouble(std::string_view field) {
   Raw raw = NextField(field);

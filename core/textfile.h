@@ -77,6 +77,7 @@ class TextReader {
   // True when nothing but blank lines and spaces is left.
   bool AtEnd();
 
+  // A string field, as UTF-8 whether the file holds UTF-8 or Latin-1.
   std::string ReadString(std::string_view field);
   double ReadDouble(std::string_view field);
   // A whole number within [lo, hi]; a fractional value is rounded half to even first.

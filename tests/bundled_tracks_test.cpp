@@ -1,13 +1,23 @@
-// The circuits the game ships: each is rebuilt from its description to the same bytes, passes the
-// track check against the shipped car pictures, and loads as the game loads it.
+// The data the game ships: each circuit is rebuilt from its description to the same bytes, passes
+// the track check against the shipped car pictures and loads as the game loads it; the default
+// field and the circuits' recommended cars are fair by the default design points.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <map>
+#include <memory>
 #include <string>
+#include <vector>
 
+#include "cars/car_file.h"
+#include "cars/team_file.h"
 #include "core/curve_scan.h"
+#include "core/race_state.h"
 #include "core/textfile.h"
 #include "core/track_check.h"
 #include "core/track_file.h"
+#include "core/units.h"
+#include "game/settings_file.h"
 #include "tools/gif_writer.h"
 #include "tools/track_picture.h"
 #include "tools/trackgen.h"
@@ -56,6 +66,52 @@ TEST(BundledTracks, EachIsRebuiltToTheSameBytesPassesTheCheckAndLoads) {
     EXPECT_GT(loaded.PitEntryLane, 0);
     EXPECT_GT(loaded.PitExitLane, 0);
   }
+}
+
+int DefaultDesignPoints() {
+  GameSettings settings;
+  EXPECT_FALSE(LoadSettings(settings, std::string(VELOMARK_DATA) + "/VMR.ini"));
+  return settings.CarSetupPoints;
+}
+
+// Every shipped track file: its distance is its racing line at 40 spaces a mile, and its
+// recommended car (with the die roll modifier 0 it always gets) fits the default design points.
+TEST(BundledData, TrackMilesFollowTheRacingLineAndRecommendedCarsFit) {
+  const int points = DefaultDesignPoints();
+  int tracks = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(kTracks)) {
+    if (entry.path().extension() != ".trk") continue;
+    ++tracks;
+    SCOPED_TRACE(entry.path().filename().string());
+    auto t = std::make_unique<Track>();
+    ASSERT_FALSE(LoadTrack(*t, entry.path().string()));
+    EXPECT_EQ(t->TrackDistanceMiles, t->RacingLineSpaces / static_cast<double>(kSpacesPerMile));
+    const std::optional<int> cost = CarDesignCost(t->DefaultStartSpeed, t->DefaultAcceleration,
+                                                  t->DefaultDeceleration, t->DefaultTopSpeed, t->DefaultWearPerLap, 0);
+    ASSERT_TRUE(cost);
+    EXPECT_LE(*cost, points);
+  }
+  EXPECT_GE(tracks, 4);
+}
+
+// The field a new player meets: every car spends exactly the points allowed, and the drivers
+// race in pairs under the names of the team file.
+TEST(BundledData, DefaultFieldSpendsItsPointsInTeamsOfTwo) {
+  const int points = DefaultDesignPoints();
+  auto rs = std::make_unique<RaceState>();
+  ASSERT_FALSE(LoadCarFile(*rs, std::string(VELOMARK_DATA) + "/Default.crs", "", SetupPointsRule::Replace));
+  EXPECT_EQ(rs->CarSetupPoints, points);
+  std::vector<std::string> teams;
+  ASSERT_FALSE(LoadTeamFile(teams, std::string(VELOMARK_DATA) + "/Teams.tms"));
+  std::map<std::string, int> carsOfTeam;
+  for (const std::string& team : teams) carsOfTeam[team] = 0;
+  ASSERT_GE(rs->CarsInFile, 2);
+  for (int car = 1; car <= rs->CarsInFile; ++car) {
+    EXPECT_EQ(CarDesignCost(*rs, car), points) << rs->DriverName[car];
+    EXPECT_TRUE(carsOfTeam.contains(rs->CarTeam[car])) << rs->DriverName[car] << ": " << rs->CarTeam[car];
+    ++carsOfTeam[rs->CarTeam[car]];
+  }
+  for (const auto& [team, cars] : carsOfTeam) EXPECT_TRUE(cars == 0 || cars == 2) << team << " has " << cars;
 }
 
 }  // namespace

@@ -156,11 +156,11 @@ TEST(CarCli, PrintsCarsWithTheirCost) {
   const nlohmann::json &carla = j["Cars"][2], &fifth = j["Cars"][4];
   EXPECT_EQ(std::tuple(carla["DriverName"], carla["CarPicture"], carla["DesignCost"]),
             std::tuple("Carla Rossi", "Formula\\Gifs\\Green", 8));
-  EXPECT_EQ(std::tuple(fifth["DesignCost"], fifth["WithinPoints"]), std::tuple(5, true));
+  EXPECT_EQ(std::tuple(fifth["DesignCost"], fifth["WithinPoints"]), std::tuple(8, true));
 
   r = Cars({kDefaultCars});
   ASSERT_EQ(r.status, 0);
-  EXPECT_NE(r.out.find("3. Carla Rossi (Scuderia Rossi) Computer\n"
+  EXPECT_NE(r.out.find("3. Carla Rossi (Harlow Racing) Computer\n"
                        "   start 80, acc 40, dec 40, top 200, wear 4, DRM -1\n"),
             std::string::npos)
       << r.out;

@@ -15,6 +15,7 @@
 #include "cli/commands.h"
 #include "core/textfile.h"
 #include "core/race_state.h"
+#include "core/race_state_fields.h"
 #include "core/track_file.h"
 #include "game/race_config.h"
 #include "rules/result_table_file.h"
@@ -228,7 +229,12 @@ TEST(CliPlay, TheBundledRaceRunsToTheFlagAndDumpsItsState) {
   EXPECT_EQ(j["CarWears"][1], 1);
   EXPECT_EQ(j["LapWearsUsed"][1][1], 2);
   EXPECT_EQ(j["RndDrawn"], 4);
-  EXPECT_TRUE(j["CellOccupant"].empty());
+  EXPECT_TRUE(j["track"]["CellOccupant"].empty());
+  EXPECT_EQ(j["StateHash"].get<std::string>().size(), 16u);
+  // Every field of the state is in the dump.
+#define VM_EXPECT_DUMPED(field) EXPECT_TRUE(j.contains(#field)) << #field;
+  VM_RACE_STATE_FIELDS(VM_EXPECT_DUMPED)
+#undef VM_EXPECT_DUMPED
   EXPECT_EQ(j["Tables"]["CH2"]["RangeLow"], 7);
   // The same script and seed give the same race.
   const CliRun again = Cli(PlayArgs(kDemo, {"--dump-json", dir.File("again.json")}));
@@ -331,6 +337,44 @@ TEST(CliPlay, CarsComeFromACarFileOrARaceConfiguration) {
   EXPECT_EQ(Cli({"play", "--config", config, "--cars", "x.crs", "--car-design", "60,40,40,140,3,0", "--script",
                  kDemo}).status,
             kExitUsage);
+}
+
+// Older editors wrote names in Latin-1: whatever reads them, every output carries them as UTF-8.
+TEST(CliPlay, Latin1NamesComeOutAsUtf8) {
+  const testing_support::TempDir dir;
+  const auto car = [](const std::string& name) {
+    return "60,40,40,140,3,#FALSE#,2,2,2,\"Formula\\Gifs\\Red\",\"" + name +
+           "\",0,\"\xc9quipe\",0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,\" \",\" \",\" \",\" \",\" \",\" \",\" \",\" \",\" \",\" \"\r\n";
+  };
+  const std::string cars = dir.Add("latin1.crs", "8\r\n2\r\n" + car("Ren\xe9 Dubois") + car("Zo\xeb Keller"));
+  std::string trackText = ReadWholeFile(kOval).value_or("");
+  trackText.replace(trackText.find("Velomark Oval"), 13, "Circuit de l'\xc9toile");
+  const std::string track = dir.Add("Etoile.trk", trackText);
+  const std::string empty = dir.Add("empty.txt", "# nothing yet\n");
+  const std::string dump = dir.File("race.json");
+  const struct {
+    std::vector<std::string> Args;
+    int Status;
+    std::string Output;  // the file written, or "" for standard output
+  } cases[] = {
+      {{"cars", cars, "--json"}, kExitOk, ""},
+      {{"track-info", track, "--json"}, kExitOk, ""},
+      {{"play", "--track", track, "--tables", kTables, "--cars", cars, "--script", empty, "--dump-json", dump}, 3, dump},
+  };
+  for (const auto& c : cases) {
+    const CliRun r = Cli(c.Args);
+    EXPECT_EQ(r.status, c.Status) << c.Args[0] << ": " << r.err;
+    const std::string text = c.Output.empty() ? r.out : ReadWholeFile(c.Output).value_or("");
+    const nlohmann::json j = nlohmann::json::parse(text, nullptr, false);
+    EXPECT_FALSE(j.is_discarded()) << c.Args[0];
+    const bool hasCar = text.find("Ren\xc3\xa9 Dubois") != std::string::npos;
+    const bool hasTrack = text.find("Circuit de l'\xc3\x89toile") != std::string::npos;
+    EXPECT_TRUE(c.Args[0] == "track-info" ? hasTrack : hasCar) << c.Args[0] << ": " << text.substr(0, 300);
+  }
+  const nlohmann::json j = nlohmann::json::parse(ReadWholeFile(dump).value_or("null"));
+  EXPECT_EQ(j["DriverName"][2], "Zo\xc3\xab Keller");
+  EXPECT_EQ(j["CarTeam"][1], "\xc3\x89quipe");
+  EXPECT_EQ(j["track"]["TrackName"], "Circuit de l'\xc3\x89toile");
 }
 
 TEST(CliCheck, LoadsEachKindOfFileByItsExtension) {

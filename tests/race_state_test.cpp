@@ -1,11 +1,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
+#include <memory>
+#include <regex>
+#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "core/race_state.h"
+#include "core/race_state_fields.h"
+#include "core/textfile.h"
 #include "tools/track_builder.h"
 
 namespace vm {
@@ -185,6 +191,92 @@ TEST(RaceStateDesign, CopiesTheSixRatingsOfEveryCar) {
   const CarRatings& d = rs.CarDesign[40];
   EXPECT_EQ(std::tuple(d.DRM, d.StartSpeed, d.Acceleration, d.Deceleration, d.WearPerLap, d.TopSpeed),
             std::tuple(-2, 60, 40, 80, 7, 180));
+}
+
+// The data members of `struct name` in a header, read from its text: every statement of the body
+// that declares no function, with its initializer cut off, ends in the member's name.
+std::set<std::string> MembersOf(const std::string& header, const std::string& name) {
+  const std::optional<std::string> text = ReadWholeFile(std::string(VELOMARK_SOURCE) + "/" + header);
+  if (!text) return {};
+  std::smatch m;
+  if (!std::regex_search(*text, m, std::regex("struct " + name + "\\b[^{;]*\\{"))) return {};
+  size_t pos = static_cast<size_t>(m.position(0) + m.length(0));
+  std::string body;
+  for (int depth = 1; pos < text->size() && depth > 0; ++pos) {
+    depth += (*text)[pos] == '{' ? 1 : (*text)[pos] == '}' ? -1 : 0;
+    if (depth > 0) body += (*text)[pos];
+  }
+  body = std::regex_replace(body, std::regex("//[^\\n]*"), "");
+  std::set<std::string> names;
+  size_t start = 0;
+  for (size_t end; (end = body.find(';', start)) != std::string::npos; start = end + 1) {
+    std::string statement = body.substr(start, end - start);
+    if (statement.find('(') != std::string::npos) continue;
+    statement = statement.substr(0, statement.find('='));
+    statement = std::regex_replace(statement, std::regex("\\{[^{}]*\\}\\s*$"), "");
+    std::smatch last;
+    if (std::regex_search(statement, last, std::regex("(\\w+)\\s*$"))) names.insert(last[1]);
+  }
+  return names;
+}
+
+#define VM_NAME(field) #field,
+
+// Equality, the hash and the dump follow the field lists: a member left out of its list would be
+// silently ignored by all three.
+TEST(RaceStateFields, ListsNameEveryMember) {
+  struct Case {
+    const char* header;
+    const char* name;
+    std::vector<std::string> listed;
+  };
+  const Case cases[] = {
+      {"core/race_state.h", "RaceState", {VM_RACE_STATE_FIELDS(VM_NAME)}},
+      {"core/race_state.h", "CarRatings", {VM_CAR_RATINGS_FIELDS(VM_NAME)}},
+      {"core/track.h", "TrackHeader", {VM_TRACK_HEADER_FIELDS(VM_NAME)}},
+      {"core/track.h", "Track", {VM_TRACK_SCALAR_FIELDS(VM_NAME) VM_TRACK_GRID_FIELDS(VM_NAME)}},
+  };
+  for (const Case& c : cases) {
+    const std::set<std::string> members = MembersOf(c.header, c.name);
+    const std::set<std::string> listed(c.listed.begin(), c.listed.end());
+    EXPECT_EQ(listed.size(), c.listed.size()) << c.name << ": a field is listed twice";
+    EXPECT_GT(members.size(), 5u) << c.name;
+    for (const std::string& m : members) EXPECT_TRUE(listed.contains(m)) << c.name << "::" << m << " is not listed";
+    for (const std::string& l : listed) EXPECT_TRUE(members.contains(l)) << c.name << "::" << l << " is no member";
+  }
+}
+
+// One change anywhere in the state, from a car's name to a cell of the grid, breaks equality and
+// changes the hash; undoing it restores both.
+TEST(RaceStateFields, EqualityAndHashSeeEveryKindOfField) {
+  const std::pair<const char*, std::function<void(RaceState&)>> changes[] = {
+      {"per-car text", [](RaceState& rs) { rs.CarTeam[40] = "Harlow Racing"; }},
+      {"per-car double", [](RaceState& rs) { rs.CarWearBonus[3] = 0.5; }},
+      {"per-lap table", [](RaceState& rs) { rs.LapWearsUsed[100][40] = 1; }},
+      {"setting", [](RaceState& rs) { rs.SavedRaceLaps = 50; }},
+      {"char", [](RaceState& rs) { rs.BlueFlagSide = 'L'; }},
+      {"log line", [](RaceState& rs) { rs.Highlights.push_back("Lap 1"); }},
+      {"design copy", [](RaceState& rs) { rs.CarDesign[2].WearPerLap = 5; }},
+      {"result table", [](RaceState& rs) { rs.Tables.SD4.RangeHigh = 6; }},
+      {"track header", [](RaceState& rs) { rs.track.TrackDistanceMiles = 7.15; }},
+      {"track grid", [](RaceState& rs) { rs.track.CellImage[600][5] = "x"; }},
+      {"apex line", [](RaceState& rs) { rs.track.ApexCells[30][15].Lane = 1; }},
+  };
+  const auto base = std::make_unique<RaceState>(ThreeCarRace());
+  const std::uint64_t baseHash = RaceStateHash(*base);
+  auto copy = std::make_unique<RaceState>(*base);
+  EXPECT_TRUE(*copy == *base);
+  EXPECT_EQ(RaceStateHash(*copy), baseHash);
+  for (const auto& [what, change] : changes) {
+    auto changed = std::make_unique<RaceState>(*base);
+    change(*changed);
+    EXPECT_FALSE(*changed == *base) << what;
+    EXPECT_NE(RaceStateHash(*changed), baseHash) << what;
+  }
+  // Zero of either sign is the same number, so the same hash.
+  copy->CarAvgSpeed[1] = -0.0;
+  EXPECT_TRUE(*copy == *base);
+  EXPECT_EQ(RaceStateHash(*copy), baseHash);
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ namespace vm {
 namespace {
 
 const std::string kHeader =
-    "name Gen Test\nplace1 Here\nplace2 There\ntag GEN\nmiles 2.5\nlanes 3\ncar 60 40 60 180 6\n";
+    "name Gen Test\nplace1 Here\nplace2 There\ntag GEN\n# the miles follow from the racing line\nlanes 3\ncar 60 40 60 180 6\n";
 
 // A counter-clockwise square, the line near the start of the bottom side.
 std::string Square(const std::string& turn = "left 90 radius 28 limits 60 80 100") {
@@ -131,6 +131,7 @@ TEST(TrackGenSummary, NumbersOfASquare) {
   EXPECT_EQ(std::tuple(s.Spaces, s.Curves, s.RacingLineSpaces, s.LongestSkipRun), std::tuple(144, 4, 132, 1));
   EXPECT_EQ(std::tuple(s.RealCells[1], s.RealCells[2], s.RealCells[3]), std::tuple(144, 140, 132));
   EXPECT_EQ(std::tuple(t->PitEntrySpace, t->PitExitSpace), std::tuple(140, 3));
+  EXPECT_EQ(t->TrackDistanceMiles, 3.3);  // 132 spaces of a fortieth of a mile
 }
 
 TEST(TrackGenFile, RoundTrip) {
@@ -157,7 +158,7 @@ TEST(TrackGenErrors, NameTheLine) {
       {kHeader + "straight 30\nleft 90 radius 28 limits 80 60 100\n", 9, "left"},
       {kHeader + "straight 30\nleft 90 limits 60 80 100\n", 9, "left"},
       {kHeader + "straight 30\nleft 90 radius 28 limits 60 80\n", 9, "limits"},
-      {"name X\nplace1 A\nplace2 B\ntag T\nmiles 1\nlanes 2\nstraight 30\n", 7, "car"},
+      {"name X\nplace1 A\nplace2 B\ntag T\nwear 1\nlanes 2\nstraight 30\n", 7, "car"},
       // Descriptions that cannot be laid out.
       {Square() + "left 90 radius 28 limits 60 80 100\nstraight 30\n", 18, "left"},  // turns 450
       {kHeader + "straight 21\nleft 180 spaces 20 limits 60 80 100\nstraight 21\n"

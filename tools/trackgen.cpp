@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "core/numbers.h"
+#include "core/units.h"
 
 namespace vm {
 
@@ -142,9 +143,6 @@ void ParseLine(const ItemLine& item, TrackDescription& d, std::set<std::string>&
     lineGiven = true;
     item.End(1);
     d.StartSegment = d.Segments.size();
-  } else if (key == "miles") {
-    d.Miles = item.Double(1, 0.001, 1000);
-    item.End(2);
   } else if (key == "lanes") {
     d.Lanes = item.Int(1, 2, kMaxLanes);
     item.End(2);
@@ -217,7 +215,7 @@ std::optional<FileError> ParseTrackDescription(std::string_view text, const std:
       ParseLine(ItemLine(fileName, lineNo, std::move(words)), d, seen, lineGiven);
     }
     d.LastLine = lineNo;
-    for (const char* item : {"name", "place1", "place2", "tag", "miles", "lanes", "car"})
+    for (const char* item : {"name", "place1", "place2", "tag", "lanes", "car"})
       if (!seen.contains(item)) Fail(fileName, lineNo, FileErrorCode::PastEnd, item, std::string(item) + " is missing");
     if (d.Segments.empty()) Fail(fileName, lineNo, FileErrorCode::PastEnd, "straight", "the circuit has no segments");
     if (d.StartSegment == d.Segments.size()) d.StartSegment = 0;
@@ -521,7 +519,6 @@ class Builder {
     t_.TrackPlace1 = d_.Place1;
     t_.TrackPlace2 = d_.Place2;
     t_.TrackTag = PadTag(d_.Tag);
-    t_.TrackDistanceMiles = d_.Miles;
     t_.DefaultStartSpeed = d_.StartSpeed;
     t_.DefaultAcceleration = d_.Acceleration;
     t_.DefaultDeceleration = d_.Deceleration;
@@ -539,6 +536,8 @@ class Builder {
       racingLine += lane != 0 && !t_.CellSkip[space][lane] ? 1 : 0;
     }
     t_.RacingLineSpaces = racingLine;
+    // The lap's length is the racing line's: a description cannot give a distance that disagrees.
+    t_.TrackDistanceMiles = static_cast<double>(racingLine) / kSpacesPerMile;
     t_.EverLoaded = true;
     DeriveCurveNumbers(t_);
     DerivePitLanes(t_);

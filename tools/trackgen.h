@@ -39,7 +39,6 @@ struct SegmentDescription {
 struct TrackDescription {
   std::string FileName;
   std::string Name, Place1, Place2, Tag;
-  double Miles = 0;
   int Lanes = 0;
   int StartSpeed = 0, Acceleration = 0, Deceleration = 0, TopSpeed = 0, WearPerLap = 0;
   std::string DefaultCarFile;
