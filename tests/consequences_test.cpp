@@ -235,28 +235,28 @@ INSTANTIATE_TEST_SUITE_P(
         ChoiceCase{"ShortfallRollsComeBeforeTheBrakeTest", 80, nullptr, Cat({ChanceSafe(), ChanceSafe(), BrakesHold()}),
                    1, 0, kRunning, {kLogChanceSuccess, kLogChanceSuccess, kLogBrakeTested}}));
 
-TEST_F(ConsequencesTest, FailedBrakesCostDecelerationAWearAndARollForAWearNotThere) {
+TEST_F(ConsequencesTest, BrakeTestLogsItsRollAndFailedBrakesCostARatingAndAWear) {
+  Script(BrakesHold());
+  rs.CarDRM[kCar] = 1;
+  RollTestBrakes(ctx);
+  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogBrakeTested, kCar, "5"}}));
+  EXPECT_EQ(std::tuple(rs.Die2, rs.TableResult, rs.CarWears[kCar]), std::tuple(4, 5, 5));
+  log.events.clear();
+
+  // A failed test with no wear left: the rating goes, and the missing wear is a Chance roll.
   rs.CarWears[kCar] = 0;
   Script(Cat({BrakesFail(), ChanceSafe()}));
   RollTestBrakes(ctx);
   EXPECT_EQ(Ratings(), std::tuple(40, 20, 200));
   EXPECT_TRUE(rs.CarBrakesDamaged[kCar]);
   EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogBrakeDamage, kLogChanceSuccess}));
-  ExpectDraws(8);
+  ExpectDraws(12);
 
   // Brakes down to nothing put the car out; the wear and its roll no longer apply.
   Script(BrakesFail());
   RollTestBrakes(ctx);
   EXPECT_EQ(std::tuple(rs.CarStatus[kCar], rs.CarsOut, rs.track.CellOccupant[20][1]), std::tuple(kOutOfRace, 1, 0));
   EXPECT_EQ(rng.ScriptLeft(), 0u);
-}
-
-TEST_F(ConsequencesTest, BrakeTestLogsItsRoll) {
-  Script(BrakesHold());
-  rs.CarDRM[kCar] = 1;
-  RollTestBrakes(ctx);
-  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogBrakeTested, kCar, "5"}}));
-  EXPECT_EQ(std::tuple(rs.Die2, rs.TableResult), std::tuple(4, 5));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -301,37 +301,6 @@ TEST_F(ConsequencesTest, TopSpeedDamageBelow121PutsTheCarOut) {
   EXPECT_EQ(Shown("ROLL").at(0), "ROLL frmAccelerationTable [Die Roll Modifier 0] dice 12, result 12 -> Engine Damage (red)");
 }
 
-TEST_F(ConsequencesTest, StartSpeedRollDrawsTwoAndLogsASafeStart) {
-  rs.AccelOverBy = 80;
-  Script(TwoDice(3, 3));
-  SettleStartSpeed(ctx);
-  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogStartSpeedExceeded}));
-  EXPECT_EQ(std::tuple(rs.ResultContext, rs.AccelOverBy), std::tuple("Start Speed", 0));
-  ExpectDraws(2);
-}
-
-TEST_F(ConsequencesTest, EngineStallOnTheGridIsOutOfTheRaceElsewhereAStall) {
-  rs.CarSpeed[kCar] = 0;
-  Script(TwoDice(5, 6));
-  SettleStartSpeed(ctx);
-  EXPECT_EQ(std::tuple(rs.CarStatus[kCar], rs.CarOutOfRace[kCar]), std::tuple(kOutOfRace, true));
-  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogOutStalled, kCar, " "}}));
-
-  // With restarts after a pit stop the same result only stalls the car.
-  rs.CarOutOfRace[kCar] = false;
-  rs.CarStatus[kCar] = kRunning;
-  Place(kCar, 20, 1);
-  rs.RestartAfterPit = true;
-  SetMotion(80, 80, 4);
-  log.events.clear();
-  Script(TwoDice(5, 6));
-  SettleStartSpeed(ctx);
-  EXPECT_EQ(rs.CarStatus[kCar], kStalled);
-  EXPECT_EQ(Motion(), std::tuple(0, 0, 0, 0.0));
-  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogStall}));
-  EXPECT_TRUE(CheckRaceState(rs).empty());
-}
-
 TEST_F(ConsequencesTest, HumanStartTableShowsItsRowsAndAGridStallEndsInTheCrashPanel) {
   Human();
   rs.CarSpeed[kCar] = 0;
@@ -347,7 +316,8 @@ TEST_F(ConsequencesTest, HumanStartTableShowsItsRowsAndAGridStallEndsInTheCrashP
   EXPECT_EQ(Shown("ROLL"), (std::vector<std::string>{"ROLL frmStartTable [Die Roll Modifier +1] dice 2, result 3 -> "
                                                      "Engine Stalled (red)"}));
   EXPECT_EQ(Shown("CRASH").size(), 1u);
-  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogOutStalled}));
+  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogOutStalled, kCar, " "}}));
+  EXPECT_EQ(std::tuple(rs.ResultContext, rs.CarOutOfRace[kCar]), std::tuple("Start Speed", true));
   ExpectDraws(2);
 }
 

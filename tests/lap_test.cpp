@@ -5,25 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "core/race_log.h"
-#include "ui/scripted_console.h"
+#include "tests/rules_fixture.h"
 
 namespace vm {
 namespace {
 
-struct Logged {
-  int Kind, Car, Other;
-  std::string Text;
-  bool operator==(const Logged&) const = default;
-};
-
-class KeepingLog : public RaceLog {
- public:
-  void LogHighlight(int kind, int car, int otherCar, std::string_view text) override {
-    lines.push_back({kind, car, otherCar, std::string(text)});
-  }
-  std::vector<Logged> lines;
-};
+using testing_support::Highlighted;
 
 // Four cars on a 2-lane line of 200 spaces, in a race of 10 laps; car 1 leads.
 class LapTest : public ::testing::Test {
@@ -56,7 +43,7 @@ class LapTest : public ::testing::Test {
   RaceState rs;
   Random rng{7};
   ScriptedConsole console;
-  KeepingLog log;
+  testing_support::RecordingLog log;
   RuleContext ctx{rs, rng, console, log};
   LineSeams seams;
 };
@@ -145,11 +132,11 @@ TEST_F(LapTest, LastLapStopsTheRaceClockAndMeasuresFromTheWinner) {
   rs.FinishOrder[2] = 1;
   rs.FinishOrderCount = rs.CarsFinished = 2;
   rs.LeadCar = 2;
-  log.lines.clear();
+  log.events.clear();
   SortFinishers(ctx);
   EXPECT_EQ(rs.FinishOrder[1], 1);
   EXPECT_EQ(rs.FinishOrder[2], 2);
-  EXPECT_EQ(log.lines, (std::vector<Logged>{{kLogLeadChange, 1, 2, " "}}));
+  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogLeadChange, 1, " ", 2}}));
 
   // Later, with a winner: the gap is the race clocks' difference; a lapped car keeps racing.
   rs.CarLap[3] = 10;
@@ -178,7 +165,7 @@ TEST_F(LapTest, FinishOrderTies) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    log.lines.clear();
+    log.events.clear();
     rs.LeadCar = 2;
     rs.FinishOrder[1] = 2;
     rs.FinishOrder[2] = 3;
@@ -193,7 +180,7 @@ TEST_F(LapTest, FinishOrderTies) {
     SortFinishers(ctx);
     EXPECT_EQ(rs.FinishOrder[1], c.first);
     EXPECT_EQ(rs.LeadCar, c.first);
-    EXPECT_EQ(log.lines.size(), c.first == 2 ? 0u : 1u);
+    EXPECT_EQ(log.events.size(), c.first == 2 ? 0u : 1u);
   }
 }
 
@@ -217,7 +204,7 @@ TEST_F(LapTest, RedFlagRanksRunningCarsByDistanceAfterTheFinishers) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    log.lines.clear();
+    log.events.clear();
     rs.FinishOrder.fill(0);
     rs.FinishOrderCount = rs.CarsFinished = c.fourFinished ? 1 : 0;
     rs.FinishOrder[1] = c.fourFinished ? 4 : 0;
@@ -231,7 +218,7 @@ TEST_F(LapTest, RedFlagRanksRunningCarsByDistanceAfterTheFinishers) {
     rs.CarLane = {0, 1, 1, 1, 0};
     EXPECT_EQ(SortRaceEnd(ctx), c.order);
     EXPECT_EQ(rs.LeadCar, c.leadCar);
-    EXPECT_EQ(log.lines.size(), c.lines);
+    EXPECT_EQ(log.events.size(), c.lines);
     EXPECT_EQ(PodiumCars(rs), c.fourFinished ? std::vector<int>{4} : std::vector<int>{});
   }
 }
@@ -258,7 +245,7 @@ TEST_F(LapTest, FastestLapTakesTheRecordLabelAndLog) {
   EXPECT_NEAR(rs.FastestLapMph, 2000.0 / 9.0, 1e-9);
   EXPECT_EQ(rs.FastestLapSeconds, 81);
   EXPECT_EQ(rs.FastestLapText, "Fastest Lap: Driver 1 222.22 MPH (Lap 2)");
-  EXPECT_EQ(log.lines, (std::vector<Logged>{{kLogFastLap, 1, 0, "200.00 MPH"}, {kLogFastLap, 1, 0, "222.22 MPH"}}));
+  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogFastLap, 1, "200.00 MPH"}, {kLogFastLap, 1, "222.22 MPH"}}));
 }
 
 TEST_F(LapTest, AverageSpeedCountsTheSpacesOfEachMove) {

@@ -20,17 +20,18 @@ struct Highlighted {
   int Kind;
   int Car;
   std::string Text;
+  int Other = 0;  // the second car of a lead change
   bool operator==(const Highlighted&) const = default;
 };
 
 inline std::ostream& operator<<(std::ostream& os, const Highlighted& h) {
-  return os << "{" << h.Kind << ", car " << h.Car << ", \"" << h.Text << "\"}";
+  return os << "{" << h.Kind << ", car " << h.Car << ", \"" << h.Text << "\", other " << h.Other << "}";
 }
 
 class RecordingLog : public RaceLog {
  public:
-  void LogHighlight(int kind, int car, int /*otherCar*/, std::string_view text) override {
-    events.push_back({kind, car, std::string(text)});
+  void LogHighlight(int kind, int car, int otherCar, std::string_view text) override {
+    events.push_back({kind, car, std::string(text), otherCar});
   }
   std::vector<int> Kinds() const {
     std::vector<int> kinds;

@@ -344,28 +344,6 @@ TEST_F(SpeedTest, ButtonsAndCheckAgreeOnEveryStandstill) {
   }
 }
 
-TEST_F(SpeedTest, HumanPanelsFollowTheSameRoutes) {
-  Human();
-  struct Route {
-    int Lap, Speed, Work;
-    std::string Panel;
-  };
-  const std::vector<Route> routes{{0, 0, 80, "ROLL frmStartTable"},
-                                  {2, 120, 180, "ROLL frmAccelerationTable"},
-                                  {2, 120, 60, "CHOOSE frmDecelerationTable"}};
-  for (const Route& r : routes) {
-    rs.SpeedChecked = false;
-    rs.AccelChecked = rs.DecelChecked = false;
-    Moving(r.Lap, r.Speed);
-    ComputeSpeedRange(rs);
-    rs.WorkSpeed = r.Work;
-    Answer("1");
-    Script(PlainThen(1, 1));
-    CheckSpeedLimits(ctx);
-    EXPECT_EQ(Shown(r.Panel).size(), 1u) << r.Panel;
-  }
-}
-
 TEST_F(SpeedTest, ChecksRunOnceATurn) {
   Moving(2, 120);
   ComputeSpeedRange(rs);

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/rules_fixture.h"
@@ -61,6 +62,14 @@ class EngineTest : public ::testing::Test {
   void StepAllStraight() {
     const int car = rs.CurrentCar;
     while (engine.WaitingFor() == Waiting::Steering && rs.CurrentCar == car) engine.Steer(SteeringCommand::cmdStraight);
+  }
+
+  // The car leaves the race as a crash would leave it.
+  void TakeOut(int car) {
+    rs.CarOutOfRace[car] = true;
+    rs.CarStatus[car] = kOutOfRace;
+    ClearCarCell(rs, car);
+    ++rs.CarsOut;
   }
 
   std::vector<int> Order() const {
@@ -164,105 +173,88 @@ TEST_F(EngineTest, CurveCreditCountsSkipCellsOfTheCarsOwnRank) {
   EXPECT_EQ(Order(), (std::vector<int>{1, 2}));
 }
 
-TEST_F(EngineTest, HumansChooseInOrderThenSteerInTheSortedOrder) {
+// Two human drivers over two turns: who is asked and who steers when, a pause pressed in each
+// pass, a start roll made once, and a leader who crashes and leads nothing.
+TEST_F(EngineTest, TwoHumansRaceTwoTurnsWithPausesAndACrashedLeader) {
   Cars(2);
   engine.StartRace();
   EXPECT_EQ(engine.WaitDescription(), "car 1: speed");
   EXPECT_EQ(engine.LapCaption(), "Race Start");
+  engine.PauseRace();
   DriveStraight(40);
-  EXPECT_EQ(engine.WaitDescription(), "car 2: speed");
-  DriveStraight(60);
-  // Both on the grid's front row: the faster car moves first.
-  EXPECT_EQ(engine.WaitDescription(), "car 2: steering, 3 blocks left");
+  // Car 2 takes the red 80 on the grid: a start table roll, safely driven (2 + 0 = 2).
+  rng.Script(testing_support::TwoDice(1, 1));
+  DriveStraight(80);
+  // Both on the grid's front row: the faster car moves first; the pause waits for the turn's end.
+  EXPECT_EQ(engine.WaitDescription(), "car 2: steering, 4 blocks left");
   StepAllStraight();
   EXPECT_EQ(engine.WaitDescription(), "car 1: steering, 2 blocks left");
   StepAllStraight();
-  // A new race turn: car 2 leads now.
-  EXPECT_EQ(engine.WaitDescription(), "car 2: speed");
-  EXPECT_EQ(rs.CarSpeed[2], 60);
-  EXPECT_EQ(rs.CarSpeed[1], 40);
-  EXPECT_FALSE(rs.RaceStandingStart);
+  EXPECT_EQ(engine.WaitingFor(), Waiting::Paused);
+  EXPECT_EQ(std::tuple(rs.PauseRequested, rs.ContinueTurns, rs.RaceStandingStart), std::tuple(false, false, false));
+  EXPECT_EQ(std::tuple(rs.CarSpace[2], rs.CarSpace[1], rs.CarSpeed[2], rs.CarSpeed[1]), std::tuple(4, 2, 80, 40));
   EXPECT_TRUE(CheckRaceState(rs).empty());
-  // The second turn runs through its steering pass just as the first.
+  // The next turn asks the new leader first and repeats no roll.
+  engine.NextTurn();
+  EXPECT_EQ(engine.WaitDescription(), "car 2: speed");
   DriveStraight(100);
   EXPECT_EQ(engine.WaitDescription(), "car 1: speed");
   DriveStraight(80);
+  engine.PauseRace();
   EXPECT_EQ(engine.WaitDescription(), "car 2: steering, 5 blocks left");
-  StepAllStraight();
-  StepAllStraight();
-  EXPECT_EQ(rs.CarSpace[2], 8);
+  StepAllStraight();  // car 2 to space 9
+  // The leader goes out while car 1 moves; car 1 stays behind its wreck.
+  TakeOut(2);
+  StepAllStraight();  // car 1 to space 6
+  EXPECT_EQ(engine.WaitingFor(), Waiting::Paused);
+  EXPECT_EQ(Order(), (std::vector<int>{1, 2}));
   EXPECT_EQ(rs.CarSpace[1], 6);
   EXPECT_EQ(engine.LapCaption(), "Lap 1 of 2");
+  // The leader's speed history and the pace are car 1's, and car 1 is asked first.
+  EXPECT_EQ(std::tuple(rs.LeaderSpeedCount, rs.LeaderSpeedHistory[2], rs.PaceSpeed), std::tuple(2, 4, 80));
+  EXPECT_EQ(ComputeGap(rs, 1), 0);
+  engine.NextTurn();
+  EXPECT_EQ(engine.WaitDescription(), "car 1: speed");
+  EXPECT_EQ(engine.SpeedPanel().RacePosition, "Leader");
+  EXPECT_EQ(rng.Draws(), 2u);
+  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogStartSpeedExceeded}));
+  // Outside a season the red flag asks first, and ends the race only on a yes.
+  console.AddAnswer("no");
+  EXPECT_FALSE(engine.EndRaceRC());
+  EXPECT_EQ(console.Transcript().back(), "ASK Are you sure you want to RED FLAG this race ? -> no");
+  EXPECT_EQ(engine.WaitingFor(), Waiting::Speed);
+  console.AddAnswer("yes");
+  EXPECT_TRUE(engine.EndRaceRC());
+  EXPECT_EQ(std::tuple(engine.WaitingFor(), rs.RaceEndedByUser), std::tuple(Waiting::RaceOver, true));
 }
 
-TEST_F(EngineTest, AllAICarsStopAfterEachTurnUntilNextTurn) {
+// Two AI cars at ten spaces a turn on a 40-space lap: a stop after every turn, Finish Lap to the
+// turn in which the leader crosses, Finish Race to the flag.
+TEST_F(EngineTest, AICarsStopEachTurnThenRunALapThenTheRace) {
   Cars(2, true);
-  rs.CarStartSpeed[1] = rs.CarStartSpeed[2] = 100;
-  SimpleAI(100);
+  rs.RaceLaps = 5;
+  rs.CarStartSpeed[1] = rs.CarStartSpeed[2] = 200;
+  SimpleAI(200);
   engine.StartRace();
   EXPECT_EQ(engine.WaitingFor(), Waiting::RaceControl);
-  // Both moved five spaces from the front row at space 40, across the line.
-  EXPECT_EQ(rs.CarSpace[1], 5);
-  EXPECT_EQ(rs.CarSpace[2], 5);
-  EXPECT_EQ(rs.CarLap[1], 1);
+  // Both moved ten spaces from the front row at space 40, across the line.
+  EXPECT_EQ(std::tuple(rs.CarSpace[1], rs.CarSpace[2], rs.CarLap[1]), std::tuple(10, 10, 1));
   engine.NextTurn();
   EXPECT_EQ(engine.WaitingFor(), Waiting::RaceControl);
-  EXPECT_EQ(rs.CarSpace[1], 10);
+  EXPECT_EQ(rs.CarSpace[1], 20);
+  engine.FinishLap();
+  // Two turns to space 40, a third across the line: there it stops.
+  EXPECT_EQ(engine.WaitingFor(), Waiting::RaceControl);
+  EXPECT_EQ(std::tuple(rs.CarSpace[1], rs.CarLap[1], rs.CarRaceClock[1]), std::tuple(10, 2, 5.0));
+  EXPECT_EQ(std::tuple(rs.FinishLapMode, rs.FinishRaceMode), std::tuple(false, false));
   // Finish Race runs to the end with no further stop.
   engine.FinishRace();
   EXPECT_EQ(engine.WaitingFor(), Waiting::RaceOver);
-  EXPECT_TRUE(rs.RaceOver);
-  EXPECT_EQ(rs.CarsFinished, 2);
-  EXPECT_EQ(rs.FinishOrderCount, 2);
+  EXPECT_EQ(std::tuple(rs.RaceOver, rs.CarsFinished, rs.FinishOrderCount), std::tuple(true, 2, 2));
   // Level on distance, the car in the better lane takes the flag first.
-  EXPECT_EQ(rs.FinishOrder[1], 1);
-  EXPECT_EQ(rs.FinishOrder[2], 2);
+  EXPECT_EQ(std::tuple(rs.FinishOrder[1], rs.FinishOrder[2]), std::tuple(1, 2));
   EXPECT_EQ(engine.LapCaption(), "Final Standings");
   EXPECT_EQ(rng.Draws(), 0u);
-}
-
-TEST_F(EngineTest, FinishLapStopsAtTheEndOfTheTurnInWhichTheLeaderCrosses) {
-  Cars(1, true);
-  rs.RaceLaps = 5;
-  rs.CarStartSpeed[1] = 200;
-  SimpleAI(200);  // ten spaces a turn on a 40-space lap
-  engine.StartRace();
-  // The first turn took the car from the grid at 40 across the line to 10.
-  EXPECT_EQ(rs.CarSpace[1], 10);
-  EXPECT_EQ(rs.CarLap[1], 1);
-  engine.FinishLap();
-  // Three turns to space 40, a fourth across the line: there it stops.
-  EXPECT_EQ(engine.WaitingFor(), Waiting::RaceControl);
-  EXPECT_EQ(rs.CarSpace[1], 10);
-  EXPECT_EQ(rs.CarLap[1], 2);
-  EXPECT_EQ(rs.CarRaceClock[1], 5);
-  EXPECT_FALSE(rs.FinishLapMode);
-  EXPECT_FALSE(rs.FinishRaceMode);
-  EXPECT_EQ(rng.Draws(), 0u);
-}
-
-TEST_F(EngineTest, PauseWaitsForTheEndOfTheTurnAndNeverRepeatsARoll) {
-  Cars(2);
-  engine.StartRace();
-  engine.PauseRace();
-  // Car 1 takes the red button on the grid: a start table roll, safely driven (2 + 0 = 2).
-  rng.Script(testing_support::TwoDice(1, 1));
-  DriveStraight(80);
-  DriveStraight(40);
-  // Pressed in the speed pass, the pause lets the turn run to its end.
-  EXPECT_EQ(engine.WaitDescription(), "car 1: steering, 4 blocks left");
-  StepAllStraight();
-  StepAllStraight();
-  EXPECT_EQ(engine.WaitingFor(), Waiting::Paused);
-  EXPECT_FALSE(rs.PauseRequested);
-  EXPECT_FALSE(rs.ContinueTurns);
-  EXPECT_EQ(rs.CarSpace[1], 4);
-  EXPECT_EQ(rs.CarSpace[2], 2);
-  engine.NextTurn();
-  EXPECT_EQ(engine.WaitDescription(), "car 1: speed");
-  EXPECT_EQ(rs.CarSpeed[1], 80);
-  EXPECT_EQ(rng.Draws(), 2u);
-  EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogStartSpeedExceeded}));
 }
 
 TEST_F(EngineTest, AutoPilotLastsOneRaceTurn) {
@@ -280,34 +272,13 @@ TEST_F(EngineTest, AutoPilotLastsOneRaceTurn) {
   EXPECT_EQ(engine.WaitDescription(), "car 1: speed");
 }
 
-TEST_F(EngineTest, TheLastCarOutEndsTheRaceInTheSameNextCar) {
-  Cars(2);
-  engine.StartRace();
-  rs.CarOutOfRace[1] = true;
-  rs.CarStatus[1] = kOutOfRace;
-  ClearCarCell(rs, 1);
-  rs.CarsOut = 1;
-  DriveStraight(40);  // car 1's slot is passed over; car 2 is served next
-  EXPECT_EQ(engine.WaitDescription(), "car 2: speed");
-  rs.CarOutOfRace[2] = true;
-  rs.CarStatus[2] = kOutOfRace;
-  ClearCarCell(rs, 2);
-  rs.CarsOut = 2;
-  engine.NewSpeed(0);
-  EXPECT_EQ(engine.WaitingFor(), Waiting::RaceOver);
-  EXPECT_TRUE(rs.RaceOver);
-}
-
-TEST_F(EngineTest, ACarOutOfTheRaceNeverSteersAndTheCarSortedFirstMoves) {
+TEST_F(EngineTest, ACarOutOfTheRaceNeverSteersAndTheLastCarOutEndsTheRace) {
   Cars(3);
   engine.StartRace();
   DriveStraight(40);
   DriveStraight(60);
   // Car 1 goes out before the speed pass ends, still holding its chosen 40 MPH.
-  rs.CarOutOfRace[1] = true;
-  rs.CarStatus[1] = kOutOfRace;
-  ClearCarCell(rs, 1);
-  rs.CarsOut = 1;
+  TakeOut(1);
   DriveStraight(60);
   // Car 2, level with car 1 and faster, is sorted first and moves first.
   EXPECT_EQ(engine.WaitDescription(), "car 2: steering, 3 blocks left");
@@ -320,36 +291,14 @@ TEST_F(EngineTest, ACarOutOfTheRaceNeverSteersAndTheCarSortedFirstMoves) {
   EXPECT_EQ(rs.CarLap[1], 0);
   EXPECT_EQ(rs.CarMoveCount[1], 0);
   EXPECT_TRUE(CheckRaceState(rs).empty());
-}
-
-TEST_F(EngineTest, ACrashedLeaderLeadsNothing) {
-  Cars(2);
-  engine.StartRace();
-  DriveStraight(40);
+  // Car 2 goes out at its own prompt: its slot is passed over; the last car out ends the race.
+  TakeOut(2);
   DriveStraight(60);
-  StepAllStraight();  // car 2 to space 3
-  StepAllStraight();  // car 1 to space 2
-  DriveStraight(100);
-  DriveStraight(80);
-  engine.PauseRace();
-  EXPECT_EQ(engine.WaitDescription(), "car 2: steering, 5 blocks left");
-  StepAllStraight();  // car 2 to space 8
-  // The leader goes out while car 1 moves; car 1 stays behind its wreck.
-  rs.CarOutOfRace[2] = true;
-  rs.CarStatus[2] = kOutOfRace;
-  ClearCarCell(rs, 2);
-  rs.CarsOut = 1;
-  StepAllStraight();  // car 1 to space 6
-  EXPECT_EQ(engine.WaitingFor(), Waiting::Paused);
-  EXPECT_EQ(Order(), (std::vector<int>{1, 2}));
-  // The leader's speed history and the pace are car 1's, and car 1 is asked first.
-  EXPECT_EQ(rs.LeaderSpeedCount, 2);
-  EXPECT_EQ(rs.LeaderSpeedHistory[2], 4);
-  EXPECT_EQ(rs.PaceSpeed, 80);
-  EXPECT_EQ(ComputeGap(rs, 1), 0);
-  engine.NextTurn();
-  EXPECT_EQ(engine.WaitDescription(), "car 1: speed");
-  EXPECT_EQ(engine.SpeedPanel().RacePosition, "Leader");
+  EXPECT_EQ(engine.WaitDescription(), "car 3: speed");
+  TakeOut(3);
+  engine.NewSpeed(3);  // holding its speed: no table to settle
+  EXPECT_EQ(engine.WaitingFor(), Waiting::RaceOver);
+  EXPECT_TRUE(rs.RaceOver);
 }
 
 TEST_F(EngineTest, AnAICarsCheckSettlesTheSpeedChosenThisTurn) {
@@ -393,19 +342,6 @@ TEST_F(EngineTest, AStallOnTheGridPutsTheCarOutOnceTheRaceIsUnderWay) {
   EXPECT_EQ(rs.CarsOut, 1);
   EXPECT_EQ(log.Kinds(), (std::vector<int>{kLogStartSpeedExceeded, kLogStall, kLogOutStalled}));
   EXPECT_EQ(rs.track.CellOccupant[rs.CarSpace[2]][rs.CarLane[2]], 0);
-}
-
-TEST_F(EngineTest, RedFlagAsksAndEndsOutsideASeason) {
-  Cars(1);
-  engine.StartRace();
-  console.AddAnswer("no");
-  EXPECT_FALSE(engine.EndRaceRC());
-  EXPECT_EQ(engine.WaitingFor(), Waiting::Speed);
-  console.AddAnswer("yes");
-  EXPECT_TRUE(engine.EndRaceRC());
-  EXPECT_EQ(engine.WaitingFor(), Waiting::RaceOver);
-  EXPECT_TRUE(rs.RaceEndedByUser);
-  EXPECT_EQ(console.Transcript().front(), "ASK Are you sure you want to RED FLAG this race ? -> no");
 }
 
 TEST_F(EngineTest, ASpunCarLeavesItsCellAtItsSlotAndStandsWhereItWas) {
