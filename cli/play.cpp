@@ -44,6 +44,12 @@ struct ScriptLine {
   int Number = 0;
   std::string Text;
   std::vector<std::string> Words;
+
+  // The number of a "KEYWORD N" line; nullopt for any other line.
+  std::optional<int> NumberAfter(std::string_view keyword) const {
+    if (Words.size() != 2 || Words[0] != keyword) return std::nullopt;
+    return ParseWholeNumber(Words[1]);
+  }
 };
 
 // The script's lines with comments and blank lines taken out.
@@ -98,7 +104,7 @@ class PlayConsole : public Console {
     for (int k = 0; k < n; ++k) what += (k ? " | " : "") + panel.Options[static_cast<size_t>(k)];
     what += ")";
     const ScriptLine& line = Need(what);
-    std::optional<int> k = line.Words.size() == 2 && line.Words[0] == "choose" ? ParseWholeNumber(line.Words[1]) : std::nullopt;
+    std::optional<int> k = line.NumberAfter("choose");
     if (!k || *k < 1 || *k > n) Misfit(line, "expected " + what);
     return *k - 1;
   }
@@ -113,7 +119,7 @@ class PlayConsole : public Console {
     const std::string what = "a dice entry, dice " + std::to_string(panel.Choices.front()) + ".." +
                              std::to_string(panel.Choices.back());
     const ScriptLine& line = Need(what);
-    std::optional<int> n = line.Words.size() == 2 && line.Words[0] == "dice" ? ParseWholeNumber(line.Words[1]) : std::nullopt;
+    std::optional<int> n = line.NumberAfter("dice");
     if (!n || *n < panel.Choices.front() || *n > panel.Choices.back()) Misfit(line, "expected " + what);
     return *n;
   }
@@ -127,7 +133,7 @@ class PlayConsole : public Console {
     const int n = static_cast<int>(panel.Buttons.size());
     const std::string what = panel.Name + ", choose 1.." + std::to_string(n);
     const ScriptLine& line = Need(what);
-    std::optional<int> k = line.Words.size() == 2 && line.Words[0] == "choose" ? ParseWholeNumber(line.Words[1]) : std::nullopt;
+    std::optional<int> k = line.NumberAfter("choose");
     if (!k || *k < 1 || *k > n) Misfit(line, "expected " + what);
     return *k - 1;
   }

@@ -113,7 +113,8 @@ void CheckCells(const RaceState& rs, std::vector<std::string>& faults) {
     // A spun car gives up its cell at its next slot and restarts from a standstill where it
     // stands: until it moves again it may hold none.
     const bool restarting = rs.CarStatus[car] == kSpinning || rs.CarSpeed[car] == 0;
-    if (onTrack && cellsHeld[car] == 0 && !restarting) faults.push_back("car " + std::to_string(car) + " holds no cell");
+    if (onTrack && cellsHeld[car] == 0 && !restarting)
+      faults.push_back("car " + std::to_string(car) + " holds no cell");
     if (onTrack && rs.CarSpace[car] <= kMaxSpaces && rs.CarLane[car] <= kMaxLanes &&
         t.CellSkip[rs.CarSpace[car]][rs.CarLane[car]])
       faults.push_back("car " + std::to_string(car) + " stands on a skip cell");

@@ -116,7 +116,8 @@ void CrossLine(RuleContext& ctx, const LineSeams& seams) {
   // Step 2. The race clock stops at the end of the block that took the flag.
   if (rs.CarLap[car] == rs.RaceLaps && live) {
     if (rs.CarNewSpeed[car] > 0)
-      rs.CarRaceClock[car] -= (rs.SpacesLeft - 1) * kMphPerSpace / (rs.CarNewSpeed[car] + rs.SlipBonusOfMove * kMphPerSpace);
+      rs.CarRaceClock[car] -=
+          (rs.SpacesLeft - 1) * kMphPerSpace / (rs.CarNewSpeed[car] + rs.SlipBonusOfMove * kMphPerSpace);
     const int winner = Winner(rs);
     if (IsCarNumber(winner) && winner != car)
       rs.LapGap[rs.CarLap[car]][car] = (rs.CarRaceClock[car] - rs.CarRaceClock[winner]) * kSecondsPerTurn;
