@@ -152,8 +152,11 @@ TEST_F(SteerTest, StepsPassSkipCellsAndStopAtCarsAndEdges) {
     EXPECT_EQ(Cell(), c.Expected);
     EXPECT_EQ(std::tuple(rs.SpacesLeft, rs.CarLap[kCar]), std::tuple(c.SpacesAfter, c.LapAfter));
     EXPECT_EQ(rs.track.CellOccupant[c.Expected.first][c.Expected.second], kCar);
-    if (Cell() != std::pair(c.Space, c.Lane)) EXPECT_EQ(rs.track.CellOccupant[c.Space][c.Lane], 0);
-    if (c.CarAhead) EXPECT_EQ(rs.track.CellOccupant[11][1], 1);
+    const int left = Cell() == std::pair(c.Space, c.Lane) ? kCar : c.CarAhead ? 1 : 0;
+    EXPECT_EQ(rs.track.CellOccupant[c.Space][c.Lane], left);
+    if (c.CarAhead) {
+      EXPECT_EQ(rs.track.CellOccupant[11][1], 1);
+    }
   }
 }
 
