@@ -470,83 +470,85 @@ TEST_F(ConsequencesTest, TestBrakesIsOneRollWhateverTheCountAndNoneForACarThatIs
 }
 
 // ---------------------------------------------------------------------------------------------
-// ApplyResult
+// ApplyResult, live and as the AI's search sees it
 
-TEST_F(ConsequencesTest, ApplyResultLeavesOutAndFinishedCarsAlone) {
-  rs.CarLap[kCar] = 11;
-  ApplyResult(ctx, kCar, {.Wears = 2, .Spin = true});
-  EXPECT_EQ(std::tuple(rs.CarWears[kCar], rs.CarStatus[kCar]), std::tuple(5, kRunning));
-  rs.CarLap[kCar] = 2;
-  rs.CarOutOfRace[kCar] = true;
-  ApplyResult(ctx, kCar, {.Crash = true});
-  EXPECT_EQ(rs.CarsOut, 0);
-  EXPECT_TRUE(log.events.empty());
-}
+struct OutcomeCase {
+  const char* Name;
+  int Lap;
+  bool Out, Search, Trial;
+  std::vector<double> Draws;
+  void (*Act)(RuleContext&);  // acts on car 3
+  int Wears, Status, Shortfall, LapWears;
+  std::vector<int> Kinds;
+};
 
-TEST_F(ConsequencesTest, WearsArePaidAndCountedForTheLapUntilTheyRunOut) {
-  rs.CarLap[kCar] = 4;
-  ApplyResult(ctx, kCar, {.Wears = 3});
-  EXPECT_EQ(std::tuple(rs.CarWears[kCar], rs.WearShortfall), std::tuple(2, 0));
-  ApplyResult(ctx, kCar, {.Wears = 3});
-  EXPECT_EQ(std::tuple(rs.CarWears[kCar], rs.WearShortfall, rs.LapWearsUsed[4][kCar]), std::tuple(0, 1, 5));
-  ApplyResult(ctx, kCar, {.Wears = 0});
-  EXPECT_EQ(rs.WearShortfall, 0);
-}
-
-TEST_F(ConsequencesTest, DamageToStandingCarsStopsAtZeroAndZeroRatingsPutTheCarOut) {
-  rs.CarSpeed[kCar] = 0;
-  SetMotion(20, 20, 0.5);
-  rs.CarAcceleration[kCar] = 20;
-  ApplyResult(ctx, kCar, {.EngineAccel = true});
-  EXPECT_EQ(std::tuple(rs.WorkSpeed, rs.CarSpeed[kCar], rs.SpacesLeft), std::tuple(0, 0, 0.0));
-  EXPECT_EQ(rs.CarStatus[kCar], kOutOfRace);
-  EXPECT_EQ(log.events, (std::vector<Highlighted>{{kLogEngineAccelDamage, kCar, " "}, {kLogCrash, kCar, ""}}));
-  EXPECT_TRUE(CheckRaceState(rs).empty());
-}
-
-TEST_F(ConsequencesTest, TheSearchSeesEveryOutcomeAsWearsAndLeavesNoTrace) {
-  rs.AISpeedSearch = true;
-  ApplyResult(ctx, kCar, {.Spin = true});
-  EXPECT_EQ(rs.CarWears[kCar], 0);
-  ApplyResult(ctx, kCar, {.Wears = 3});
-  EXPECT_EQ(rs.CarWears[kCar], -3);
-  ApplyResult(ctx, kCar, {.BrakeDamage = true, .Stall = true});
-  EXPECT_EQ(std::tuple(rs.CarWears[kCar], rs.CarStatus[kCar], rs.CarDeceleration[kCar], rs.LapWearsUsed[2][kCar]),
-            std::tuple(-3, kRunning, 40, 0));
-  EXPECT_TRUE(log.events.empty());
+TEST_F(ConsequencesTest, OutcomesChangeTheCarOrOnlyCountWears) {
+  constexpr int car = kCar;
+  const std::vector<OutcomeCase> cases = {
+      {"a finished car is left alone", 11, false, false, false, {},
+       [](RuleContext& c) { ApplyResult(c, car, {.Wears = 2, .Spin = true}); }, 5, kRunning, 0, 0, {}},
+      {"a car that is out is left alone", 2, true, false, false, {},
+       [](RuleContext& c) { ApplyResult(c, car, {.Crash = true}); }, 5, kRunning, 0, 0, {}},
+      {"wears run out into a shortfall", 4, false, false, false, {},
+       [](RuleContext& c) { for (int i = 0; i < 2; ++i) ApplyResult(c, car, {.Wears = 3}); }, 0, kRunning, 1, 5, {}},
+      {"an outcome without wears owes none", 4, false, false, false, {},
+       [](RuleContext& c) { for (int w : {3, 3, 0}) ApplyResult(c, car, {.Wears = w}); }, 0, kRunning, 0, 5, {}},
+      // Damage to a car standing still stops at 0 MPH; a rating of 0 puts the car out.
+      {"a zero rating is out", 2, false, false, false, {},
+       [](RuleContext& c) {
+         c.rs.CarSpeed[car] = 0;
+         c.rs.CarAcceleration[car] = 20;
+         c.rs.WorkSpeed = c.rs.CarNewSpeed[car] = 20;
+         c.rs.SpacesLeft = 0.5;
+         ApplyResult(c, car, {.EngineAccel = true});
+         EXPECT_EQ(std::tuple(c.rs.WorkSpeed, c.rs.CarSpeed[car], c.rs.SpacesLeft), std::tuple(0, 0, 0.0));
+         EXPECT_TRUE(CheckRaceState(c.rs).empty());
+       },
+       5, kOutOfRace, 0, 0, {kLogEngineAccelDamage, kLogCrash}},
+      {"the search sees every outcome as wears", 2, false, true, false, {},
+       [](RuleContext& c) {
+         ApplyResult(c, car, {.Spin = true});
+         ApplyResult(c, car, {.Wears = 3});
+         ApplyResult(c, car, {.BrakeDamage = true, .Stall = true});
+       },
+       -3, kRunning, 0, 0, {}},
+      // A trial move draws as a live one; the Chance crash costs one wear, the Collision crash
+      // five, the spin damage five.
+      {"trial rolls draw as live ones", 2, false, false, true, Cat({ChanceCrash(), PlainThen(6, 6), {Face(6)}}),
+       [](RuleContext& c) {
+         RollChance(c);
+         RollCollision(c);
+         RollSpinDamage(c);
+       },
+       -6, kRunning, 0, 0, {}},
+      // Cornering at 40 with the risk taken: a trial Chance roll (one wear), then one wear.
+      {"a trial corner", 2, false, false, true, Cat({{kRiskPasses}, ChanceCrash()}),
+       [](RuleContext& c) {
+         c.rs.SpeedOverBy = 40;
+         SettleCornering(c);
+       },
+       3, kRunning, 0, 0, {}},
+      // The search's commit clears the trial but not the search: the table is looked up, its spin
+      // costs five wears, and spin damage is rolled but changes nothing.
+      {"the search's commit rolls in full and pays cheaply", 2, false, true, false, Cat({ChanceSpin(), {Face(6)}}),
+       [](RuleContext& c) { RollChance(c); }, 0, kRunning, 0, 0, {}},
+  };
+  for (const OutcomeCase& c : cases) {
+    SCOPED_TRACE(c.Name);
+    Reset();
+    rs.CarLap[kCar] = c.Lap;
+    rs.CarOutOfRace[kCar] = c.Out;
+    rs.AISpeedSearch = c.Search;
+    rs.AITrialMove = c.Trial;
+    Script(c.Draws);
+    c.Act(ctx);
+    EXPECT_EQ(std::tuple(rs.CarWears[kCar], rs.CarStatus[kCar], rs.WearShortfall, rs.LapWearsUsed[c.Lap][kCar]),
+              std::tuple(c.Wears, c.Status, c.Shortfall, c.LapWears));
+    EXPECT_EQ(rs.CarsOut, c.Status == kOutOfRace ? 1 : 0);
+    EXPECT_EQ(log.Kinds(), c.Kinds);
+    ExpectDraws(c.Draws.size());
+  }
   EXPECT_TRUE(console.Transcript().empty());
-}
-
-TEST_F(ConsequencesTest, TrialRollsDrawAsLiveOnesAndOnlyCountWears) {
-  Human();  // the search drives every car, so no panel opens
-  rs.AITrialMove = true;
-  Script(Cat({ChanceCrash(), PlainThen(6, 6), {Face(6)}}));
-  RollChance(ctx);
-  EXPECT_EQ(rs.CarWears[kCar], 4);
-  RollCollision(ctx);
-  EXPECT_EQ(rs.CarWears[kCar], -1);
-  RollSpinDamage(ctx);
-  EXPECT_EQ(std::tuple(rs.CarWears[kCar], rs.CarStatus[kCar]), std::tuple(-6, kRunning));
-  EXPECT_TRUE(log.events.empty());
-  ExpectDraws(9);
-
-  // Cornering at 40 with the risk taken: one risk draw, a trial Chance roll (one wear), one wear.
-  rs.CarWears[kCar] = 5;
-  rs.SpeedOverBy = 40;
-  Script(Cat({{kRiskPasses}, ChanceCrash()}));
-  SettleCornering(ctx);
-  EXPECT_EQ(rs.CarWears[kCar], 3);
-  EXPECT_TRUE(console.Transcript().empty());
-}
-
-TEST_F(ConsequencesTest, OutsideATrialMoveTheSearchRollsInFullButPaysCheaply) {
-  // The commit of the search clears AITrialMove but keeps AISpeedSearch: the Chance table is
-  // looked up, its spin costs five wears, and spin damage is rolled but changes nothing.
-  rs.AISpeedSearch = true;
-  Script(Cat({ChanceSpin(), {Face(6)}}));
-  RollChance(ctx);
-  EXPECT_EQ(std::tuple(rs.CarWears[kCar], rs.CarStatus[kCar], rs.CarTopSpeed[kCar]), std::tuple(0, kRunning, 200));
-  ExpectDraws(5);
 }
 
 }  // namespace

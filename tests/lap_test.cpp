@@ -13,7 +13,7 @@ namespace {
 using testing_support::Highlighted;
 
 // Four cars on a 2-lane line of 200 spaces, in a race of 10 laps; car 1 leads.
-class LapTest : public ::testing::Test {
+class LapTest : public testing_support::RaceBench {
  protected:
   LapTest() {
     rs.GameMode = "Single";
@@ -40,11 +40,6 @@ class LapTest : public ::testing::Test {
     CrossLine(ctx, seams);
   }
 
-  RaceState rs;
-  Random rng{7};
-  ScriptedConsole console;
-  testing_support::RecordingLog log;
-  RuleContext ctx{rs, rng, console, log};
   LineSeams seams;
 };
 

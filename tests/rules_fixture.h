@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -85,11 +87,31 @@ inline std::vector<double> Cat(std::initializer_list<std::vector<double>> parts)
   return all;
 }
 
-class RulesTest : public ::testing::Test {
+// The race state and the services every rule and engine test drives it with. The state lives on the
+// heap: it is too large for a test's stack.
+class RaceBench : public ::testing::Test {
+ protected:
+  explicit RaceBench(std::uint64_t seed = 7) : rng(seed) {}
+
+  std::unique_ptr<RaceState> state = std::make_unique<RaceState>();
+  RaceState& rs = *state;
+  Random rng;
+  ScriptedConsole console;
+  RecordingLog log;
+  RuleContext ctx{rs, rng, console, log};
+};
+
+class RulesTest : public RaceBench {
  protected:
   static constexpr int kCar = 3;
 
-  RulesTest() {
+  RulesTest() { Reset(); }
+
+  // A fresh race as every rule test starts from, for tables whose rows each need one.
+  void Reset() {
+    *state = *std::make_unique<RaceState>();
+    log.events.clear();
+    rng.Seed(7);
     rs.Tables = UsualTables();
     rs.GameMode = "Single";
     rs.CarCount = 3;
@@ -149,12 +171,6 @@ class RulesTest : public ::testing::Test {
       if (line.rfind(prefix, 0) == 0) lines.push_back(line);
     return lines;
   }
-
-  RaceState rs;
-  Random rng{7};
-  ScriptedConsole console;
-  RecordingLog log;
-  RuleContext ctx{rs, rng, console, log};
 };
 
 }  // namespace vm::testing_support

@@ -105,60 +105,58 @@ TEST_F(SteerTest, RuleOptionsCloseSteps) {
   }
 }
 
-TEST_F(SteerTest, SkipWalks) {
-  struct Case {
-    const char* Name;
-    void (*Press)(RuleContext&);
-    int Space, Lane;
-    std::pair<int, int> Expected;
-  };
-  const std::vector<Case> cases = {
-      {"straight past two skips covers three indices", StepStraight, 11, 1, {14, 1}},
-      {"straight onto a plain cell", StepStraight, 14, 1, {15, 1}},
-      {"out of the inner lane passes its skips", StepLeft, 11, 1, {14, 2}},
-      {"into the inner lane along the inside goes sideways", StepRight, 11, 2, {11, 1}},
-      {"a lane change on a straight passes nothing", StepLeft, 5, 1, {6, 2}},
-  };
-  for (const Case& c : cases) {
-    Use(SkipCurve(100, 100, 100));
-    Place(kCar, c.Space, c.Lane);
-    rs.SpacesLeft = 3;
-    ComputeOpenSteps(rs);
-    c.Press(ctx);
-    EXPECT_EQ(Cell(), c.Expected) << c.Name;
-    EXPECT_EQ(rs.SpacesLeft, 2) << c.Name;
-    EXPECT_EQ(rs.track.CellOccupant[c.Expected.first][c.Expected.second], kCar) << c.Name;
-    EXPECT_EQ(rs.track.CellOccupant[c.Space][c.Lane], 0) << c.Name;
-  }
-}
-
-TEST_F(SteerTest, ALaneChangePassesTheNewLanesSkipCells) {
+// One step from a cell with three blocks left: where the car lands, the blocks it has left and
+// its lap. A car never stands on a skip cell: every walk passes the skips of the lane it ends in.
+TEST_F(SteerTest, StepsPassSkipCellsAndStopAtCarsAndEdges) {
   struct Case {
     const char* Name;
     Track TrackUsed;
     void (*Press)(RuleContext&);
     int Space, Lane;
     std::pair<int, int> Expected;
-    int LapAfter;
+    double SpacesAfter = 2;
+    int LapAfter = 2;
+    bool Planned = true;    // the open steps worked out first, as the panel does
+    bool CarAhead = false;  // car 1 at 11/1
   };
+  const Track curve = SkipCurve(100, 100, 100);
+  const Track straight = TrackBuilder(2, 30).Build();
   const std::vector<Case> cases = {
+      {"straight past two skips covers three indices", curve, StepStraight, 11, 1, {14, 1}},
+      {"straight onto a plain cell", curve, StepStraight, 14, 1, {15, 1}},
+      {"out of the inner lane passes its skips", curve, StepLeft, 11, 1, {14, 2}},
+      {"into the inner lane along the inside goes sideways", curve, StepRight, 11, 2, {11, 1}},
+      {"a lane change on a straight passes nothing", curve, StepLeft, 5, 1, {6, 2}},
       {"from an open cell into a curve whose inner lane skips its first cell",
-       TrackBuilder(3, 30).Curve(10, 20, {80, 100, 120}).Skip(10, 1).Build(), StepRight, 9, 2, {11, 1}, 2},
+       TrackBuilder(3, 30).Curve(10, 20, {80, 100, 120}).Skip(10, 1).Build(), StepRight, 9, 2, {11, 1}},
       {"outward in a curve onto the outer lane's skip",
-       TrackBuilder(3, 30).Curve(10, 20, {80, 100, 120}).Skip(12, 2).Build(), StepLeft, 11, 1, {13, 2}, 2},
-      {"two skips in the new lane", TrackBuilder(2, 30).Skip(11, 12, 1).Build(), StepRight, 10, 2, {13, 1}, 2},
-      {"the new lane's skip just past the line", TrackBuilder(2, 20).Skip(1, 2).Build(), StepLeft, 20, 1, {2, 2}, 3},
+       TrackBuilder(3, 30).Curve(10, 20, {80, 100, 120}).Skip(12, 2).Build(), StepLeft, 11, 1, {13, 2}},
+      {"two skips in the new lane", TrackBuilder(2, 30).Skip(11, 12, 1).Build(), StepRight, 10, 2, {13, 1}},
+      {"the new lane's skip just past the line", TrackBuilder(2, 20).Skip(1, 2).Build(), StepLeft, 20, 1, {2, 2}, 2,
+       3},
+      {"one skip before the line", TrackBuilder(2, 20).Skip(20, 20, 1).Build(), StepStraight, 19, 1, {1, 1}, 2, 3},
+      {"two skips before the line", TrackBuilder(2, 20).Skip(19, 20, 1).Build(), StepStraight, 18, 1, {1, 1}, 2, 3},
+      {"the skip just after the line", TrackBuilder(2, 20).Skip(1, 1, 1).Build(), StepStraight, 20, 1, {2, 1}, 2, 3},
+      {"a step onto a car is undone with its block spent", straight, StepStraight, 10, 1, {10, 1}, 2, 2, false, true},
+      {"the edge lane refuses a lane change and keeps the block", straight, StepLeft, 10, 2, {10, 2}, 3, 2, false},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.Name);
     Use(c.TrackUsed);
     Place(kCar, c.Space, c.Lane);
+    if (c.CarAhead) Place(1, 11, 1);
     rs.CarLap[kCar] = 2;
     rs.SpacesLeft = 3;
-    ComputeOpenSteps(rs);
+    if (c.Planned) ComputeOpenSteps(rs);
     c.Press(ctx);
-    EXPECT_EQ(Cell(), c.Expected) << c.Name;
-    EXPECT_EQ(rs.track.CellOccupant[c.Expected.first][c.Expected.second], kCar) << c.Name;
-    EXPECT_EQ(rs.CarLap[kCar], c.LapAfter) << c.Name;
+    EXPECT_EQ(Cell(), c.Expected);
+    EXPECT_EQ(std::tuple(rs.SpacesLeft, rs.CarLap[kCar]), std::tuple(c.SpacesAfter, c.LapAfter));
+    EXPECT_EQ(rs.track.CellOccupant[c.Expected.first][c.Expected.second], kCar);
+    const int left = Cell() == std::pair(c.Space, c.Lane) ? kCar : c.CarAhead ? 1 : 0;
+    EXPECT_EQ(rs.track.CellOccupant[c.Space][c.Lane], left);
+    if (c.CarAhead) {
+      EXPECT_EQ(rs.track.CellOccupant[11][1], 1);
+    }
   }
 }
 
@@ -187,47 +185,6 @@ TEST_F(SteerTest, NoStepOnAShippedCircuitEndsOnASkipCell) {
       }
     }
     EXPECT_GT(steps, 3 * t.TrackLength) << name;
-  }
-}
-
-TEST_F(SteerTest, StepOntoACarIsUndoneWithTheBlockSpent) {
-  Use(TrackBuilder(2, 30).Build());
-  Place(kCar, 10, 1);
-  Place(1, 11, 1);
-  rs.SpacesLeft = 2;
-  StepStraight(ctx);
-  EXPECT_EQ(Cell(), std::make_pair(10, 1));
-  EXPECT_EQ(rs.SpacesLeft, 1);
-  EXPECT_EQ(rs.track.CellOccupant[11][1], 1);
-}
-
-TEST_F(SteerTest, EdgeLaneRefusesALaneChangeAndKeepsTheBlock) {
-  Use(TrackBuilder(2, 30).Build());
-  Place(kCar, 10, 2);
-  rs.SpacesLeft = 2;
-  StepLeft(ctx);
-  EXPECT_EQ(Cell(), std::make_pair(10, 2));
-  EXPECT_EQ(rs.SpacesLeft, 2);
-}
-
-TEST_F(SteerTest, CrossingTheLineInTheSkipWalkCountsOneLap) {
-  struct Case {
-    const char* Name;
-    int From, SkipFirst, SkipLast, ExpectedSpace;
-  };
-  const std::vector<Case> cases = {
-      {"one skip before the line", 19, 20, 20, 1},
-      {"two skips before the line", 18, 19, 20, 1},
-      {"the skip just after the line", 20, 1, 1, 2},
-  };
-  for (const Case& c : cases) {
-    Use(TrackBuilder(2, 20).Skip(c.SkipFirst, c.SkipLast, 1).Build());
-    Place(kCar, c.From, 1);
-    rs.CarLap[kCar] = 2;
-    rs.SpacesLeft = 3;
-    StepStraight(ctx);
-    EXPECT_EQ(rs.CarSpace[kCar], c.ExpectedSpace) << c.Name;
-    EXPECT_EQ(rs.CarLap[kCar], 3) << c.Name;
   }
 }
 

@@ -146,7 +146,6 @@ TEST(TableEditor, SwitchesDisableAndRestoreTheSuccessRow) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(InfoOf(c.sw).Name);
-    EXPECT_EQ(InfoOf(c.sw).Table, c.table);
     ResultTables t = Defaults();
     // The switch, and whether the table hides its first row.
     auto shown = [&](const ResultTableEditor& e) { return std::pair(e.SwitchChecked(c.sw), e.FirstRowHidden(c.table)); };
@@ -183,28 +182,6 @@ TEST(TableEditor, SwitchesDisableAndRestoreTheSuccessRow) {
     RowOf(want, c.table, 1).RangeLow = c.nextLowRestored;
     EXPECT_EQ(t, want);
     EXPECT_FALSE(ResultTableEditor(t).SwitchChecked(c.sw));
-  }
-}
-
-TEST(TableEditor, SwitchesOpenFromTheStoredEnds) {
-  const struct {
-    const char* name;
-    TableId table;
-    int end;
-    SuccessSwitch sw;
-    bool checked;
-  } cases[] = {
-      {"CH1 ending at 1 checks chkCT", TableId::Chance, 1, SuccessSwitch::chkCT, true},
-      {"CH1 ending at 1 leaves chkCA", TableId::Chance, 1, SuccessSwitch::chkCA, false},
-      {"CT1 ending at 1 checks chkCA", TableId::Collision, 1, SuccessSwitch::chkCA, true},
-      {"SD1 ending at 0", TableId::SpinDamage, 0, SuccessSwitch::chkSD, true},
-      {"SD1 ending at 1", TableId::SpinDamage, 1, SuccessSwitch::chkSD, false},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    ResultTables t = Defaults();
-    RowOf(t, c.table, 0).RangeHigh = c.end;
-    EXPECT_EQ(ResultTableEditor(t).SwitchChecked(c.sw), c.checked);
   }
 }
 

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -15,12 +14,10 @@
 namespace vm {
 namespace {
 
-using testing_support::RecordingLog;
-
 // A straight 3-lane track of 40 spaces and cars that only a script drives.
-class EngineTest : public ::testing::Test {
+class EngineTest : public testing_support::RaceBench {
  protected:
-  EngineTest() {
+  EngineTest() : RaceBench(3) {
     rs.track = TrackBuilder(3, 40).Build();
     rs.Tables = testing_support::UsualTables();
     rs.GameMode = "Single";
@@ -78,11 +75,6 @@ class EngineTest : public ::testing::Test {
     return order;
   }
 
-  std::unique_ptr<RaceState> state = std::make_unique<RaceState>();
-  RaceState& rs = *state;
-  Random rng{3};
-  ScriptedConsole console;
-  RecordingLog log;
   RaceEngine engine{rs, rng, console, log};
 };
 
