@@ -37,7 +37,7 @@ case "${1:-}" in
     # bundled circuit and runs a scripted two-car race on it.
     ./build/cli/velomark-cli track-info data/Tracks/Tarnock.trk --scan 15 2
     ./build/cli/velomark-cli play --track data/Tracks/Tarnock.trk --tables data/Default.rst \
-      --car-design 60,40,40,120,8,0 --car-design 60,40,40,140,8,1 --laps 1 \
+      --car-design 60,40,60,200,5,0 --car-design 60,60,60,180,4,0 --laps 3 \
       --script data/Scripts/Tarnock-two-cars.txt --log
     ;;
   test)

@@ -3,6 +3,7 @@
 // must give the same race, to the last field.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <sstream>
@@ -25,6 +26,11 @@ namespace {
 
 const std::vector<std::string> kDesigns = {"60,40,40,140,3,0", "80,40,40,160,2,1",  "60,60,40,140,3,-1",
                                            "60,40,60,180,2,2", "100,40,40,140,4,0", "60,40,40,200,1,1"};
+
+// The demo of `velomark.sh play`: two cars within the 8 design points, raced over Tarnock.
+const char* const kDemoDesign1 = "60,40,60,200,5,0";
+const char* const kDemoDesign2 = "60,60,60,180,4,0";
+constexpr int kDemoLaps = 3;
 
 // Answers every table panel with its first option, and writes each answer into the script.
 class RecordingConsole : public Console {
@@ -53,10 +59,46 @@ class RecordingConsole : public Console {
   std::vector<std::string>& script_;
 };
 
-// Drives the race as plain drivers: odd cars stay inside their safe speeds, even cars take the
-// risky top button; every car steers straight when it can, else left, else right.
+// The limit of the cell at `space` in `lane`; a lane with no cell there reads as no limit, since
+// the steering keeps a car off it.
+int LaneLimit(const Track& t, int space, int lane) {
+  return t.CellLaneRank[space][lane] > 0 && t.CellSpeedLimit[space][lane] > 0 ? t.CellSpeedLimit[space][lane]
+                                                                              : kOpenStraight;
+}
+
+// The limit of the cell a step from the current car's place would reach: `side` -1 right,
+// 0 straight, 1 left; a straight step passes over up to two skip cells.
+int StepLimit(const RaceState& rs, int car, int side) {
+  const Track& t = rs.track;
+  const int lane = rs.CarLane[car] + side;
+  int next = NextSpace(t, rs.CarSpace[car]);
+  for (int k = 0; k < 2 && side == 0 && t.CellSkip[next][lane]; ++k) next = NextSpace(t, next);
+  return lane < 1 || lane > kMaxLanes ? 0 : LaneLimit(t, next, lane);
+}
+
+// Whether a car going `speed` now can brake turn by turn, with its deceleration, for every limit
+// along its lane.
+bool CanBrake(const RaceState& rs, int car, int speed) {
+  const Track& t = rs.track;
+  const int lane = rs.CarLane[car];
+  int index = rs.CarSpace[car];
+  for (int s = speed, blocks = 0; s > 0 && blocks < 40; s -= std::max(rs.CarDeceleration[car], 20)) {
+    for (int b = 0; b < s / 20; ++b, ++blocks) {
+      index = NextSpace(t, index);
+      for (int k = 0; k < 2 && t.CellSkip[index][lane]; ++k) index = NextSpace(t, index);
+      if (LaneLimit(t, index, lane) < s) return false;
+    }
+  }
+  return true;
+}
+
+// Drives the race as plain drivers. Careful ones take the fastest button that costs nothing and
+// lets them brake for the curves of their lane; bold ones take the top button. Every car steers
+// straight when it can, else left, else right, passing over a step whose cell is slower than
+// its speed while another is open. With `allCareful` unset the even cars are bold.
 std::vector<std::string> WriteScript(const Track& track, const ResultTables& tables,
-                                     const std::vector<std::string>& designs = kDesigns, int laps = 3) {
+                                     const std::vector<std::string>& designs = kDesigns, int laps = 3,
+                                     bool allCareful = false) {
   auto rs = std::make_unique<RaceState>();
   rs->track = track;
   rs->Tables = tables;
@@ -85,29 +127,41 @@ std::vector<std::string> WriteScript(const Track& track, const ResultTables& tab
   for (int guard = 0; guard < 100000 && engine.WaitingFor() != Waiting::RaceOver; ++guard) {
     switch (engine.WaitingFor()) {
       case Waiting::Speed: {
-        const bool bold = rs->CurrentCar % 2 == 0;
-        int pick = 0;
-        for (const SpeedButton& b : engine.SpeedPanel().Buttons)
-          if (b.Enabled && b.Seen && (bold || b.Colour != kColourRed)) pick = b.Speed;
+        const int car = rs->CurrentCar;
+        const bool bold = !allCareful && car % 2 == 0;
+        int pick = -1;
+        for (const SpeedButton& b : engine.SpeedPanel().Buttons) {
+          if (!b.Enabled || !b.Seen || (!bold && b.Colour == kColourRed)) continue;
+          if (pick < 0 || bold || CanBrake(*rs, car, b.Speed)) pick = b.Speed;
+        }
+        pick = std::max(pick, 0);
         say("speed " + std::to_string(pick));
         engine.NewSpeed(pick / 20);
         break;
       }
       case Waiting::Steering: {
         const SteeringPanel& p = engine.SteeringPanelShown();
-        const std::pair<const SteeringButton*, const char*> order[] = {
-            {&p.Straight, "straight"}, {&p.Left, "left"}, {&p.Right, "right"},
-            {&p.InTurnLeft, "inturn-left"}, {&p.InTurnRight, "inturn-right"}};
+        const std::pair<const SteeringButton*, const char*> order[] = {{&p.Straight, "straight"},
+                                                                       {&p.Left, "left"},
+                                                                       {&p.Right, "right"},
+                                                                       {&p.InTurnLeft, "inturn-left"},
+                                                                       {&p.InTurnRight, "inturn-right"}};
         std::string word = "end";
         SteeringCommand command = SteeringCommand::cmdEndEarly;
         const SteeringCommand commands[] = {SteeringCommand::cmdStraight, SteeringCommand::cmdLeft,
                                             SteeringCommand::cmdRight, SteeringCommand::cmdInTurnLeft,
                                             SteeringCommand::cmdInTurnRight};
-        for (size_t k = 0; k < 5; ++k) {
-          if (order[k].first->Visible && order[k].first->Enabled) {
+        // The side each button steps to; the apex captions move the plain steps.
+        const char apex = p.ApexDirection;
+        const bool plain = apex == ' ' || apex == 'S';
+        const int sides[] = {plain ? 0 : apex == 'L' ? 1 : -1, plain ? 1 : 0, plain ? -1 : 0, 1, -1};
+        const int car = rs->CurrentCar;
+        for (const bool slowerAllowed : {false, true}) {
+          for (size_t k = 0; k < 5 && word == "end"; ++k) {
+            if (!order[k].first->Visible || !order[k].first->Enabled) continue;
+            if (!slowerAllowed && StepLimit(*rs, car, sides[k]) < rs->CarNewSpeed[car]) continue;
             word = order[k].second;
             command = commands[k];
-            break;
           }
         }
         say(word);
@@ -124,9 +178,7 @@ std::vector<std::string> WriteScript(const Track& track, const ResultTables& tab
         engine.FinishRace();
         break;
       case Waiting::RaceOver:
-      case Waiting::Nothing:
-        ADD_FAILURE() << "the engine waits for nothing";
-        return script;
+      case Waiting::Nothing: ADD_FAILURE() << "the engine waits for nothing"; return script;
     }
   }
   EXPECT_EQ(engine.WaitingFor(), Waiting::RaceOver);
@@ -151,8 +203,8 @@ TEST(FullRace, SixScriptedCarsRunThreeLapsToTheFlagAndAgainTheSame) {
 
   std::vector<std::string> dumps;
   for (const char* name : {"first.json", "second.json"}) {
-    std::vector<std::string> args{"play", "--track", trackFile, "--tables", tablesFile, "--laps", "3",
-                                  "--script", scriptFile, "--dump-json", dir.File(name)};
+    std::vector<std::string> args{"play", "--track",  trackFile,  "--tables",    tablesFile,    "--laps",
+                                  "3",    "--script", scriptFile, "--dump-json", dir.File(name)};
     for (const std::string& d : kDesigns) {
       args.push_back("--car-design");
       args.push_back(d);
@@ -177,35 +229,47 @@ TEST(FullRace, SixScriptedCarsRunThreeLapsToTheFlagAndAgainTheSame) {
   }
 }
 
-// The two-car race `velomark.sh play` shows on Tarnock runs to the flag from its shipped script.
-// With VELOMARK_WRITE_SCRIPTS set the script is written afresh first.
-TEST(FullRace, TheShippedTarnockScriptRunsTwoCarsToTheFlag) {
+// The two-car race `velomark.sh play` shows on Tarnock runs to the flag from its shipped script,
+// with both careful drivers finishing. With VELOMARK_WRITE_SCRIPTS set the script is written
+// afresh first.
+TEST(FullRace, TheShippedTarnockScriptBringsBothCarsToTheFlag) {
   const std::string data = VELOMARK_DATA;
   const std::string trackFile = data + "/Tracks/Tarnock.trk";
   const std::string tablesFile = data + "/Default.rst";
   const std::string scriptFile = data + "/Scripts/Tarnock-two-cars.txt";
-  const std::vector<std::string> designs = {"60,40,40,120,8,0", "60,40,40,140,8,1"};
+  const std::vector<std::string> designs = {kDemoDesign1, kDemoDesign2};
+  const std::string laps = std::to_string(kDemoLaps);
   if (std::getenv("VELOMARK_WRITE_SCRIPTS") != nullptr) {
     ResultTables tables;
     ASSERT_FALSE(LoadResultTables(tables, tablesFile));
     Track track;
     ASSERT_FALSE(LoadTrack(track, trackFile));
-    std::string text =
-        "# Two cars, one lap of Tarnock Park (velomark.sh play): each turn both choose a speed, then steer\n"
-        "# space by space. Car 1 keeps to its safe speeds; car 2 takes the top button and pays for it.\n";
-    for (const std::string& line : WriteScript(track, tables, designs, 1)) text += line + "\n";
+    std::string text = "# Two cars, " + laps +
+                       " laps of Tarnock Park (velomark.sh play): each turn both choose a speed, then steer\n"
+                       "# space by space. Both drivers keep to the speeds they can brake from for the curves ahead.\n";
+    for (const std::string& line : WriteScript(track, tables, designs, kDemoLaps, true)) text += line + "\n";
     ASSERT_FALSE(WriteFileAtomic(scriptFile, text));
   }
-  std::vector<std::string> args{"play", "--track", trackFile, "--tables", tablesFile, "--laps", "1", "--script", scriptFile};
+  std::vector<std::string> args{"play",   "--track", trackFile,  "--tables", tablesFile,
+                                "--laps", laps,      "--script", scriptFile};
   for (const std::string& d : designs) {
     args.push_back("--car-design");
     args.push_back(d);
   }
   std::ostringstream out, err;
   ASSERT_EQ(RunCli(args, out, err), kExitOk) << err.str() << out.str();
-  // The careful car takes the flag; the bold one pushes its luck.
-  EXPECT_NE(out.str().find("race over\n1. Car 1 "), std::string::npos) << out.str();
-  EXPECT_NE(out.str().find("\n2. Car 2 "), std::string::npos) << out.str();
+  const std::string text = out.str();
+  const size_t over = text.find("race over\n");
+  ASSERT_NE(over, std::string::npos) << text;
+  // Both run the whole distance: "1. Car 2  4:12  3 laps  fastest ...  Finished".
+  const std::string standings = text.substr(over);
+  for (const char* place : {"\n1. Car ", "\n2. Car "}) {
+    const size_t at = standings.find(place);
+    ASSERT_NE(at, std::string::npos) << text;
+    const std::string line = standings.substr(at + 1, standings.find('\n', at + 1) - at - 1);
+    EXPECT_NE(line.find("  " + laps + " laps  "), std::string::npos) << line;
+    EXPECT_TRUE(line.ends_with("  Finished")) << line;
+  }
 }
 
 }  // namespace
