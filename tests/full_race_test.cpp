@@ -18,6 +18,7 @@
 #include "core/track_file.h"
 #include "engine/turn_engine.h"
 #include "rules/result_table_file.h"
+#include "tests/rules_fixture.h"
 #include "tests/temp_dir.h"
 #include "tools/sample_tracks.h"
 
@@ -33,27 +34,17 @@ const char* const kDemoDesign2 = "60,60,60,180,4,0";
 constexpr int kDemoLaps = 3;
 
 // Answers every table panel with its first option, and writes each answer into the script.
-class RecordingConsole : public Console {
+class RecordingConsole : public AutoConsole {
  public:
   explicit RecordingConsole(std::vector<std::string>& script) : script_(script) {}
-  void ShowMessage(std::string_view, std::string_view, MessageKind) override {}
   bool AskYesNo(std::string_view, std::string_view) override {
     script_.push_back("yes");
     return true;
   }
-  std::optional<std::string> ChooseFile(const FileDialogRequest&) override { return std::nullopt; }
   int ChooseOption(const ChoicePanel&) override {
     script_.push_back("choose 1");
     return 0;
   }
-  void RollTable(const RollPanel&, const std::function<RollResult()>& roll,
-                 const std::function<void()>& settle) override {
-    roll();
-    settle();
-  }
-  int EnterDiceResult(const DiceEntryPanel& panel) override { return panel.Choices.front(); }
-  int ShowCrash(const CrashPanel&) override { return 0; }
-  int ChooseButton(const ButtonPanel& panel) override { return static_cast<int>(panel.Buttons.size()) - 1; }
 
  private:
   std::vector<std::string>& script_;

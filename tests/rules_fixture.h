@@ -87,6 +87,23 @@ inline std::vector<double> Cat(std::initializer_list<std::vector<double>> parts)
   return all;
 }
 
+// Answers every panel with its first choice and lets the dice fall.
+class AutoConsole : public Console {
+ public:
+  void ShowMessage(std::string_view, std::string_view, MessageKind) override {}
+  bool AskYesNo(std::string_view, std::string_view) override { return true; }
+  std::optional<std::string> ChooseFile(const FileDialogRequest&) override { return std::nullopt; }
+  int ChooseOption(const ChoicePanel&) override { return 0; }
+  void RollTable(const RollPanel&, const std::function<RollResult()>& roll,
+                 const std::function<void()>& settle) override {
+    roll();
+    settle();
+  }
+  int EnterDiceResult(const DiceEntryPanel& panel) override { return panel.Choices.front(); }
+  int ShowCrash(const CrashPanel&) override { return 0; }
+  int ChooseButton(const ButtonPanel& panel) override { return static_cast<int>(panel.Buttons.size()) - 1; }
+};
+
 // The race state and the services every rule and engine test drives it with. The state lives on the
 // heap: it is too large for a test's stack.
 class RaceBench : public ::testing::Test {

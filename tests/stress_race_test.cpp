@@ -14,8 +14,10 @@
 
 #include "core/race_log.h"
 #include "core/track_file.h"
+#include "core/units.h"
 #include "engine/turn_engine.h"
 #include "rules/result_table_file.h"
+#include "tests/rules_fixture.h"
 
 namespace vm {
 namespace {
@@ -30,29 +32,12 @@ int StressLaps() {
   return n >= 1 && n <= kMaxLaps ? n : kMaxLaps;
 }
 
-// Answers every panel with its first choice and lets the dice fall.
-class AutoConsole : public Console {
- public:
-  void ShowMessage(std::string_view, std::string_view, MessageKind) override {}
-  bool AskYesNo(std::string_view, std::string_view) override { return true; }
-  std::optional<std::string> ChooseFile(const FileDialogRequest&) override { return std::nullopt; }
-  int ChooseOption(const ChoicePanel&) override { return 0; }
-  void RollTable(const RollPanel&, const std::function<RollResult()>& roll,
-                 const std::function<void()>& settle) override {
-    roll();
-    settle();
-  }
-  int EnterDiceResult(const DiceEntryPanel& panel) override { return panel.Choices.front(); }
-  int ShowCrash(const CrashPanel&) override { return 0; }
-  int ChooseButton(const ButtonPanel& panel) override { return static_cast<int>(panel.Buttons.size()) - 1; }
-};
-
 class StressRace {
  public:
   StressRace(const Track& track, const ResultTables& tables, int laps) : rs_(std::make_unique<RaceState>()) {
     rs_->track = track;
     rs_->Tables = tables;
-    rs_->GameMode = "Single";
+    rs_->GameMode = kModeSingle;
     rs_->RaceLaps = laps;
     rs_->CarCount = kMaxCars;
     for (int car = 1; car <= kMaxCars; ++car) {
