@@ -34,7 +34,7 @@ const char* const kDemoDesign2 = "60,60,60,180,4,0";
 constexpr int kDemoLaps = 3;
 
 // Answers every table panel with its first option, and writes each answer into the script.
-class RecordingConsole : public AutoConsole {
+class RecordingConsole : public testing_support::AutoConsole {
  public:
   explicit RecordingConsole(std::vector<std::string>& script) : script_(script) {}
   bool AskYesNo(std::string_view, std::string_view) override {

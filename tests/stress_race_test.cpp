@@ -217,7 +217,7 @@ class StressRace {
   std::unique_ptr<RaceState> rs_;
   Random rng_{20240611};
   Random choices_{7};
-  AutoConsole console_;
+  testing_support::AutoConsole console_;
   HighlightList log_{*rs_};
   int checks_ = 0;
 };
