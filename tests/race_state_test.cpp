@@ -147,6 +147,23 @@ TEST(RaceStateInvariants, EachBrokenRuleIsNamed) {
   }
 }
 
+TEST(RaceStateInvariants, CarsOffTheTrackNeedNoCell) {
+  RaceState rs = ThreeCarRace();
+  rs.track.CellOccupant[39][1] = 0;
+  rs.CarInPit[2] = true;  // in the pit lane
+  rs.track.CellOccupant[39][3] = 0;
+  rs.CarStatus[3] = kSpinningOffCell;
+  EXPECT_TRUE(CheckRaceState(rs).empty());
+  // A spun car restarts from a standstill where it stands, its cell given up.
+  rs.CarStatus[3] = kRunning;
+  rs.CarSpeed[3] = 0;
+  EXPECT_TRUE(CheckRaceState(rs).empty());
+  // A finished car leaves the order: two places are enough for three cars with one home.
+  rs.CarsFinished = 1;
+  rs.RunningOrder[3] = 0;
+  EXPECT_TRUE(CheckRaceState(rs).empty());
+}
+
 TEST(RaceStateDisplay, DieRollModifierText) {
   const std::pair<int, const char*> cases[] = {{2, "+2"}, {1, "+1"}, {0, " 0"}, {-1, "-1"},
                                                {-2, "-2"}, {3, ""},   {-3, ""}};

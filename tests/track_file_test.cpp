@@ -211,8 +211,7 @@ TEST(TrackFileLoad, EarlyEndsKeepTheClearedValuesAndDefaults) {
       {"after the podium", MiniText(0, "", 8), 1, 0, 0, 1, true},
       {"after the pit spaces", MiniText(0, "", 9), 1, 1, 2, 1, true},
       {"after the reserved numbers", upTo11, 1, 1, 2, 1, true},
-      {"no final line end", upTo11 + "3", 1, 1, 2, 3, true},
-      {"trailing blank lines", upTo11 + "5\r\n\r\n  \r\n", 1, 1, 2, 5, true},
+      {"with the wear factor", upTo11 + "3", 1, 1, 2, 3, true},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
