@@ -197,14 +197,5 @@ TEST(ResultTableFile, HostileFilesAreRejectedWithCodeLineAndFieldAndChangeNothin
   }
 }
 
-TEST(ResultTableFile, UnwritableFolderIsReported) {
-  const testing_support::TempDir dir;
-  ResultTables t = Odd();
-  const std::optional<FileError> unwritable = SaveResultTables(t, dir.File("no/such/folder/t.rst"));
-  ASSERT_TRUE(unwritable);
-  EXPECT_EQ(unwritable->Code, FileErrorCode::WriteFailed);
-  EXPECT_TRUE(dir.Listing().empty());
-}
-
 }  // namespace
 }  // namespace vm
