@@ -3,8 +3,6 @@
 #include "tests/temp_dir.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <iterator>
 #include <memory>
 #include <random>
 #include <string>
@@ -124,10 +122,7 @@ TEST(TrackFileLoad, FullFixtureHeaderAndOptionalFields) {
   EXPECT_EQ(Header(*t),
             Header({0.25, "Brookfield Park", "Brookfield", "Ontario", "BROOKF", 120, 40, 60, 180, 3, 3, 9}));
   EXPECT_EQ(RestOf(*t), (Rest{10, 10, 12.5, 340, 8, 2, 1, 3, 1, "BrookStock", 2}));
-  EXPECT_EQ(TrackDefaultCarPath(*t), kFixtures + "/BrookStock.crs");
-  EXPECT_EQ(TrackPictureFile(*t), kFixtures + "/Brookfield.gif");
-  EXPECT_EQ(t->TrackFile, kBrookfield);
-  EXPECT_EQ(TrackCaption(*t), "Brookfield Park  (Brookfield, Ontario, 0.25 miles)");
+  EXPECT_EQ(t->TrackFile, kBrookfield);  // the picture, default car and titles follow from it and the header
 }
 
 TEST(TrackFileLoad, FullFixtureCellsApexesAndCurves) {
@@ -162,24 +157,17 @@ TEST(TrackFileLoad, FullFixtureCellsApexesAndCurves) {
   EXPECT_EQ(std::tuple(CurveDigits(*t), CurveCount(*t)), std::tuple("0001110002", 2));
 }
 
-TEST(TrackFileLoad, FixturesEndingEarlyTakeTheDefaults) {
+// What the early ends leave at their defaults is settled on the one-lane file below; the header is
+// the preview's.
+TEST(TrackFileLoad, FixturesEndingEarlyReadTheirCellsAndCurves) {
   auto h = Loaded(kHarlow);  // LF line ends, one header field a line, ends after the cells
-  EXPECT_EQ(Header(*h), Header(kHarlowHeader));
-  EXPECT_EQ(RestOf(*h), (Rest{8, 8, 0, 0, 0, 0, 1, 2, 1, "", 1}));
-  EXPECT_EQ(std::tuple(h->CellX[8][2], h->CellSkip[8][2], h->CellSpeedLimit[8][2], h->CellLaneRank[1][2]),
-            std::tuple(40, true, 130, 1));
-  EXPECT_EQ(RacingLineLane(*h, 3), 2);
+  EXPECT_EQ(std::tuple(h->TrackLength, h->CellX[8][2], h->CellSkip[8][2], h->CellSpeedLimit[8][2], h->CellLaneRank[1][2]),
+            std::tuple(8, 40, true, 130, 1));
   ExpectUnreadCell(*h, 1, 3);
-  EXPECT_EQ(h->ApexCount, 0);
-  EXPECT_EQ(TrackDefaultCarPath(*h), "");
-  EXPECT_EQ(TrackPictureFile(*h), kFixtures + "/Harlow.gif");  // upper-case .TRK too
   // The curve over the line is two curves; the 300 cells at space 4 are no curve.
   EXPECT_EQ(CurveDigits(*h), "10000002");
 
   auto q = Loaded(kQuarry);  // ends after the podium
-  EXPECT_EQ(std::tuple(q->TrackTag, q->TrackLanes, q->ApexCount), std::tuple("QUARRY", 1, 1));
-  ExpectApex(*q, 30, {{1, 2}, {1, 3}, {1, 5}});
-  EXPECT_EQ(RestOf(*q), (Rest{6, 6, 7, -20, 0, 0, 1, 2, 1, "", 1}));
   // Space 4's only curve cell is a skip cell and space 5 is exactly 300: one curve, 2..3.
   EXPECT_EQ(std::tuple(CurveDigits(*q), CurveCount(*q)), std::tuple("011000", 1));
 }
@@ -188,19 +176,12 @@ TEST(TrackFilePreview, ReadsOnlyTheHeader) {
   TrackHeader h;
   ASSERT_FALSE(TrackPreview(kHarlow, h).has_value());
   EXPECT_EQ(Header(h), Header(kHarlowHeader));
-  EXPECT_EQ(TrackChooserLines(h), (std::vector<std::string>{"Harlow Bend (HRL   )", "Harlow", "Essex",
-                                                            "Distance: 0.2 miles", "Racing Line: 8 spaces"}));
 
   // A bad cell further on is none of the chooser's business.
   const testing_support::TempDir dir;
   TrackHeader m;
   ASSERT_FALSE(TrackPreview(dir.Add("preview.trk", MiniText(5, "rubbish,here")), m).has_value());
   EXPECT_EQ(std::tuple(m.TrackName, m.TrackTag), std::tuple("Mini", "MINI  "));
-
-  std::optional<FileError> err = TrackPreview(kFixtures + "/NoSuchTrack.trk", h);
-  ASSERT_TRUE(err.has_value());
-  EXPECT_EQ(err->Code, FileErrorCode::NotFound);
-  EXPECT_EQ(Header(h), Header(kHarlowHeader));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -222,8 +203,7 @@ TEST(TrackFileLoad, EarlyEndsKeepTheClearedValuesAndDefaults) {
       {"after the podium", MiniText(0, "", 8), 1, 0, 0, 1, true},
       {"after the pit spaces", MiniText(0, "", 9), 1, 1, 2, 1, true},
       {"after the reserved numbers", upTo11, 1, 1, 2, 1, true},
-      {"no final line end", upTo11 + "3", 1, 1, 2, 3, true},
-      {"trailing blank lines", upTo11 + "5\r\n\r\n  \r\n", 1, 1, 2, 5, true},
+      {"with the wear factor", upTo11 + "3", 1, 1, 2, 3, true},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -304,7 +284,6 @@ TEST(TrackFileLoad, BadFilesNameTheFieldAndKeepTheTrack) {
   const std::vector<Case> cases = {
       {"601 spaces", 3, "1,2,601", C::OutOfRange, "TrackSpaces"},
       {"no spaces", 3, "1,2,0", C::OutOfRange, "TrackSpaces"},
-      {"negative spaces", 3, "1,2,-4", C::OutOfRange, "TrackSpaces"},
       {"six lanes", 3, "6,2,2", C::OutOfRange, "TrackLanes"},
       {"no lanes", 3, "0,2,2", C::OutOfRange, "TrackLanes"},
       {"negative racing line", 3, "1,-1,2", C::OutOfRange, "RacingLineSpaces"},
@@ -363,31 +342,18 @@ TEST(TrackFileLoad, BoundaryCountsAreAccepted) {
             std::tuple(600, 600, 1, 30, 1, 15, 600, 1));
 }
 
-TEST(TrackFileLoad, MissingFileIsNotFoundAndKeepsTheTrack) {
-  const auto good = Loaded(kBrookfield);
-  auto t = NewTrack(*good);
-  const std::string name = kFixtures + "/NoSuchTrack.trk";
-  std::optional<FileError> err = LoadTrack(*t, name);
-  ASSERT_TRUE(err.has_value());
-  EXPECT_EQ(std::tuple(err->Code, err->File), std::tuple(FileErrorCode::NotFound, name));
-  EXPECT_TRUE(SameTrack(*t, *good));
-}
-
 TEST(TrackFileLoad, GarbageNeverCrashesAndKeepsTheTrack) {
+  // Binary files, empty ones and unclosed quotes go to every loader alike; nan and inf are no
+  // numbers to the reader.
   std::vector<std::string> garbage = {
-      std::string("\0\0\0\x01\xff\xfe", 6),
-      "\x89PNG\r\n\x1a\n\0\0\0\rIHDR",
       "1E+999999",
       "123456789012345678901234567890123456789",
       std::string(100000, '9'),
       std::string(100000, ','),
       std::string(5000, '"'),
-      "\"" + std::string(1000, 'x'),
       "#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#,#TRUE#",
       "1,\"a\",\"b\",\"c\",\"d\",1,1,1,1,1,5,1,-32769",
       "1,\"a\",\"b\",\"c\",\"d\",1,1,1,1,1,5,1,1e308",
-      "nan,\"a\"",
-      "inf,\"a\"",
   };
   const auto good = Loaded(kBrookfield);
   for (size_t i = 0; i < garbage.size(); ++i) {
@@ -490,11 +456,14 @@ Track RoundTripTrack(const std::string& fileName) {
       .Build(fileName);
 }
 
-TEST(TrackFileWrite, TextRoundTripsExactly) {
-  const auto built = NewTrack(RoundTripTrack("Tracks/RoundTrip.trk"));
-  const std::string text = TrackFileText(*built);
+TEST(TrackFileWrite, SavedFileLoadsBackAndWritesTheSameBytes) {
+  const testing_support::TempDir dir;
+  const std::string file = dir.File("Lakeside.trk");
+  const auto built = NewTrack(RoundTripTrack(file));
+  ASSERT_FALSE(SaveTrack(*built, file).has_value());
+  const std::string text = ReadWholeFile(file).value();
   auto t = NewTrack();
-  ASSERT_FALSE(LoadTrackText(*t, text, "Tracks/RoundTrip.trk").has_value());
+  ASSERT_FALSE(LoadTrack(*t, file).has_value());
   EXPECT_TRUE(SameTrack(*t, *built));
   EXPECT_EQ(TrackFileText(*t), text);
 
@@ -513,22 +482,8 @@ TEST(TrackFileWrite, TextRoundTripsExactly) {
   // The dry limit is written, not the weather's.
   t->CellSpeedLimit[5][1] = 60;
   EXPECT_EQ(TrackFileText(*t), text);
-}
 
-TEST(TrackFileWrite, SaveThenLoadFromDisk) {
-  const testing_support::TempDir temp;
-  const std::filesystem::path& dir = temp.Path();
-  const std::string file = (dir / "Lakeside.trk").string();
-  const auto built = NewTrack(RoundTripTrack(file));
-  ASSERT_FALSE(SaveTrack(*built, file).has_value());
-  auto t = NewTrack();
-  std::optional<FileError> err = LoadTrack(*t, file);
-  ASSERT_FALSE(err.has_value()) << err->Describe();
-  EXPECT_TRUE(SameTrack(*t, *built));
-  // Nothing but the track file is left behind.
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir), std::filesystem::directory_iterator()), 1);
-
-  std::optional<FileError> bad = SaveTrack(*built, (dir / "no_such_folder" / "X.trk").string());
+  std::optional<FileError> bad = SaveTrack(*built, dir.File("no_such_folder/X.trk"));
   ASSERT_TRUE(bad.has_value());
   EXPECT_EQ(bad->Code, FileErrorCode::WriteFailed);
 }
