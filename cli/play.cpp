@@ -81,6 +81,22 @@ class ScriptFeed {
                    "line " + std::to_string(line.Number) + ": \"" + line.Text + "\" does not fit: " + expected};
 }
 
+// The script word that answers a number panel.
+std::string NumberWord(std::string_view panel) { return panel == "frmWeatherSetup" ? "weather-cycles" : "number"; }
+
+// The script word that presses a list panel's button.
+std::string ListWord(std::string_view caption) {
+  static const std::pair<std::string_view, std::string_view> kWords[] = {
+      {"Move Up", "grid-up"},        {"Move Down", "grid-down"},          {"OK", "grid-done"},
+      {"Requalify", "requalify"},    {"Begin Qualifying Lap", "begin-lap"}, {"Start Race", "start-race"},
+      {"Cancel Race", "cancel-race"}};
+  for (const auto& [c, w] : kWords)
+    if (c == caption) return std::string(w);
+  std::string word(caption);
+  std::replace(word.begin(), word.end(), ' ', '-');
+  return word;
+}
+
 // The console of a scripted race: modal panels take their answers from the script.
 class PlayConsole : public Console {
  public:
@@ -127,6 +143,49 @@ class PlayConsole : public Console {
   int ShowCrash(const CrashPanel& panel) override {
     out_ << panel.Text << "\n";
     return 0;  // Continue: ending the race is a race control of its own
+  }
+
+  PitStopChoice ChoosePitStop(const ChoicePanel& panel, const PitStopChoice& preset) override {
+    const std::string what = "the pit entry panel (pit-stop [wear] [repair] [splash] [rain|dry])";
+    const ScriptLine& line = Need(what);
+    if (line.Words[0] != "pit-stop") Misfit(line, "expected " + what);
+    PitStopChoice choice{0, false, false, false, preset.RainTires};
+    for (size_t i = 1; i < line.Words.size(); ++i) {
+      const std::string& w = line.Words[i];
+      if (w == "wear") choice.Wear = true;
+      else if (w == "repair") choice.Repair = true;
+      else if (w == "splash") choice.SplashGo = true;
+      else if (w == "rain" || w == "dry") choice.RainTires = w == "rain";
+      else Misfit(line, "expected " + what);
+    }
+    if (!panel.Options.empty()) choice.Option = ChooseOption(panel);
+    return choice;
+  }
+
+  int ChooseNumber(const NumberPanel& panel) override {
+    const std::string word = NumberWord(panel.Name);
+    const std::string what =
+        word + " N for " + panel.Name + ", " + std::to_string(panel.Min) + ".." + std::to_string(panel.Max);
+    const ScriptLine& line = Need(what);
+    std::optional<int> n = line.NumberAfter(word);
+    if (!n || *n < panel.Min || *n > panel.Max) Misfit(line, "expected " + what);
+    return *n;
+  }
+
+  ListAnswer ShowList(const ListPanel& panel) override {
+    std::string what = panel.Name + " (";
+    for (size_t b = 0; b < panel.Buttons.size(); ++b) what += (b ? " | " : "") + ListWord(panel.Buttons[b]);
+    if (panel.SelectionReturns) what += " | grid-select K";
+    what += ")";
+    const ScriptLine& line = Need(what);
+    if (panel.SelectionReturns) {
+      std::optional<int> row = line.NumberAfter("grid-select");
+      if (row && *row >= 1 && *row <= static_cast<int>(panel.Rows.size())) return {-1, *row - 1};
+    }
+    if (line.Words.size() == 1)
+      for (size_t b = 0; b < panel.Buttons.size(); ++b)
+        if (line.Words[0] == ListWord(panel.Buttons[b])) return {static_cast<int>(b), -1};
+    Misfit(line, "expected " + what);
   }
 
   int ChooseButton(const ButtonPanel& panel) override {

@@ -26,6 +26,14 @@ Json ToJson(const CarRatings& r) {
   return j;
 }
 
+Json ToJson(const PitQueueEntry& e) {
+  Json j;
+#define VM_ADD(field) j[#field] = ToJson(e.field);
+  VM_PIT_QUEUE_FIELDS(VM_ADD)
+#undef VM_ADD
+  return j;
+}
+
 template <class T, size_t N>
 Json ToJson(const std::array<T, N>& a) {
   Json j = Json::array();

@@ -57,6 +57,7 @@ void ResetRaceState(RaceState& rs) {
     rs.LapWearsUsed[lap].fill(0);
   }
   for (auto& row : rs.track.CellOccupant) row.fill(0);
+  rs.PitQueue.clear();
 }
 
 void ClearCarRaceCounters(RaceState& rs, int car) {

@@ -43,6 +43,14 @@ struct CarRatings {
   int TopSpeed = 0;
 };
 
+// One car in the pit lane, which is a queue and not a place on the track.
+struct PitQueueEntry {
+  int Car = 0;
+  int ReleaseTurns = 0;   // race turns left, shown as "Turns Remaining"
+  int TaskCode = 0;       // dry tires 0..4, rain tires 5..9; see rules/pit_stops.h
+  int SpacesCarried = 0;  // spaces of the move left at the entrance
+};
+
 struct RaceState {
   // --- Design of each car as entered for the race.
   PerCar<std::string> DriverName{};
@@ -92,6 +100,8 @@ struct RaceState {
   PerCar<bool> CarBrakesDamaged{};
   PerCar<bool> CarInPit{};
   PerCar<bool> CarWetTires{};
+  PerCar<int> CarStintLaps{};      // laps the current allotment of wears is planned to last
+  PerCar<int> CarStintLapsLeft{};  // laps left of it, never below 1 once counting
 
   // --- Curve bookkeeping, reset when the car leaves a curve.
   PerCar<int> CarApexNumber{};
@@ -172,7 +182,6 @@ struct RaceState {
   int NextCellLimit = 0;          // limit of the next cell on the car's line
   bool NextIsExit = false;        // that cell is an open straight cell (999)
   bool ExitAccelAllowed = false;  // the car may speed up from where it stands
-  bool SingleLapQualifying = false;
 
   // --- Steering of the current car.
   int TargetSpace = 0;  // where the car stood before this step
@@ -209,6 +218,24 @@ struct RaceState {
   // --- Turn engine.
   bool CurrentCarIsAI = false;
   int MoveStartSpace = 0;
+
+  // --- Pit lane: the queue, front first (its size is the count of cars in it).
+  std::vector<PitQueueEntry> PitQueue;
+
+  // --- Weather of the race in progress.
+  bool WeatherRollPending = false;  // a roll falls due when the leader passes WeatherRollSpace
+
+  // --- Qualifying.
+  bool QualifyingLapRunning = false;   // one car is on its single qualifying lap
+  bool QualifyingListPending = false;  // the single-lap list is to be shown again
+  bool QualifyingDone = false;         // single-lap qualifying is over, the race is being set up
+  PerCar<int> QualifyOrder{};          // order of driving
+  int QualifyIndex = 1;                // place in QualifyOrder of the car that drives next
+  int QualifyCarCount = 0;             // CarCount of the race while a lap runs with one car
+  PerCar<double> QualifySpeed{};       // MPH of the lap, 0 until driven
+  PerCar<double> QualifyTime{};        // seconds; 9000 + car (or more) means no time
+  PerCar<int> QualifyWearsUsed{};
+  bool RaceStartRefused = false;  // the start was called off (a qualifying cancelled)
 
   // --- Settings of a race, from the settings file, a race configuration or the race setup.
   int SavedRaceLaps = 0;
@@ -277,6 +304,7 @@ struct RaceState {
 
 // Field by field over every member, as listed in core/race_state_fields.h.
 bool operator==(const CarRatings& a, const CarRatings& b);
+bool operator==(const PitQueueEntry& a, const PitQueueEntry& b);
 bool operator==(const RaceState& a, const RaceState& b);
 
 // FNV-1a (64 bits) over every field of the state, in a fixed byte order: equal states hash

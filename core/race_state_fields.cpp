@@ -49,6 +49,11 @@ void Hash(Fnv1a& h, const CarRatings& r) {
   VM_CAR_RATINGS_FIELDS(VM_HASH)
 #undef VM_HASH
 }
+void Hash(Fnv1a& h, const PitQueueEntry& e) {
+#define VM_HASH(field) Hash(h, e.field);
+  VM_PIT_QUEUE_FIELDS(VM_HASH)
+#undef VM_HASH
+}
 template <class T, size_t N>
 void Hash(Fnv1a& h, const std::array<T, N>& a) {
   for (const T& e : a) Hash(h, e);
@@ -80,6 +85,12 @@ void Hash(Fnv1a& h, const Track& t) {
 bool operator==(const CarRatings& a, const CarRatings& b) {
 #define VM_EQUAL(field) &&a.field == b.field
   return true VM_CAR_RATINGS_FIELDS(VM_EQUAL);
+#undef VM_EQUAL
+}
+
+bool operator==(const PitQueueEntry& a, const PitQueueEntry& b) {
+#define VM_EQUAL(field) &&a.field == b.field
+  return true VM_PIT_QUEUE_FIELDS(VM_EQUAL);
 #undef VM_EQUAL
 }
 

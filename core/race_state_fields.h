@@ -8,6 +8,9 @@
 #define VM_CAR_RATINGS_FIELDS(X) \
   X(DRM) X(StartSpeed) X(Acceleration) X(Deceleration) X(WearPerLap) X(TopSpeed)
 
+// PitQueueEntry.
+#define VM_PIT_QUEUE_FIELDS(X) X(Car) X(ReleaseTurns) X(TaskCode) X(SpacesCarried)
+
 // RaceState.
 #define VM_RACE_STATE_FIELDS(X)                                                                               \
   /* Design of each car. */                                                                                   \
@@ -21,6 +24,7 @@
   /* Position and motion. */                                                                                  \
   X(CarSpace) X(CarLane) X(CarSpeed) X(CarNewSpeed) X(CarDraftTarget) X(CarSlipSpeed) X(CarLap) X(CarWears)   \
   X(CarStatus) X(CarOutOfRace) X(CarEngineDamaged) X(CarBrakesDamaged) X(CarInPit) X(CarWetTires)             \
+  X(CarStintLaps) X(CarStintLapsLeft)                                                                         \
   /* Curve bookkeeping. */                                                                                    \
   X(CarApexNumber) X(CarOnApexCells) X(CarApexLimit) X(CarApexSpeed) X(CarCurveEntryLimit)                    \
   X(CarCurveRankPaid) X(CarCurveExcessPaid) X(CarCurveOwes)                                                   \
@@ -39,7 +43,7 @@
   X(OptCurveEntryBySlipstream) X(OptAccelFromCurveExit) X(OptBlueFlag) X(OptSlipstreamInCurves)               \
   X(OptNoLaneChangeInCurves)                                                                                  \
   /* Speed choice and steering of the current car. */                                                         \
-  X(NextCellLimit) X(NextIsExit) X(ExitAccelAllowed) X(SingleLapQualifying) X(TargetSpace) X(TargetLane)      \
+  X(NextCellLimit) X(NextIsExit) X(ExitAccelAllowed) X(TargetSpace) X(TargetLane)                            \
   X(LeftLane) X(RightLane) X(ApexSideNow) X(ApexSideNext) X(CurveStepBlocked) X(InwardStep) X(ApexDirection)  \
   X(SameLimitStep) X(CurveCheckDone) X(MoveEnded) X(ReplayRunning)                                            \
   /* Slipstream and blue flag of the current car. */                                                          \
@@ -47,6 +51,10 @@
   X(BlueFlagSide) X(BlueFlagSpacesLost)                                                                       \
   /* Race log and turn engine. */                                                                             \
   X(Highlights) X(HighlightText) X(FastestLapText) X(CurrentCarIsAI) X(MoveStartSpace)                        \
+  /* Pit lane, weather and qualifying. */                                                                     \
+  X(PitQueue) X(WeatherRollPending) X(QualifyingLapRunning) X(QualifyingListPending) X(QualifyingDone)        \
+  X(QualifyOrder) X(QualifyIndex) X(QualifyCarCount) X(QualifySpeed) X(QualifyTime) X(QualifyWearsUsed)       \
+  X(RaceStartRefused)                                                                                         \
   /* Settings of a race. */                                                                                   \
   X(SavedRaceLaps) X(QualifyingMethod) X(AllowRequalifying) X(PointStructure) X(PointsPole) X(PointsLeadLap)  \
   X(PointsFastLap) X(PointsLeadMost) X(UndoDisabled) X(AILoadOptimumSetup) X(AIRandomizeOptimumSetup)         \

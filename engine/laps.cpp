@@ -102,7 +102,7 @@ void CrossLine(RuleContext& ctx, const LineSeams& seams) {
     const int lap = rs.CarLap[car];
     rs.CarLapClock[car] -= fraction;
     rs.LapSpeedMph[lap][car] = LapMph(rs, rs.CarLapClock[car]);
-    if (rs.SingleLapQualifying && lap == 1 && rs.CarLapClock[car] > 0) {
+    if (rs.QualifyingLapRunning && lap == 1 && rs.CarLapClock[car] > 0) {
       // A grain of chance parts cars that ran the same number of turns.
       rs.CarLapClock[car] += ctx.rng.Rnd() * (1.0 / rs.CarLapClock[car]);
       rs.LapSpeedMph[lap][car] = LapMph(rs, rs.CarLapClock[car]);

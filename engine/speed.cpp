@@ -96,8 +96,8 @@ void ApplyCurveRules(const RaceState& rs, int car, std::array<SpeedButton, kSpee
 // single qualifying lap accelerates from the grid as the buttons offer (the narrower rule).
 bool StartRuleApplies(const RaceState& rs, int car) {
   const bool standstill = rs.CarSpeed[car] == 0;
-  if (rs.RaceStandingStart && !rs.SingleLapQualifying) return true;
-  if (rs.CarLap[car] < 1 && standstill && !rs.SingleLapQualifying) return true;
+  if (rs.RaceStandingStart && !rs.QualifyingLapRunning) return true;
+  if (rs.CarLap[car] < 1 && standstill && !rs.QualifyingLapRunning) return true;
   // A restart is a move off from standstill; a car already rolling has moved and accelerates.
   return rs.RestartAfterPit && !rs.StartRuleOff && standstill;
 }

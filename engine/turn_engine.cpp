@@ -526,7 +526,7 @@ void RaceEngine::NewSpeed(int i, bool draft) {
   if (rs_.SteeringPhase || i < 0 || i >= kSpeedButtons) return;
   if (waiting_ != Waiting::Speed && waiting_ != Waiting::PitContinue) return;
   // Step 2.
-  const bool settled = rs_.SpeedChecked || (rs_.CurrentCar > rs_.CarCount && !rs_.SingleLapQualifying);
+  const bool settled = rs_.SpeedChecked || (rs_.CurrentCar > rs_.CarCount && !rs_.QualifyingLapRunning);
   if (!settled) {
     // Steps 3 and 4.
     ChooseSpeed(ctx_, i);
@@ -602,7 +602,7 @@ void RaceEngine::PauseRace() {
 }
 
 bool RaceEngine::EndRaceRC() {
-  if (rs_.GameMode == kModeSeason && !rs_.SingleLapQualifying) {
+  if (rs_.GameMode == kModeSeason && !rs_.QualifyingLapRunning) {
     if (!ctx_.console.AskYesNo("Are you sure you want to PAUSE this race ?", "Pause Season Race")) return false;
     // Writing the season's race state comes with the season work; the race screen is left.
     rs_.RaceRunning = false;

@@ -225,6 +225,7 @@ TEST(RaceStateFields, ListsNameEveryMember) {
   const Case cases[] = {
       {"core/race_state.h", "RaceState", {VM_RACE_STATE_FIELDS(VM_NAME)}},
       {"core/race_state.h", "CarRatings", {VM_CAR_RATINGS_FIELDS(VM_NAME)}},
+      {"core/race_state.h", "PitQueueEntry", {VM_PIT_QUEUE_FIELDS(VM_NAME)}},
       {"core/track.h", "TrackHeader", {VM_TRACK_HEADER_FIELDS(VM_NAME)}},
       {"core/track.h", "Track", {VM_TRACK_SCALAR_FIELDS(VM_NAME) VM_TRACK_GRID_FIELDS(VM_NAME)}},
   };
@@ -232,7 +233,7 @@ TEST(RaceStateFields, ListsNameEveryMember) {
     const std::set<std::string> members = MembersOf(c.header, c.name);
     const std::set<std::string> listed(c.listed.begin(), c.listed.end());
     EXPECT_EQ(listed.size(), c.listed.size()) << c.name << ": a field is listed twice";
-    EXPECT_GT(members.size(), 5u) << c.name;
+    EXPECT_GE(members.size(), 4u) << c.name;  // the parse found the body
     for (const std::string& m : members) EXPECT_TRUE(listed.contains(m)) << c.name << "::" << m << " is not listed";
     for (const std::string& l : listed) EXPECT_TRUE(members.contains(l)) << c.name << "::" << l << " is no member";
   }

@@ -102,6 +102,9 @@ class AutoConsole : public Console {
   int EnterDiceResult(const DiceEntryPanel& panel) override { return panel.Choices.front(); }
   int ShowCrash(const CrashPanel&) override { return 0; }
   int ChooseButton(const ButtonPanel& panel) override { return static_cast<int>(panel.Buttons.size()) - 1; }
+  PitStopChoice ChoosePitStop(const ChoicePanel&, const PitStopChoice& preset) override { return preset; }
+  int ChooseNumber(const NumberPanel& panel) override { return panel.Value; }
+  ListAnswer ShowList(const ListPanel& panel) override { return {static_cast<int>(panel.Buttons.size()) - 1, -1}; }
 };
 
 // The race state and the services every rule and engine test drives it with. The state lives on the

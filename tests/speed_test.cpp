@@ -68,7 +68,7 @@ TEST_P(SpeedRange, ColoursEachButtonByTheFirstRowThatHolds) {
   Design(c.Accel, c.Decel, c.Top, c.Start);
   Moving(c.Lap, c.Speed);
   rs.RaceStandingStart = c.StandingStart;
-  rs.SingleLapQualifying = c.SingleLap;
+  rs.QualifyingLapRunning = c.SingleLap;
 
   const SpeedFrame f = LoadSpeedFrame(ctx);
 
@@ -84,7 +84,7 @@ INSTANTIATE_TEST_SUITE_P(
         RangeCase{"GridStart", 0, 0, 40, 40, 200, 60, false, false, 60, 0, "WGGGR--------"},
         RangeCase{"StandingStartHoldsACarWithALap", 1, 0, 40, 40, 200, 60, true, false, 60, 0, "WGGGR--------"},
         RangeCase{"StoppedCarWithALapAccelerates", 1, 0, 40, 40, 200, 60, false, false, 40, 0, "WGGR---------"},
-        RangeCase{"SingleLapQualifyingAccelerates", 0, 0, 40, 40, 200, 60, true, true, 40, 0, "WGGR---------"},
+        RangeCase{"QualifyingLapRunningAccelerates", 0, 0, 40, 40, 200, 60, true, true, 40, 0, "WGGR---------"},
         // At top speed one button above stays red and open.
         RangeCase{"TopSpeed", 2, 200, 40, 40, 200, 60, false, false, 200, 160, "----RRRRGGWR-"},
         RangeCase{"From180Braking40", 2, 180, 40, 40, 300, 60, false, false, 220, 140, "---RRRRGGWGGR"},
@@ -249,7 +249,7 @@ TEST_P(SpeedLimits, RoutesEachExcessToItsTable) {
   Design(c.Accel, 40, c.Top, 60);
   Moving(c.Lap, c.Speed);
   rs.RaceStandingStart = c.StandingStart;
-  rs.SingleLapQualifying = c.SingleLap;
+  rs.QualifyingLapRunning = c.SingleLap;
   rs.RestartAfterPit = c.Restart;
   rs.StartRuleOff = c.RuleOff;
   ComputeSpeedRange(rs);
@@ -285,7 +285,7 @@ INSTANTIATE_TEST_SUITE_P(
                   {kLogStartSpeedExceeded}, true, 5},
         LimitCase{"StoppedWithALapAccelerates", 1, 0, 40, 200, 80, false, false, false, false, false, kSafeAccel,
                   {kLogAccelExceeded}, true, 5},
-        LimitCase{"SingleLapQualifyingAccelerates", 1, 0, 40, 200, 80, true, true, false, false, false, kSafeAccel,
+        LimitCase{"QualifyingLapRunningAccelerates", 1, 0, 40, 200, 80, true, true, false, false, false, kSafeAccel,
                   {kLogAccelExceeded}, true, 5},
         LimitCase{"RestartFromStandstill", 3, 0, 40, 200, 80, false, false, true, false, false, kSafeStart,
                   {kLogStartSpeedExceeded}, true, 5},
@@ -328,7 +328,7 @@ TEST_F(SpeedTest, ButtonsAndCheckAgreeOnEveryStandstill) {
     Moving(c.lap, 0);
     rs.RestartAfterPit = c.restart;
     rs.StartRuleOff = c.ruleOff;
-    rs.SingleLapQualifying = c.singleLap;
+    rs.QualifyingLapRunning = c.singleLap;
     const RaceState before = rs;
     const SpeedFrame frame = LoadSpeedFrame(ctx);
     for (int i = 1; i < kSpeedButtons; ++i) {

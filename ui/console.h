@@ -87,6 +87,47 @@ struct ButtonPanel {
   std::vector<std::string> Buttons;
 };
 
+// The pit entry panel's decisions: the option of the excess frame (when one shows) and the
+// check boxes of the stop.
+struct PitStopChoice {
+  int Option = 0;          // the excess frame's option; 0 when no frame shows
+  bool Wear = true;        // chkWear "Replenish Wear"
+  bool Repair = false;     // chkRepair "Make Repairs"
+  bool SplashGo = false;   // chkSplashGo "Splash and Go (1/2  Replenishment)"
+  bool RainTires = false;  // optTireType "RAIN tires" rather than "DRY tires"
+  bool operator==(const PitStopChoice&) const = default;
+};
+
+// A panel where a number is picked from a range, such as the weather cycles of a race.
+struct NumberPanel {
+  std::string Name;  // "frmWeatherSetup"
+  std::string Caption;
+  std::string Label;  // "Number of Weather Cycles During Race"
+  int Min = 0;
+  int Max = 0;
+  int Value = 0;  // shown first
+};
+
+// A modal list with buttons, such as a qualifying result or the manual grid. A row may be
+// selected; the panel returns on a button, or on a new selection when SelectionReturns is set.
+struct ListPanel {
+  std::string Name;  // "frmQualifyingManual"
+  std::string Caption;
+  std::vector<std::string> Columns;
+  std::vector<std::vector<std::string>> Rows;
+  std::vector<bool> RowIsAI;  // rows of computer cars, drawn in the AI colour and marked
+  int Selected = -1;          // row index, -1 for none
+  int Shaded = -1;            // row shown shaded (the car to drive next), -1 for none
+  std::vector<std::string> Buttons;
+  bool SelectionReturns = false;
+};
+
+// What closed a list panel: a button (its index), or with Button -1 the row selected.
+struct ListAnswer {
+  int Button = -1;
+  int Row = -1;
+};
+
 class Console {
  public:
   virtual ~Console() = default;
@@ -111,6 +152,13 @@ class Console {
   virtual int ShowCrash(const CrashPanel& panel) = 0;
   // A panel of buttons; returns the index of the button pressed.
   virtual int ChooseButton(const ButtonPanel& panel) = 0;
+  // The pit entry panel: `panel` holds the texts and the excess frame (no options when the car
+  // came in slowly enough); returns the decisions when "Continue" is pressed.
+  virtual PitStopChoice ChoosePitStop(const ChoicePanel& panel, const PitStopChoice& preset) = 0;
+  // A number panel; returns the number taken.
+  virtual int ChooseNumber(const NumberPanel& panel) = 0;
+  // A list panel; returns the button pressed, or the row selected.
+  virtual ListAnswer ShowList(const ListPanel& panel) = 0;
 };
 
 // The standard file message: for error 53 (file not found) the critical message

@@ -1,6 +1,7 @@
 #include "ui/scripted_console.h"
 
 #include <charconv>
+#include <sstream>
 #include <utility>
 
 namespace vm {
@@ -143,6 +144,70 @@ int ScriptedConsole::ChooseButton(const ButtonPanel& panel) {
        (button >= 0 && button < count ? panel.Buttons[static_cast<size_t>(button)] : std::string()) +
        (scripted ? "" : " (default)"));
   return button;
+}
+
+PitStopChoice ScriptedConsole::ChoosePitStop(const ChoicePanel& panel, const PitStopChoice& preset) {
+  PitStopChoice choice = preset;
+  std::optional<std::string> answer = Take(panel.Name);
+  bool fits = false;
+  if (answer) {
+    std::istringstream words(*answer);
+    std::string word;
+    fits = static_cast<bool>(words >> word) && word == "pit-stop";
+    if (fits) choice = PitStopChoice{0, false, false, false, preset.RainTires};
+    while (fits && words >> word) {
+      if (word == "wear") choice.Wear = true;
+      else if (word == "repair") choice.Repair = true;
+      else if (word == "splash") choice.SplashGo = true;
+      else if (word == "rain" || word == "dry") choice.RainTires = word == "rain";
+      else fits = false;
+    }
+    if (!fits && strict_) Unfit(panel.Name, *answer);
+    if (!fits) choice = preset;
+  }
+  const int count = static_cast<int>(panel.Options.size());
+  if (count > 0) choice.Option = TakeNumber(panel.Name, 1, count, panel.Preselected + 1) - 1;
+  Note("PIT STOP " + panel.Name + " [" + Values(panel.Values) + "] (" + Join(panel.Options) + ") ->" +
+       (choice.Wear ? " wear" : "") + (choice.Repair ? " repair" : "") + (choice.SplashGo ? " splash" : "") +
+       (choice.RainTires ? " rain" : " dry") + (count > 0 ? " option " + std::to_string(choice.Option + 1) : "") +
+       (fits ? "" : " (default)"));
+  return choice;
+}
+
+int ScriptedConsole::ChooseNumber(const NumberPanel& panel) {
+  bool scripted = false;
+  const int value = TakeNumber(panel.Name, panel.Min, panel.Max, panel.Value, &scripted);
+  Note("NUMBER " + panel.Name + " " + panel.Label + " " + std::to_string(panel.Min) + ".." +
+       std::to_string(panel.Max) + " -> " + std::to_string(value) + (scripted ? "" : " (default)"));
+  return value;
+}
+
+ListAnswer ScriptedConsole::ShowList(const ListPanel& panel) {
+  const int buttons = static_cast<int>(panel.Buttons.size());
+  const int rows = static_cast<int>(panel.Rows.size());
+  std::optional<std::string> answer = Take(panel.Name);
+  ListAnswer result{buttons - 1, -1};
+  bool fits = false;
+  if (answer) {
+    if (answer->rfind("select ", 0) == 0) {
+      const std::string number = answer->substr(7);
+      int row = 0;
+      auto [ptr, ec] = std::from_chars(number.data(), number.data() + number.size(), row);
+      fits = ec == std::errc() && ptr == number.data() + number.size() && row >= 1 && row <= rows;
+      if (fits) result = {-1, row - 1};
+    } else {
+      int button = 0;
+      auto [ptr, ec] = std::from_chars(answer->data(), answer->data() + answer->size(), button);
+      fits = ec == std::errc() && ptr == answer->data() + answer->size() && button >= 1 && button <= buttons;
+      if (fits) result = {button - 1, -1};
+    }
+    if (!fits && strict_) Unfit(panel.Name, *answer);
+  }
+  Note("LIST " + panel.Name + " (" + Join(panel.Buttons) + ") -> " +
+       (result.Button >= 0 ? panel.Buttons[static_cast<size_t>(result.Button)]
+                           : "row " + std::to_string(result.Row + 1)) +
+       (fits ? "" : " (default)"));
+  return result;
 }
 
 }  // namespace vm

@@ -43,6 +43,14 @@ class ScriptedConsole : public Console {
   int ShowCrash(const CrashPanel& panel) override;
   // Answered by number, like a choice; without an answer (lenient) the last button, which closes.
   int ChooseButton(const ButtonPanel& panel) override;
+  // Answered by "pit-stop [wear] [repair] [splash] [rain|dry]", then the frame's option number
+  // when the panel has options; without an answer (lenient) the preset and the preselected option.
+  PitStopChoice ChoosePitStop(const ChoicePanel& panel, const PitStopChoice& preset) override;
+  // Answered by the number; without an answer (lenient) the value shown.
+  int ChooseNumber(const NumberPanel& panel) override;
+  // Answered by "select K" (row counted from 1) or a button's number; without an answer
+  // (lenient) the last button.
+  ListAnswer ShowList(const ListPanel& panel) override;
 
  protected:
   // Takes the next answer for a panel; nullopt when the script is empty in lenient mode.
