@@ -6,6 +6,9 @@
 #include <cstdlib>
 #include <utility>
 
+#include "rules/pit_stops.h"
+#include "rules/weather.h"
+
 namespace vm {
 
 namespace {
@@ -90,7 +93,7 @@ bool RaceUnderWay(const RaceState& rs) {
   return false;
 }
 
-void CrossLine(RuleContext& ctx, const LineSeams& seams) {
+void CrossLine(RuleContext& ctx) {
   RaceState& rs = ctx.rs;
   const int car = rs.CurrentCar;
   if (!IsCarNumber(car) || !IsLap(rs.CarLap[car])) return;
@@ -106,8 +109,8 @@ void CrossLine(RuleContext& ctx, const LineSeams& seams) {
       // A grain of chance parts cars that ran the same number of turns.
       rs.CarLapClock[car] += ctx.rng.Rnd() * (1.0 / rs.CarLapClock[car]);
       rs.LapSpeedMph[lap][car] = LapMph(rs, rs.CarLapClock[car]);
-      if (seams.KeepQualifyingLap)
-        seams.KeepQualifyingLap(ctx, car, rs.LapSpeedMph[lap][car], rs.CarLapClock[car] * kSecondsPerTurn);
+      rs.QualifySpeed[car] = rs.LapSpeedMph[lap][car];
+      rs.QualifyTime[car] = rs.CarLapClock[car] * kSecondsPerTurn;
     }
     lapSeconds = rs.CarLapClock[car] * kSecondsPerTurn;
     rs.LapGap[lap][car] = ComputeGap(rs, car);
@@ -129,7 +132,7 @@ void CrossLine(RuleContext& ctx, const LineSeams& seams) {
   // Step 5.
   const int done = rs.CarLap[car] - 1;
   if (done >= 1 && live) {
-    if (seams.CountPitPlanLap) seams.CountPitPlanLap(ctx, car);
+    CountStintLap(rs, car);
     PerCar<int>& order = rs.LapOrder[static_cast<size_t>(done)];
     const auto freePlace = std::find(order.begin() + 1, order.end(), 0);
     if (freePlace != order.end()) *freePlace = car;
@@ -142,9 +145,8 @@ void CrossLine(RuleContext& ctx, const LineSeams& seams) {
   }
   // Step 6.
   const int lap = rs.CarLap[car];
-  if (car == RaceLeader(rs) && rs.CarsFinished == 0 && live && lap >= 2 && lap <= rs.RaceLaps &&
-      seams.LeaderBeganLap)
-    seams.LeaderBeganLap(ctx, car);
+  if (car == RaceLeader(rs) && rs.CarsFinished == 0 && live && lap >= 2 && lap <= rs.RaceLaps)
+    WeatherTiming(ctx, car);
 }
 
 double ComputeGap(const RaceState& rs, int car) {

@@ -25,22 +25,10 @@ int RaceLeaderPlace(const RaceState& rs);
 // True once any car has a lap above 0: the race is under way.
 bool RaceUnderWay(const RaceState& rs);
 
-// The work of other subsystems at the line. Each is called where the crossing needs it and is
-// skipped while empty.
-struct LineSeams {
-  // A single-lap qualifying session keeps its lap: the speed in MPH and the time in seconds.
-  std::function<void(RuleContext&, int car, double mph, double seconds)> KeepQualifyingLap;
-  // One lap off the car's pit plan counter, which stays at 1 or more.
-  std::function<void(RuleContext&, int car)> CountPitPlanLap;
-  // The leader has begun a lap within the race with nobody finished: the weather's timing decides
-  // whether a roll falls due on this lap.
-  std::function<void(RuleContext&, int car)> LeaderBeganLap;
-};
-
 // Accounts for the current car crossing the line in a step of its move: the lap's time, speed
-// and gap, the race clock on the last lap, the lap count, Practice wears, the lap's order and
-// the fastest lap.
-void CrossLine(RuleContext& ctx, const LineSeams& seams = {});
+// and gap (and a qualifying lap's result), the race clock on the last lap, the lap count, Practice
+// wears, the stint, the lap's order, the fastest lap and the weather's timing.
+void CrossLine(RuleContext& ctx);
 
 // Returns a car's gap in seconds to the winner, or to the leader while nobody has finished,
 // measured at the point of the current move where the car stands.

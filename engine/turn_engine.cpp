@@ -7,6 +7,8 @@
 #include "core/textfile.h"
 #include "core/units.h"
 #include "engine/laps.h"
+#include "rules/pit_stops.h"
+#include "rules/weather.h"
 
 namespace vm {
 
@@ -27,6 +29,7 @@ bool RaceEngine::HumanOnTrack() const { return rs_.FirstHumanCar != 0; }
 
 void RaceEngine::RaceReset() {
   ResetRaceState(rs_);
+  PlanStints(rs_);
   // A race starts with every car standing, so a restart from standstill follows the start rule.
   rs_.RestartAfterPit = true;
   rs_.NewRaceTurn = false;
@@ -81,9 +84,9 @@ void RaceEngine::PlaceGrid() {
         gridSpace = gridSpace > 1 ? gridSpace - 1 : t.TrackLength;
       }
     }
-    // The whole laps' wears and the car's fractional bonus over the same laps, rounded once.
-    rs_.CarWears[car] = rs_.CarWearPerLap[car] * rs_.RaceLaps * t.TrackWearFactor +
-                        static_cast<int>(RoundHalfEven(rs_.RaceLaps * rs_.CarWearBonus[car]));
+    // The stint's whole laps of wears and the car's fractional bonus over the same laps, rounded once.
+    rs_.CarWears[car] = rs_.CarWearPerLap[car] * rs_.CarStintLaps[car] * t.TrackWearFactor +
+                        static_cast<int>(RoundHalfEven(rs_.CarStintLaps[car] * rs_.CarWearBonus[car]));
   }
 }
 
@@ -122,7 +125,8 @@ void RaceEngine::StartRace(bool loaded) {
   rs_.FirstHumanCar = FindFirstHumanCar();
   rs_.CurrentCar = 1;
   rs_.OrderIndex = 1;
-  // Step 5. The start weather comes with the weather work.
+  // Step 5.
+  StartWeather(ctx_);
   // Step 6.
   rs_.CarCountAtStart = rs_.CarCount;
   rs_.RaceRunning = true;
@@ -260,7 +264,7 @@ RaceEngine::Stage RaceEngine::AdvanceRound() {
       while (!TakeSlot() && rs_.OrderIndex < rs_.CarCount - rs_.CarsFinished) rs_.OrderIndex += 1;
       MarkCurrentCarAI();
       rs_.SpeedPhase = false;
-      if (Seams.ApplyWeatherLimits) Seams.ApplyWeatherLimits(ctx_, rs_.CurrentCar);
+      ApplyWeatherLimits(rs_, rs_.CurrentCar);
     }
   }
   // Step 8.
@@ -300,6 +304,20 @@ RaceEngine::Stage RaceEngine::SteeringSlot() {
   }
   CalcAvgSpeed(rs_, car);
   return Stage::Advance;
+}
+
+void RaceEngine::ServePitLane() {
+  const int current = rs_.CurrentCar;
+  for (int car : ProcessPitLane(ctx_)) {
+    // The pit lane crosses the line on the shipped circuits: the release counts as the crossing,
+    // without a fraction, so a stop never costs a lap.
+    if (rs_.track.PitExitSpace < rs_.track.PitEntrySpace) {
+      rs_.CurrentCar = car;
+      rs_.SpacesLeft = 0;
+      CrossLine(ctx_);
+    }
+  }
+  rs_.CurrentCar = current;
 }
 
 void RaceEngine::Finish(Waiting why) {
@@ -354,7 +372,7 @@ bool RaceEngine::TakeSlot() {
   const int car = rs_.RunningOrder[rs_.OrderIndex];
   if (!IsCarNumber(car)) return true;
   rs_.CurrentCar = car;
-  if (Seams.ApplyWeatherLimits) Seams.ApplyWeatherLimits(ctx_, car);
+  ApplyWeatherLimits(rs_, car);
   // Step 6.
   if (!StillRunning(rs_, car)) {
     ClearCarCell(rs_, car);
@@ -382,11 +400,11 @@ void RaceEngine::EndOfPass() {
   const int leader = RaceLeader(rs_);
   if (IsCarNumber(leader) && rs_.AutoPilotUntilLap != 0 && rs_.CarLap[leader] >= rs_.AutoPilotUntilLap)
     rs_.AutoPilotUntilLap = 0;
-  // The weather roll at the leader's point comes with the weather work.
+  CheckWeatherRoll(ctx_);
   rs_.OrderIndex = 1;
   if (rs_.CarsFinished >= 1 && IsCarNumber(rs_.FinishOrder[1])) rs_.CarLapClock[rs_.FinishOrder[1]] += 1.0;
   if (rs_.SteeringPhase && !rs_.ReplayRunning) {
-    Call(Seams.ProcessPitLane);
+    ServePitLane();
     rs_.RaceStandingStart = false;
     SortAfterTurn();
     const int first = RaceLeader(rs_);

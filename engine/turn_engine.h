@@ -30,9 +30,7 @@ enum class Waiting {
 struct EngineSeams {
   std::function<void(RuleContext&)> ChooseAISpeeds;          // every AI car's CarNewSpeed
   std::function<void(RuleContext&)> PlanMove;                // the whole move of the current AI car
-  std::function<void(RuleContext&)> ProcessPitLane;          // one turn of the pit lane
   std::function<void(RuleContext&)> SaveUndoFile;            // after every race turn
-  std::function<void(RuleContext&, int car)> ApplyWeatherLimits;
   std::function<void(RuleContext&)> EndRace;                 // the end of a race, with its results
   std::function<void()> Yield;                               // let the window's events run
 };
@@ -107,6 +105,8 @@ class RaceEngine {
   void PlaceGrid();
   void PlacePractice();
   void Finish(Waiting why);
+  // One turn of the pit lane; a car released past the line counts its crossing there.
+  void ServePitLane();
   template <class F>
   void Call(const F& seam) {
     if (seam) seam(ctx_);

@@ -37,10 +37,9 @@ class LapTest : public testing_support::RaceBench {
     rs.CarLapClock[car] = lapClock;
     rs.SpacesLeft = spacesLeft;
     rs.SlipBonusOfMove = slipBonus;
-    CrossLine(ctx, seams);
+    CrossLine(ctx);
   }
 
-  LineSeams seams;
 };
 
 TEST_F(LapTest, LapTimeAndSpeedCarryTheUnspentShareIntoTheNextLap) {

@@ -60,8 +60,8 @@ class StressRace {
       for (const std::string& f : CheckRaceState(*rs_))
         if (faults.size() < 20) faults.push_back("check " + std::to_string(checks_) + ": " + f);
     };
-    // The end of every steering pass, before the finishers leave the track.
-    engine.Seams.ProcessPitLane = [&](RuleContext&) { check(); };
+    // The end of every steering pass.
+    engine.Seams.SaveUndoFile = [&](RuleContext&) { check(); };
     engine.StartRace();
     bool steering = rs_->SteeringPhase;
     for (long guard = 0; guard < 20'000'000 && engine.WaitingFor() != Waiting::RaceOver; ++guard) {
