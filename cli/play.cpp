@@ -296,9 +296,10 @@ bool ReadDesign(RaceState& rs, int car, const std::string& text) {
 
 std::string ExpectedFor(Waiting w) {
   switch (w) {
-    case Waiting::Speed: return "the car waits for its speed (speed MPH, autopilot)";
+    case Waiting::Speed: return "the car waits for its speed (speed MPH, tires wet|dry, autopilot)";
     case Waiting::PitContinue: return "the car waits in the pit lane (pit-continue)";
-    case Waiting::Steering: return "the car waits for a steering button (left, right, straight, inturn-left, inturn-right, end)";
+    case Waiting::Steering:
+      return "the car waits for a steering button (left, right, straight, inturn-left, inturn-right, end, pit)";
     case Waiting::RaceControl:
     case Waiting::Paused: return "the race waits for its controls (next-turn, finish-lap, finish-race)";
     case Waiting::RaceOver: return "the race is over";
@@ -314,6 +315,7 @@ std::optional<SteeringCommand> SteeringWord(const std::string& w) {
   if (w == "inturn-left") return SteeringCommand::cmdInTurnLeft;
   if (w == "inturn-right") return SteeringCommand::cmdInTurnRight;
   if (w == "end") return SteeringCommand::cmdEndEarly;
+  if (w == "pit") return SteeringCommand::cmdEnterPit;
   return std::nullopt;
 }
 
@@ -325,6 +327,7 @@ const SteeringButton* ButtonFor(const SteeringPanel& p, SteeringCommand c) {
     case SteeringCommand::cmdInTurnLeft: return &p.InTurnLeft;
     case SteeringCommand::cmdInTurnRight: return &p.InTurnRight;
     case SteeringCommand::cmdEndEarly: return nullptr;
+    case SteeringCommand::cmdEnterPit: return nullptr;
   }
   return nullptr;
 }
@@ -348,6 +351,8 @@ void Perform(RaceEngine& engine, const ScriptLine& line) {
     require(waiting == Waiting::Steering && line.Words.size() == 1);
     const SteeringButton* b = ButtonFor(engine.SteeringPanelShown(), *c);
     if (b && (!b->Visible || !b->Enabled)) Misfit(line, "the \"" + w + "\" button is not open for this step");
+    if (*c == SteeringCommand::cmdEnterPit && !engine.SteeringPanelShown().EnterPitVisible)
+      Misfit(line, "the pit entrance is not open here");
     engine.Steer(*c);
   } else if (w == "autopilot") {
     require(waiting == Waiting::Speed);
@@ -355,8 +360,9 @@ void Perform(RaceEngine& engine, const ScriptLine& line) {
   } else if (w == "pit-continue") {
     require(waiting == Waiting::PitContinue);
     engine.PitContinue();
-  } else if (w == "pit" || w == "tires") {
-    Misfit(line, w == "pit" ? "the pit lane is not built yet" : "the tire choice comes with the weather");
+  } else if (w == "tires") {
+    require(waiting == Waiting::Speed && line.Words.size() == 2 && (line.Words[1] == "wet" || line.Words[1] == "dry"));
+    if (!engine.ChooseTires(line.Words[1] == "wet")) Misfit(line, "the speed panel offers no tire choice now");
   } else if (w == "next-turn") {
     require(waiting == Waiting::RaceControl || waiting == Waiting::Paused);
     engine.NextTurn();

@@ -106,7 +106,8 @@ void CheckCells(const RaceState& rs, std::vector<std::string>& faults) {
         faults.push_back(where + " holds car " + std::to_string(car) + ", which stands elsewhere");
     }
   }
-  for (int car = 1; car <= rs.CarCount && car <= kMaxCars; ++car) {
+  // Every car: a qualifying lap races one car whose number may be above CarCount.
+  for (int car = 1; car <= kMaxCars; ++car) {
     if (cellsHeld[car] > 1) faults.push_back("car " + std::to_string(car) + " holds more than one cell");
     // A running car on the track owns its cell; one out, in the pit lane or spinning off owns none.
     const bool onTrack = rs.CarSpace[car] > 0 && rs.CarLane[car] > 0 && !rs.CarOutOfRace[car] &&
@@ -122,6 +123,22 @@ void CheckCells(const RaceState& rs, std::vector<std::string>& faults) {
     if ((rs.CarOutOfRace[car] || rs.CarInPit[car]) && cellsHeld[car] > 0)
       faults.push_back("car " + std::to_string(car) + " is off the track but holds a cell");
   }
+}
+
+// The pit lane holds exactly the cars marked as in it, each once.
+void CheckPitQueue(const RaceState& rs, std::vector<std::string>& faults) {
+  PerCar<int> queued{};
+  for (const PitQueueEntry& e : rs.PitQueue) {
+    if (!IsCarNumber(e.Car)) {
+      faults.push_back("the pit lane holds car " + std::to_string(e.Car) + ", which does not exist");
+      continue;
+    }
+    if (++queued[e.Car] == 2) faults.push_back("car " + std::to_string(e.Car) + " is in the pit lane twice");
+  }
+  for (int car = 1; car <= kMaxCars; ++car)
+    if (rs.CarInPit[car] != (queued[car] > 0))
+      faults.push_back("car " + std::to_string(car) + (rs.CarInPit[car] ? " is marked in the pit lane but not in it"
+                                                                         : " is in the pit lane but not marked"));
 }
 
 void CheckSpeeds(const RaceState& rs, std::vector<std::string>& faults) {
@@ -159,6 +176,7 @@ void CheckOrder(const RaceState& rs, std::vector<std::string>& faults) {
 std::vector<std::string> CheckRaceState(const RaceState& rs) {
   std::vector<std::string> faults;
   CheckCells(rs, faults);
+  CheckPitQueue(rs, faults);
   CheckSpeeds(rs, faults);
   CheckOrder(rs, faults);
   return faults;

@@ -331,8 +331,9 @@ void ClearCarCell(RaceState& rs, int car);
 void TakeDesignCopies(RaceState& rs);
 
 // Checks the race state's invariants: each car on the track owns its cell, which is no skip
-// cell, and no cell holds a car that is not there; speeds are whole multiples of 20; RunningOrder holds CarCount minus
-// CarsFinished distinct cars with no gaps. Returns one line per broken rule, empty when sound.
+// cell, and no cell holds a car that is not there; the pit lane holds the cars marked in it, each
+// once; speeds are whole multiples of 20; RunningOrder holds CarCount minus CarsFinished distinct
+// cars with no gaps. Returns one line per broken rule, empty when sound.
 std::vector<std::string> CheckRaceState(const RaceState& rs);
 
 // A car's die-roll modifier as the dashboard shows it: "+2", "+1", " 0", "-1", "-2";

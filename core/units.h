@@ -19,4 +19,9 @@ inline constexpr std::string_view kModePractice = "Practice";
 inline constexpr std::string_view kModeSingle = "Single";
 inline constexpr std::string_view kModeSeason = "Season";
 
+// The qualifying methods as the settings and the files hold them.
+inline constexpr std::string_view kQualifyStartSpeed = "Start Speed";
+inline constexpr std::string_view kQualifySingleLap = "Single Lap";
+inline constexpr std::string_view kQualifyManual = "Manually Set Starting Grid";
+
 }  // namespace vm

@@ -87,8 +87,8 @@ int RaceLeader(const RaceState& rs) {
 }
 
 bool RaceUnderWay(const RaceState& rs) {
-  const int n = std::clamp(rs.CarCount, 0, kMaxCars);
-  for (int car = 1; car <= n; ++car)
+  // Every car, not 1..CarCount: a qualifying lap races one car whose number may be higher.
+  for (int car = 1; car <= kMaxCars; ++car)
     if (rs.CarLap[car] > 0) return true;
   return false;
 }

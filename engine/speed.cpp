@@ -169,8 +169,9 @@ SpeedFrame LoadSpeedFrame(RuleContext& ctx) {
   f.DRM = FormatDRM(rs.CarDRM[car]);
   f.SpcSpd = SpcSpdText(ScanNextCurve(rs, car));
 
-  // The tire choice opens only with weather, which the race does not have yet.
-  f.ShowTires = false;
+  // Step 5. Tires are chosen before the car has run at all, and only with weather.
+  f.ShowTires = rs.WeatherEnabled && rs.CarRaceClock[car] == 0;
+  f.WetTires = rs.WeatherValue < 5;
 
   for (int i = 0; i < kSpeedButtons; ++i) f.Buttons[static_cast<size_t>(i)] = ColourByRange(rs, car, i * kMphPerSpace);
   NextCells(rs);

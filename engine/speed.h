@@ -35,8 +35,8 @@ struct SpeedFrame {
   int AccColour = kColourWhite, DecColour = kColourWhite, TopSpdColour = kColourWhite;
   int Wears = 0;  // the wear bar
   bool ShowAutoPilot = false;
-  bool ShowTires = false;  // the tire choice comes first
-  bool WetPreselected = false;
+  bool ShowTires = false;  // frameTires: the tire choice comes first, before the car's first move
+  bool WetTires = false;   // optTires: rain tires ticked, preselected while the weather is below 5
   bool DraftShown = false;  // ckDraft and lblSlipstream: a car ahead may be followed
   int DraftOffered = 0;     // that car, 0 none
 };

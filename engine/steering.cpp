@@ -621,8 +621,9 @@ SteeringPanel LoadSteeringButtons(RuleContext& ctx) {
   panel.Right = {"Right", true, false, Step::Right};
   panel.InTurnLeft = {"", false, false, Step::Left};
   panel.InTurnRight = {"", false, false, Step::Right};
-  // Step 2. There is no closed pit lane yet: a track with a pit entrance has it open.
-  panel.EnterPitVisible = t.PitEntrySpace > 0 && rs.CarSpace[car] == t.PitEntrySpace;
+  // Step 2.
+  panel.EnterPitVisible =
+      rs.PitLaneOpen && t.PitEntrySpace > 0 && rs.CarSpace[car] == t.PitEntrySpace && !rs.CarInPit[car];
   // Step 3. The enabled states are worked out for every car: a car with none is blocked.
   panel.Straight.Enabled = rs.CanGoStraight;
   panel.Left.Enabled = rs.CanGoLeft;
@@ -688,6 +689,8 @@ SteeringPanel PressSteering(RuleContext& ctx, SteeringCommand command) {
       break;
     case SteeringCommand::cmdEndEarly:
       EndMoveEarly(ctx);
+      break;
+    case SteeringCommand::cmdEnterPit:
       break;
   }
   return LoadSteeringButtons(ctx);

@@ -36,7 +36,15 @@ struct SteeringPanel {
 };
 
 // The buttons of the panel, as the handlers know them.
-enum class SteeringCommand { cmdLeft, cmdRight, cmdStraight, cmdInTurnLeft, cmdInTurnRight, cmdEndEarly };
+enum class SteeringCommand {
+  cmdLeft,
+  cmdRight,
+  cmdStraight,
+  cmdInTurnLeft,
+  cmdInTurnRight,
+  cmdEndEarly,
+  cmdEnterPit,  // taken by the turn engine, which ends the move in the pit lane
+};
 
 // Works out which of the three steps the current car may take next: CanGoLeft, CanGoStraight,
 // CanGoRight, with LeftLane, RightLane, ApexSideNow, ApexSideNext and CurveStepBlocked.

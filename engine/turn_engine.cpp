@@ -27,9 +27,9 @@ int RaceEngine::FindFirstHumanCar() const {
 
 bool RaceEngine::HumanOnTrack() const { return rs_.FirstHumanCar != 0; }
 
-void RaceEngine::RaceReset() {
+bool RaceEngine::RaceReset() {
+  // Step 1.
   ResetRaceState(rs_);
-  PlanStints(rs_);
   // A race starts with every car standing, so a restart from standstill follows the start rule.
   rs_.RestartAfterPit = true;
   rs_.NewRaceTurn = false;
@@ -37,11 +37,34 @@ void RaceEngine::RaceReset() {
   rs_.SteeringPhase = false;
   rs_.TurnWrapped = false;
   waiting_ = Waiting::Nothing;
+  // Step 2.
+  PlanStints(rs_);
+  // A race begins on the track's own limits, whatever tires the last car before it ran on.
+  RestoreDryLimits(rs_.track);
+  // Step 3.
+  if (rs_.QualifyingLapRunning) rs_.RunningOrder[1] = rs_.QualifyOrder[static_cast<size_t>(rs_.QualifyIndex)];
+  // Steps 4 and 5. The grid lanes are worked out where the grid is placed.
+  if (Seams.Qualify && !Seams.Qualify(ctx_)) return false;
+  // Step 6.
+  if (rs_.QualifyingMethod == kQualifySingleLap && !rs_.QualifyingLapRunning) SortByQualifySpeed();
+  // Step 7.
   if (rs_.GameMode == kModePractice) {
     PlacePractice();
+  } else if (rs_.QualifyingLapRunning) {
+    PlaceQualifyingCar();
   } else {
     PlaceGrid();
   }
+  return true;
+}
+
+void RaceEngine::SortByQualifySpeed() {
+  // A bubble sort of CarCount rounds, so that equal speeds (every car crashed) keep their order.
+  const int n = std::clamp(rs_.CarCount, 0, kMaxCars);
+  for (int round = 1; round <= n; ++round)
+    for (int pos = 1; pos < n; ++pos)
+      if (rs_.QualifySpeed[rs_.RunningOrder[pos + 1]] > rs_.QualifySpeed[rs_.RunningOrder[pos]])
+        std::swap(rs_.RunningOrder[pos], rs_.RunningOrder[pos + 1]);
 }
 
 namespace {
@@ -52,6 +75,13 @@ bool Usable(const Track& t, int space, int lane) {
 }
 
 bool Straight(const Track& t, int space, int lane) { return t.CellSpeedLimit[space][lane] >= kNoLimit; }
+
+// A car's wears on the grid: the stint's whole laps and the car's fractional bonus over the same
+// laps, rounded once.
+int GridWears(const RaceState& rs, int car) {
+  return rs.CarWearPerLap[car] * rs.CarStintLaps[car] * rs.track.TrackWearFactor +
+         static_cast<int>(RoundHalfEven(rs.CarStintLaps[car] * rs.CarWearBonus[car]));
+}
 
 void Enter(RaceState& rs, int car, int space, int lane) {
   rs.CarSpace[car] = space;
@@ -84,10 +114,32 @@ void RaceEngine::PlaceGrid() {
         gridSpace = gridSpace > 1 ? gridSpace - 1 : t.TrackLength;
       }
     }
-    // The stint's whole laps of wears and the car's fractional bonus over the same laps, rounded once.
-    rs_.CarWears[car] = rs_.CarWearPerLap[car] * rs_.CarStintLaps[car] * t.TrackWearFactor +
-                        static_cast<int>(RoundHalfEven(rs_.CarStintLaps[car] * rs_.CarWearBonus[car]));
+    rs_.CarWears[car] = GridWears(rs_, car);
   }
+}
+
+void RaceEngine::PlaceQualifyingCar() {
+  // The flying lap starts on the last curve before the line, at that curve's limit: walking back
+  // from the line, the first space with a real curve cell, in its fastest lane (the first of equal
+  // ones). A curve-exit cell is no curve: the lap would start faster than any curve allows.
+  Track& t = rs_.track;
+  const int car = rs_.RunningOrder[1];
+  if (!IsCarNumber(car)) return;
+  rs_.CurrentCar = car;
+  for (int space = t.TrackLength; space >= 1; --space) {
+    int best = 0;
+    for (int lane = 1; lane <= std::min(t.TrackLanes, kMaxLanes); ++lane) {
+      const int limit = t.CellSpeedLimit[space][lane];
+      if (Usable(t, space, lane) && limit >= 1 && limit < kNoLimit &&
+          (best == 0 || limit > t.CellSpeedLimit[space][best]))
+        best = lane;
+    }
+    if (best == 0) continue;
+    Enter(rs_, car, space, best);
+    rs_.CarSpeed[car] = rs_.CarNewSpeed[car] = t.CellSpeedLimit[space][best] / kMphPerSpace * kMphPerSpace;
+    break;
+  }
+  rs_.CarWears[car] = GridWears(rs_, car);
 }
 
 void RaceEngine::PlacePractice() {
@@ -115,18 +167,24 @@ void RaceEngine::PlacePractice() {
 
 void RaceEngine::StartRace(bool loaded) {
   // Step 1.
+  rs_.FirstHumanCar = FindFirstHumanCar();
+  rs_.RaceStartRefused = false;
   rs_.RestartAfterPit = false;
-  // Step 2.
-  if (!loaded) RaceReset();
+  // Step 2. A single-lap qualifying holds the start until its list has been worked through.
+  if (!loaded && !RaceReset()) {
+    waiting_ = Waiting::Nothing;
+    return;
+  }
   // A loaded race restarts under the start rule only while nobody has begun a lap.
   if (loaded) rs_.RestartAfterPit = !RaceUnderWay(rs_);
-  // Step 3. (The fastest lap of a loaded race is the laps work's.)
+  // Step 3. (The fastest lap of a loaded race is the saved race's.)
   // Step 4.
   rs_.FirstHumanCar = FindFirstHumanCar();
   rs_.CurrentCar = 1;
   rs_.OrderIndex = 1;
   // Step 5.
-  StartWeather(ctx_);
+  if (!loaded) StartWeather(ctx_);
+  if (rs_.QualifyingLapRunning) rs_.CurrentCar = rs_.RunningOrder[1];
   // Step 6.
   rs_.CarCountAtStart = rs_.CarCount;
   rs_.RaceRunning = true;
@@ -134,9 +192,13 @@ void RaceEngine::StartRace(bool loaded) {
   // Step 7.
   if (!loaded) TakeDesignCopies(rs_);
   rs_.CarIsAIAtStart = rs_.CarIsAI;
-  // Step 9. Until pit stops exist the first allotment lasts the race.
+  // Step 9. A qualifying lap's allotment is its one lap; a race's is its first stint, or the
+  // replenishment when that lasts longer. An allotment never set lasts the race.
   rs_.AutoPilotUntilLap = 0;
-  rs_.RaceWearsMultiplier = rs_.RaceLaps;
+  const int start = rs_.StartWearAllotment >= 1 ? rs_.StartWearAllotment : rs_.RaceLaps;
+  rs_.RaceWearsMultiplier = rs_.QualifyingLapRunning ? 1 : std::max(start, rs_.PitReplenishment);
+  // The real race has been set up from the qualifying times: a later start qualifies afresh.
+  if (!rs_.QualifyingLapRunning) rs_.QualifyingDone = false;
   RaceControl();
 }
 
@@ -173,7 +235,7 @@ void RaceEngine::BeginTurn() {
   rs_.OrderIndex = std::max(1, RaceLeaderPlace(rs_));
   rs_.CurrentCar = rs_.RunningOrder[rs_.OrderIndex];
   // Steps 2 and 3 only draw; the serve stage loads the leader's panel if it is human.
-  // Step 4.
+  // Step 4. A weather roll that is due stays due until it is rolled, across turns.
   rs_.ContinueTurns = true;
 }
 
@@ -295,7 +357,8 @@ RaceEngine::Stage RaceEngine::SteeringSlot() {
   ComputeSpeedRange(rs_);
   // The check settles the speed the AI chose for this turn, not the one it ran last turn.
   rs_.WorkSpeed = rs_.CarNewSpeed[car];
-  if (rs_.CarStatus[car] < kOutOfRace) {
+  // A car in the pit lane has no cell to move from: it waits for its release.
+  if (rs_.CarStatus[car] < kOutOfRace && !rs_.CarInPit[car]) {
     rs_.SpeedChecked = false;
     rs_.AccelChecked = false;
     rs_.DecelChecked = false;
@@ -400,7 +463,7 @@ void RaceEngine::EndOfPass() {
   const int leader = RaceLeader(rs_);
   if (IsCarNumber(leader) && rs_.AutoPilotUntilLap != 0 && rs_.CarLap[leader] >= rs_.AutoPilotUntilLap)
     rs_.AutoPilotUntilLap = 0;
-  CheckWeatherRoll(ctx_);
+  CheckWeatherRoll(ctx_, leader);
   rs_.OrderIndex = 1;
   if (rs_.CarsFinished >= 1 && IsCarNumber(rs_.FinishOrder[1])) rs_.CarLapClock[rs_.FinishOrder[1]] += 1.0;
   if (rs_.SteeringPhase && !rs_.ReplayRunning) {
@@ -475,7 +538,12 @@ double RaceEngine::RaceDistance(int car) const {
       }
     }
   }
-  // A car in the pit lane counts by its place in the pit list, which comes with pit stops.
+  // A car in the pit lane counts by its place in the pit list: the front of the queue leaves first.
+  if (rs_.CarInPit[car]) {
+    const auto& queue = rs_.PitQueue;
+    const auto at = std::find_if(queue.begin(), queue.end(), [car](const PitQueueEntry& e) { return e.Car == car; });
+    if (at != queue.end()) distance += 1.0 / static_cast<double>(at - queue.begin() + 1);
+  }
   return distance;
 }
 
@@ -551,6 +619,10 @@ void RaceEngine::NewSpeed(int i, bool draft) {
     // Step 5.
     rs_.CarDraftTarget[rs_.CurrentCar] = draft ? rs_.DraftOffered : 0;
   }
+  // Step 6. The tires ticked on the panel, for a car that was offered the choice.
+  if (speedFrame_.ShowTires && speedFrame_.Car == rs_.CurrentCar && rs_.CarLap[rs_.CurrentCar] < 1 &&
+      rs_.WeatherEnabled)
+    rs_.CarWetTires[rs_.CurrentCar] = speedFrame_.WetTires;
   // Step 6.
   waiting_ = Waiting::Nothing;
   RaceSequence();
@@ -558,9 +630,21 @@ void RaceEngine::NewSpeed(int i, bool draft) {
 
 void RaceEngine::PitContinue() { NewSpeed(0); }
 
+bool RaceEngine::ChooseTires(bool wet) {
+  if (waiting_ != Waiting::Speed || !speedFrame_.ShowTires) return false;
+  speedFrame_.WetTires = wet;
+  return true;
+}
+
 void RaceEngine::Steer(SteeringCommand command) {
   if (waiting_ != Waiting::Steering) return;
-  if (command == SteeringCommand::cmdEndEarly) {
+  if (command == SteeringCommand::cmdEnterPit) {
+    if (!steeringPanel_.EnterPitVisible) return;
+    EnterPit(ctx_);
+    rs_.MoveEnded = true;
+    steeringPanel_ = SteeringPanel{};
+    steeringPanel_.Car = rs_.CurrentCar;
+  } else if (command == SteeringCommand::cmdEndEarly) {
     EndMoveEarly(ctx_);
     steeringPanel_ = LoadSteeringButtons(ctx_);
   } else {
@@ -628,7 +712,11 @@ bool RaceEngine::EndRaceRC() {
     return true;
   }
   if (!ctx_.console.AskYesNo("Are you sure you want to RED FLAG this race ?", "End Race")) return false;
-  rs_.CarCount = rs_.CarCountAtStart != 0 ? rs_.CarCountAtStart : rs_.CarCount;
+  // A red flag on a qualifying lap calls off the qualifying: the field comes back whole.
+  const int whole = rs_.QualifyingLapRunning ? rs_.QualifyCarCount : rs_.CarCountAtStart;
+  if (whole != 0) rs_.CarCount = whole;
+  rs_.QualifyingLapRunning = false;
+  rs_.QualifyingListPending = false;
   EndRace();
   return true;
 }

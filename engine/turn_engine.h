@@ -28,6 +28,9 @@ enum class Waiting {
 // The work of subsystems that plug into the turn: each is called where the turn needs it and
 // does nothing until its subsystem fills it in.
 struct EngineSeams {
+  // Step 5 of the race reset: forms the grid order by the race's qualifying method. Returns false
+  // when the start must wait (single-lap qualifying has its list to show, or the start was refused).
+  std::function<bool(RuleContext&)> Qualify;
   std::function<void(RuleContext&)> ChooseAISpeeds;          // every AI car's CarNewSpeed
   std::function<void(RuleContext&)> PlanMove;                // the whole move of the current AI car
   std::function<void(RuleContext&)> SaveUndoFile;            // after every race turn
@@ -42,10 +45,13 @@ class RaceEngine {
   RuleContext& Context() { return ctx_; }
   EngineSeams Seams;
 
-  // Clears the race part of the state and places the cars: a grid in RunningOrder, or in
-  // Practice at random places around the track.
-  void RaceReset();
-  // Starts a race on the current state (after RaceReset unless a saved race was loaded).
+  // Clears the race part of the state, plans the stints, qualifies (Seams.Qualify) and places the
+  // cars: a grid in RunningOrder, in Practice at random places around the track, or the one car
+  // of a single qualifying lap on its flying start. Returns false when qualifying holds the start.
+  bool RaceReset();
+  // mnuRaceStartRace: the reset (unless a saved race was loaded), the start weather and tires,
+  // the design copies and the wear allotment, then the first race turn. Returns without a race
+  // when the reset held the start (RaceStartRefused, or a single-lap list pending).
   void StartRace(bool loaded = false);
 
   // Begins a race turn from the top.
@@ -56,6 +62,9 @@ class RaceEngine {
   // Commands of the track window.
   void NewSpeed(int i, bool draft = false);
   void PitContinue();
+  // optTires on the speed panel of a car that has not yet run: rain (wet) or dry tires. False
+  // when the panel offers no tire choice.
+  bool ChooseTires(bool wet);
   void Steer(SteeringCommand command);
   void AutoPilot();
   void NextTurn();
@@ -104,6 +113,9 @@ class RaceEngine {
   int FindFirstHumanCar() const;
   void PlaceGrid();
   void PlacePractice();
+  void PlaceQualifyingCar();
+  // Step 6 of the reset after single-lap qualifying: the fastest lap first.
+  void SortByQualifySpeed();
   void Finish(Waiting why);
   // One turn of the pit lane; a car released past the line counts its crossing there.
   void ServePitLane();

@@ -11,6 +11,7 @@
 
 #include "core/race_state.h"
 #include "core/textfile.h"
+#include "core/units.h"
 #include "game/settings_file.h"
 #include "ui/console.h"
 
@@ -31,8 +32,8 @@ inline constexpr int kDefaultMinPitDuration = 5;
 inline constexpr int kEditablePlaces = 10;
 
 // The qualifying methods cmbQualifying lists.
-inline constexpr std::array<std::string_view, 3> kQualifyingMethods = {"Start Speed", "Single Lap",
-                                                                       "Manually Set Starting Grid"};
+inline constexpr std::array<std::string_view, 3> kQualifyingMethods = {kQualifyStartSpeed, kQualifySingleLap,
+                                                                       kQualifyManual};
 
 // A button of optPointStructure: its caption and the points for places 1 to 10.
 struct PointPreset {

@@ -104,10 +104,13 @@ void ShortfallRolls(RuleContext& ctx) { ChanceRolls(ctx, ctx.rs.WearShortfall); 
 
 // The rows shared by cornering and pit entry. Rows are matched by the exact excess: values in
 // between never occur and match nothing.
-void SettleCurveExcess(RuleContext& ctx, ChoicePanel (*makePanel)(const RaceState&)) {
+// A human who has already chosen on a panel of its own (the pit entry) passes `chosen`.
+void SettleCurveExcess(RuleContext& ctx, ChoicePanel (*makePanel)(const RaceState&), int chosen = -1) {
   RaceState& rs = ctx.rs;
   const int over = rs.SpeedOverBy;
-  const int pick = PickOption(ctx, CurveExcessOptions(over), "C", makePanel);
+  const Frame options = CurveExcessOptions(over);
+  const bool answered = chosen >= 0 && chosen < static_cast<int>(options.size()) && HumanAtPanel(rs);
+  const int pick = answered ? chosen : PickOption(ctx, options, "C", makePanel);
   if (over == 20) {
     if (pick == 0) Pay(ctx, 1);
     else OneChanceRoll(ctx);
@@ -244,11 +247,11 @@ void SettleCornering(RuleContext& ctx) {
   rs.CarCurveExcessPaid[car] += rs.SpeedOverBy;
 }
 
-void SettlePitEntry(RuleContext& ctx) {
+void SettlePitEntry(RuleContext& ctx, int chosen) {
   RaceState& rs = ctx.rs;
   if (rs.CarOutOfRace[Current(ctx)]) return;
   rs.ResultContext = "Pit Entry";
-  SettleCurveExcess(ctx, PitEntryPanel);
+  SettleCurveExcess(ctx, PitEntryPanel, chosen);
 }
 
 // --- Deceleration ---------------------------------------------------------------------------------

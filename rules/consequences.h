@@ -30,9 +30,10 @@ void ApplyResult(RuleContext& ctx, int car, const ResultEffects& effects, std::s
 // the car loses two spaces and drops to the limit. Adds the excess to the curve's paid total.
 void SettleCornering(RuleContext& ctx);
 
-// Settles SpeedOverBy at the pit entrance, with the cornering rows and no blue flag branch.
-// The caller puts the car in the pit lane afterwards.
-void SettlePitEntry(RuleContext& ctx);
+// Settles SpeedOverBy at the pit entrance, with the cornering rows and no blue flag branch. A
+// human's option comes from the pit entry panel (`chosen`), which also decides the stop; without
+// one a human is asked on frmPitEntry's frame alone. The caller puts the car in the pit lane.
+void SettlePitEntry(RuleContext& ctx, int chosen = -1);
 
 // Settles DecelOverBy, braking beyond the car's deceleration; clears it at the end.
 void SettleDeceleration(RuleContext& ctx);

@@ -93,12 +93,15 @@ ChoicePanel CorneringPanel(const RaceState& rs) {
 
 ChoicePanel PitEntryPanel(const RaceState& rs) {
   const int car = Car(rs);
-  return Choice("frmPitEntry", "Pit Entry",
+  ChoicePanel p = Choice("frmPitEntry", "Pit Entry",
                 {{"Excess Speed = ", std::to_string(rs.SpeedOverBy)},
                  {"Entry Speed = ", std::to_string(rs.CarDeceleration[car] + 60)},
                  {", Current Speed = ", std::to_string(rs.CarNewSpeed[car])},
                  {"Wears Remaining", WearsLine(rs, car)}},
                 CurveExcessOptions(rs.SpeedOverBy));
+  p.Controls = {"Replenish Wear", "Make Repairs", "Splash and Go (1/2  Replenishment)", "RAIN tires", "DRY tires",
+                "Check Weather"};
+  return p;
 }
 
 ChoicePanel DecelerationPanel(const RaceState& rs) {

@@ -237,7 +237,7 @@ TEST(CliPlay, ALineThatDoesNotFitNamesItsNumberAndWhatWasExpected) {
     const char* Script;
     std::string Said;
   } cases[] = {
-      {"straight\n", "line 1: \"straight\" does not fit: the car waits for its speed (speed MPH, autopilot)"},
+      {"straight\n", "line 1: \"straight\" does not fit: the car waits for its speed (speed MPH, tires wet|dry, autopilot)"},
       {"speed 60\n# x\nspeed 70\n", "line 3: \"speed 70\" does not fit: a speed is 0 to 240 in steps of 20"},
       {"speed 100\n", "line 1: \"speed 100\" does not fit: the 100 MPH button is not enabled"},
       {"speed 60\nspeed 60\nright\n", "line 3: \"right\" does not fit: the \"right\" button is not open for this step"},

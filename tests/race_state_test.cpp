@@ -151,6 +151,7 @@ TEST(RaceStateInvariants, CarsOffTheTrackNeedNoCell) {
   RaceState rs = ThreeCarRace();
   rs.track.CellOccupant[39][1] = 0;
   rs.CarInPit[2] = true;  // in the pit lane
+  rs.PitQueue.push_back({2, 3, 1, 0});
   rs.track.CellOccupant[39][3] = 0;
   rs.CarStatus[3] = kSpinningOffCell;
   EXPECT_TRUE(CheckRaceState(rs).empty());

@@ -166,7 +166,8 @@ class StressRace {
       case SteeringCommand::cmdStraight: return plain ? 0 : apex == 'L' ? 1 : -1;
       case SteeringCommand::cmdInTurnLeft: return 1;
       case SteeringCommand::cmdInTurnRight: return -1;
-      case SteeringCommand::cmdEndEarly: break;
+      case SteeringCommand::cmdEndEarly:
+      case SteeringCommand::cmdEnterPit: break;
     }
     return 0;
   }

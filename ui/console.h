@@ -37,6 +37,8 @@ struct ChoicePanel {
   std::vector<std::string> Options;
   int Preselected = 0;
   std::string Button = "Continue";
+  // The panel's own controls beyond the frame, by their words (the pit entry's check boxes).
+  std::vector<std::string> Controls;
 };
 
 // One row of a result table as a roll panel prints it: low " - " high and its text.
