@@ -69,6 +69,21 @@ RollPanel WeatherPanel(const RaceState& rs) {
   return p;
 }
 
+// Sets every curve cell `cut` MPH below its dry limit. Only real curve limits move: a cell with
+// no limit at all is no cell. Every curve cell moves together, so the first one tells whether the
+// table already stands where it should: the common case of a car on the same tires as the last.
+void ShiftCurveLimits(Track& t, int cut) {
+  bool first = true;
+  for (int space = 1; space <= kMaxSpaces; ++space)
+    for (int lane = 1; lane <= kMaxLanes; ++lane) {
+      const int dryLimit = t.CellDrySpeedLimit[space][lane];
+      if (dryLimit <= 0 || dryLimit >= kNoLimit) continue;
+      if (first && t.CellSpeedLimit[space][lane] == dryLimit - cut) return;
+      first = false;
+      t.CellSpeedLimit[space][lane] = dryLimit - cut;
+    }
+}
+
 }  // namespace
 
 std::string SkyText(int value) {
@@ -186,22 +201,9 @@ void ApplyWeatherLimits(RaceState& rs, int car) {
   if (!rs.WeatherEnabled || !IsCarNumber(car)) return;
   const bool dry = rs.TrackCondition == kTrackDry;
   const int cut = (dry && rs.CarWetTires[car]) || (!dry && !rs.CarWetTires[car]) ? kWrongTiresMph : 0;
-  Track& t = rs.track;
-  const int length = std::clamp(t.TrackLength, 0, kMaxSpaces);
-  for (int space = 1; space <= length; ++space)
-    for (int lane = 1; lane <= kMaxLanes; ++lane) {
-      // Only real curve limits move; a cell with no limit at all is no cell.
-      const int dryLimit = t.CellDrySpeedLimit[space][lane];
-      if (dryLimit > 0 && dryLimit < kNoLimit) t.CellSpeedLimit[space][lane] = dryLimit - cut;
-    }
+  ShiftCurveLimits(rs.track, cut);
 }
 
-void RestoreDryLimits(Track& t) {
-  for (int space = 1; space <= kMaxSpaces; ++space)
-    for (int lane = 1; lane <= kMaxLanes; ++lane) {
-      const int dryLimit = t.CellDrySpeedLimit[space][lane];
-      if (dryLimit > 0 && dryLimit < kNoLimit) t.CellSpeedLimit[space][lane] = dryLimit;
-    }
-}
+void RestoreDryLimits(Track& t) { ShiftCurveLimits(t, 0); }
 
 }  // namespace vm
