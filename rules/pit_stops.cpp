@@ -191,7 +191,7 @@ void EnterPit(RuleContext& ctx) {
   }
   if (rs.CarStatus[car] == kRunning) {
     PitQueueEntry entry = QueueForPit(ctx, decisions);
-    // Step 4.
+    // Step 4. The spaces carried are the move's rest rounded, not a draw.
     entry.SpacesCarried = std::max(0, Round(rs.SpacesLeft));
     rs.PitQueue.push_back(entry);
     if (!rs.ReplayRunning) ctx.log.LogHighlight(kLogEnterPit, car, 0, PitStopText(rs, entry));

@@ -3,7 +3,8 @@
 //
 // The settings go by their race setup names; the pit rules' own names for them are
 // PitMinTurns (MinPitDuration), RequiredStops (MinPitStops), StartAllotLaps (StartWearAllotment),
-// PitReplenishLaps (PitReplenishment) and WearMultiple (RaceWearsMultiplier).
+// PitReplenishLaps (PitReplenishment) and WearMultiple (RaceWearsMultiplier). The required stops
+// are shown, never enforced at the flag: the wear budget is what makes a car stop.
 #pragma once
 
 #include <array>

@@ -1,6 +1,7 @@
 // Weather and tires: one number from 2 to 12 walks along a scale by the Weather table; the scale
 // gives the sky and the track's condition, and tires that do not suit the track cost 20 MPH in
-// every curve. With weather off nothing here draws a random number.
+// every curve. With weather off nothing here draws a random number. WeatherCycles is also known as
+// the weather interval.
 #pragma once
 
 #include <string>
