@@ -1,9 +1,11 @@
 #include "cli/play.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <random>
 #include <sstream>
 
 #include "cli/commands.h"
@@ -12,6 +14,7 @@
 #include "engine/laps.h"
 #include "core/numbers.h"
 #include "core/paths.h"
+#include "game/qualifying.h"
 #include "game/race_config.h"
 #include "core/race_log.h"
 #include "core/textfile.h"
@@ -27,12 +30,21 @@ const char* const kPlayUsage =
     "  play --track T.trk --tables R.rst (--cars C.crs | --car-design START,ACC,DEC,TOP,WEAR,DRM ...)\n"
     "       [--config R.rac]  (a race configuration brings its track, tables, cars and settings)\n"
     "       [--laps N] [--cars-racing K] [--mode Practice|Single] [--seed S] [--rnd V1,V2,...]\n"
+    "       [--qualifying \"Start Speed\"|\"Single Lap\"|\"Manually Set Starting Grid\"|none]\n"
     "       --script S.txt [--dump-json OUT.json] [--log]\n"
     "      run a race of human drivers whose every choice comes from the script, one per line:\n"
     "      speed MPH [draft], left, right, straight, inturn-left, inturn-right, end, autopilot,\n"
-    "      pit-continue, choose K, dice N, yes, no, next-turn, finish-lap, finish-race, pause, end-race\n";
+    "      pit-continue, choose K, dice N, yes, no, next-turn, finish-lap, finish-race, pause, end-race,\n"
+    "      pit (at the pit entrance), pit-stop [wear] [repair] [splash] [rain|dry], tires wet|dry,\n"
+    "      weather-cycles N;\n"
+    "      on the qualifying lists: grid-select K, grid-up, grid-down, grid-done, requalify, begin-lap,\n"
+    "      start-race, cancel-race\n"
+    "      The grid is in car order unless a configuration or --qualifying names a method.\n";
 
 namespace {
+
+// The grid in car order, with no qualifying.
+constexpr std::string_view kNoQualifying = "none";
 
 // How a run ends early: the status and what to say.
 struct ScriptStop {
@@ -95,6 +107,12 @@ std::string ListWord(std::string_view caption) {
   std::string word(caption);
   std::replace(word.begin(), word.end(), ' ', '-');
   return word;
+}
+
+std::string JoinCells(const std::vector<std::string>& cells) {
+  std::string line;
+  for (size_t k = 0; k < cells.size(); ++k) line += (k ? " | " : "") + cells[k];
+  return line;
 }
 
 // The console of a scripted race: modal panels take their answers from the script.
@@ -173,6 +191,13 @@ class PlayConsole : public Console {
   }
 
   ListAnswer ShowList(const ListPanel& panel) override {
+    // The list as the dialog shows it: the caption with the columns, then a row a line, "> " for
+    // the car to drive next and "* " for the selected row.
+    out_ << panel.Caption << ": " << JoinCells(panel.Columns) << "\n";
+    for (size_t r = 0; r < panel.Rows.size(); ++r) {
+      const int row = static_cast<int>(r);
+      out_ << (row == panel.Shaded ? "> " : row == panel.Selected ? "* " : "  ") << JoinCells(panel.Rows[r]) << "\n";
+    }
     std::string what = panel.Name + " (";
     for (size_t b = 0; b < panel.Buttons.size(); ++b) what += (b ? " | " : "") + ListWord(panel.Buttons[b]);
     if (panel.SelectionReturns) what += " | grid-select K";
@@ -212,6 +237,7 @@ struct PlayArgs {
   std::string track, tables, script, dumpJson, cars, config;
   std::vector<std::string> designs;
   std::optional<int> laps, carsRacing;
+  std::optional<std::string> qualifying;
   std::string mode{kModeSingle};
   std::optional<std::uint64_t> seed;
   std::vector<double> rnd;
@@ -239,8 +265,12 @@ std::optional<PlayArgs> ParsePlay(const std::vector<std::string>& args, std::ost
     else if (opt == "--car-design") a.designs.push_back(value);
     else if (opt == "--cars") a.cars = value;
     else if (opt == "--config") a.config = value;
-    else if (opt == "--qualifying") return fail("qualifying is not built yet: the grid is in car order");
-    else if (opt == "--mode") {
+    else if (opt == "--qualifying") {
+      if (value != kQualifyStartSpeed && value != kQualifySingleLap && value != kQualifyManual &&
+          value != kNoQualifying)
+        return fail("--qualifying is \"Start Speed\", \"Single Lap\", \"Manually Set Starting Grid\" or none");
+      a.qualifying = value;
+    } else if (opt == "--mode") {
       if (value != kModePractice && value != kModeSingle) return fail("--mode is Practice or Single");
       a.mode = value;
     } else if (opt == "--laps" || opt == "--cars-racing") {
@@ -408,6 +438,36 @@ void PrintStandings(const RaceState& rs, std::ostream& out) {
   }
 }
 
+// A fresh folder of its own for RaceConfig.slq, made only for a single-lap qualifying and removed
+// with everything in it when the run ends. Its name comes from the system's entropy, never from
+// the race's generator.
+class ScratchFolder {
+ public:
+  explicit ScratchFolder(bool wanted) {
+    if (!wanted) return;
+    std::random_device entropy;
+    std::error_code ec;
+    const std::filesystem::path base = std::filesystem::temp_directory_path(ec);
+    for (int attempt = 0; attempt < 100 && path_.empty() && !ec; ++attempt) {
+      const std::filesystem::path candidate = base / ("velomark-play-" + std::to_string(entropy()));
+      if (std::filesystem::create_directory(candidate, ec)) path_ = candidate;
+    }
+  }
+  ~ScratchFolder() {
+    std::error_code ec;
+    if (!path_.empty()) std::filesystem::remove_all(path_, ec);
+  }
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+  bool Made() const { return !path_.empty(); }
+  // The file's full name in the folder; "" when there is no folder.
+  std::string File(std::string_view name) const { return Made() ? (path_ / name).string() : ""; }
+
+ private:
+  std::filesystem::path path_;
+};
+
 }  // namespace
 
 int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, std::ostream& err) {
@@ -451,6 +511,9 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
     rs->CarCount = *a->carsRacing;
   }
   rs->GameMode = a->mode;
+  // A configuration brings its own method; a race without one keeps the cars in their order.
+  if (a->qualifying) rs->QualifyingMethod = *a->qualifying;
+  else if (a->config.empty()) rs->QualifyingMethod = kNoQualifying;
   // A practice session always runs to its lap limit of 50.
   if (a->mode == kModePractice) rs->RaceLaps = 50;
   else if (a->laps) rs->RaceLaps = *a->laps;
@@ -464,15 +527,32 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
   HighlightList log(*rs);
   if (a->log) log.OnLine = [&out](const std::string& line) { out << line << "\n"; };
   RaceEngine engine(*rs, rng, console, log);
+  const bool singleLap = rs->QualifyingMethod == kQualifySingleLap && rs->GameMode != kModePractice;
+  const ScratchFolder scratch(singleLap);
+  if (singleLap && !scratch.Made()) {
+    err << "velomark-cli: no temporary folder could be made for " << kRaceConfigScratchName << "\n";
+    return kExitFileError;
+  }
+  Qualifying qualifying(engine, {scratch.File(kRaceConfigScratchName), "",
+                                 TrackLoaderFromFolder(DirName(NativePath(rs->track.TrackFile)))});
+  // The single-lap list comes up whenever it is pending and no lap or race is running.
+  auto showPending = [&] {
+    qualifying.ShowPendingList();
+    if (rs->RaceStartRefused) throw ScriptStop{kExitOk, "the start was called off"};
+  };
   int status = kExitOk;
   try {
     engine.StartRace();
-    while (!feed.Done()) Perform(engine, feed.Take());
+    showPending();
+    while (!feed.Done()) {
+      Perform(engine, feed.Take());
+      showPending();
+    }
     if (engine.WaitingFor() != Waiting::RaceOver) throw ScriptStop{kExitScriptEnded, engine.WaitDescription()};
     out << "race over\n";
     PrintStandings(*rs, out);
   } catch (const ScriptStop& stop) {
-    if (stop.Status == kExitScriptEnded) out << stop.Message << "\n";
+    if (stop.Status == kExitScriptEnded || stop.Status == kExitOk) out << stop.Message << "\n";
     else err << "play: " << stop.Message << "\n";
     status = stop.Status;
   }

@@ -300,12 +300,91 @@ TEST(CliPlay, CarsComeFromACarFileOrARaceConfiguration) {
   rs->CarDRM[2] = 1;
   const std::string config = dir.File("demo.rac");
   ASSERT_FALSE(WriteRaceConfig(*rs, config, ""));
-  const CliRun fromConfig = Cli({"play", "--config", config, "--script", kDemo});
+  const CliRun fromConfig = Cli({"play", "--config", config, "--qualifying", "none", "--script", kDemo});
   ASSERT_EQ(fromConfig.status, kExitOk) << fromConfig.err;
   EXPECT_EQ(fromConfig.out, Cli(PlayArgs(kDemo)).out);
   EXPECT_EQ(Cli({"play", "--config", config, "--cars", "x.crs", "--car-design", "60,40,40,140,3,0", "--script",
                  kDemo}).status,
             kExitUsage);
+}
+
+// Both cars qualify alone on a flying lap from the last curve, car 1 steady at 140 MPH and car 2
+// at 160 paying a wear in each curve, then race one lap from the grid their times made.
+TEST(CliPlay, SingleLapQualifyingTimesEachCarThenRacesFromItsGrid) {
+  const testing_support::TempDir dir;
+  std::string script = "begin-lap\n";
+  // A turn of `blocks` straight steps; "Use 1 Wear" after the step `wearAfter` that enters a curve.
+  auto turn = [&script](int mph, int blocks, int wearAfter = 0) {
+    script += "speed " + std::to_string(mph) + "\n";
+    for (int b = 1; b <= blocks; ++b) script += b == wearAfter ? "straight\nchoose 1\n" : "straight\n";
+  };
+  for (int t = 0; t < 21; ++t) turn(140, 7);
+  script += "begin-lap\n";
+  for (int t = 0; t < 18; ++t) turn(t < 2 ? 140 : 160, t < 2 ? 7 : 8, t == 5 ? 3 : t == 12 ? 7 : 0);
+  // The race: both from standstill at 60, then 100 to the flag; car 2 finishes first.
+  script += "start-race\nspeed 60\nspeed 60\n";
+  for (int b = 0; b < 6; ++b) script += "straight\n";
+  for (int t = 0; t < 22; ++t) {
+    script += "speed 100\nspeed 100\n";
+    for (int b = 0; b < 10; ++b) script += "straight\n";
+  }
+  turn(100, 5);
+  turn(100, 5);
+  const std::string dump = dir.File("race.json");
+  const CliRun r = Cli(PlayArgs(dir.Add("q.txt", script), {"--qualifying", "Single Lap", "--dump-json", dump}));
+  ASSERT_EQ(r.status, kExitOk) << r.out << r.err;
+  EXPECT_NE(r.out.find("Single Lap Qualifying - Results:   |  | Driver | Team | Time | Speed | Wr Used\n"
+                       "  1 | 2 | Car 2 |  | 1:20.007 | 134.99 mph | 3\n"
+                       "  2 | 1 | Car 1 |  | 1:30.158 | 119.79 mph | 3\n"
+                       "race over\n"
+                       "1. Car 2  1:39.900  1 lap  fastest 109.09 MPH (lap 1)  Finished\n"
+                       "2. Car 1  1:50.700  1 lap  fastest 98.36 MPH (lap 1)  Finished\n"),
+            std::string::npos)
+      << r.out;
+  const nlohmann::json j = nlohmann::json::parse(ReadWholeFile(dump).value_or("null"));
+  EXPECT_EQ(std::tuple(j["QualifyIndex"], j["QualifyWearsUsed"][1], j["QualifyWearsUsed"][2]), std::tuple(3, 0, 2));
+  EXPECT_EQ(std::tuple(j["CarCount"], j["RaceLaps"], j["QualifyingDone"]), std::tuple(2, 1, false));
+  EXPECT_NEAR(j["QualifyTime"][2].get<double>(), 80.007, 0.0005);
+  EXPECT_EQ(j["RndDrawn"], 2);
+}
+
+TEST(CliPlay, QualifyingListsTakeTheirWordsFromTheScript) {
+  const testing_support::TempDir dir;
+  const struct {
+    std::vector<std::string> Args;
+    const char* Script;
+    int Status;
+    std::string Ends;  // the end of standard output
+  } cases[] = {
+      // Rnd 0.1 and 0.9: 6005 against 6045.
+      {{"--qualifying", "Start Speed", "--rnd", "0.1,0.9"}, "grid-done\n", 3,
+       "  1 | Car 2 |  | 60 | 45\n  2 | Car 1 |  | 60 | 5\ncar 2: speed\n"},
+      {{"--qualifying", "Manually Set Starting Grid"}, "grid-select 2\ngrid-up\ngrid-done\n", 3,
+       "* 1 | Car 2 |  | 60\n  2 | Car 1 |  | 60\ncar 2: speed\n"},
+      {{"--qualifying", "Single Lap"}, "cancel-race\nno\ncancel-race\nyes\n", kExitOk, "the start was called off\n"},
+      {{"--qualifying", "Single Lap"}, "begin-lap\nspeed 140\nend-race\nyes\n", kExitOk, "the start was called off\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Script);
+    const CliRun r = Cli(PlayArgs(dir.Add("s.txt", c.Script), c.Args));
+    EXPECT_EQ(r.status, c.Status) << r.err;
+    EXPECT_EQ(r.out.substr(r.out.size() - std::min(r.out.size(), c.Ends.size())), c.Ends) << r.out;
+  }
+  // A configuration brings its own method.
+  auto rs = std::make_unique<RaceState>();
+  ASSERT_FALSE(LoadTrack(rs->track, kOval));
+  ASSERT_FALSE(LoadResultTables(rs->Tables, kTables));
+  rs->RaceLaps = 1;
+  rs->CarCount = rs->CarsInFile = 2;
+  rs->QualifyingMethod = "Manually Set Starting Grid";
+  const std::string config = dir.File("manual.rac");
+  ASSERT_FALSE(WriteRaceConfig(*rs, config, ""));
+  const CliRun fromConfig = Cli({"play", "--config", config, "--script", dir.Add("s.txt", "")});
+  EXPECT_EQ(fromConfig.status, 3) << fromConfig.err;
+  EXPECT_NE(fromConfig.out.find("frmQualifyingManual (grid-up | grid-down | grid-done | grid-select K)"),
+            std::string::npos)
+      << fromConfig.out;
+  EXPECT_EQ(Cli(PlayArgs(dir.Add("s.txt", ""), {"--qualifying", "Fastest"})).status, kExitUsage);
 }
 
 // Older editors wrote names in Latin-1: whatever reads them, every output carries them as UTF-8.
