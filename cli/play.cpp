@@ -16,6 +16,7 @@
 #include "core/paths.h"
 #include "game/qualifying.h"
 #include "game/race_config.h"
+#include "game/race_setup.h"
 #include "core/race_log.h"
 #include "core/textfile.h"
 #include "core/track_file.h"
@@ -31,6 +32,7 @@ const char* const kPlayUsage =
     "       [--config R.rac]  (a race configuration brings its track, tables, cars and settings)\n"
     "       [--laps N] [--cars-racing K] [--mode Practice|Single] [--seed S] [--rnd V1,V2,...]\n"
     "       [--qualifying \"Start Speed\"|\"Single Lap\"|\"Manually Set Starting Grid\"|none]\n"
+    "       [--pits MINSTOPS] [--weather]  (the pit lane open, for races of 10 laps or more; weather)\n"
     "       --script S.txt [--dump-json OUT.json] [--log]\n"
     "      run a race of human drivers whose every choice comes from the script, one per line:\n"
     "      speed MPH [draft], left, right, straight, inturn-left, inturn-right, end, autopilot,\n"
@@ -236,7 +238,8 @@ class PlayConsole : public Console {
 struct PlayArgs {
   std::string track, tables, script, dumpJson, cars, config;
   std::vector<std::string> designs;
-  std::optional<int> laps, carsRacing;
+  std::optional<int> laps, carsRacing, pits;
+  bool weather = false;
   std::optional<std::string> qualifying;
   std::string mode{kModeSingle};
   std::optional<std::uint64_t> seed;
@@ -252,8 +255,8 @@ std::optional<PlayArgs> ParsePlay(const std::vector<std::string>& args, std::ost
   };
   for (size_t i = 0; i < args.size(); ++i) {
     const std::string& opt = args[i];
-    if (opt == "--log") {
-      a.log = true;
+    if (opt == "--log" || opt == "--weather") {
+      (opt == "--log" ? a.log : a.weather) = true;
       continue;
     }
     if (i + 1 >= args.size()) return fail(opt + " needs a value");
@@ -278,6 +281,11 @@ std::optional<PlayArgs> ParsePlay(const std::vector<std::string>& args, std::ost
       const int top = opt == "--laps" ? kMaxLaps : kMaxCars;
       if (!n || *n < 1 || *n > top) return fail(opt + " takes a whole number from 1 to " + std::to_string(top));
       (opt == "--laps" ? a.laps : a.carsRacing) = n;
+    } else if (opt == "--pits") {
+      std::optional<int> n = ParseWholeNumber(value);
+      if (!n || *n < 0 || *n > kMaxMinPitStops)
+        return fail("--pits takes a whole number from 0 to " + std::to_string(kMaxMinPitStops));
+      a.pits = n;
     } else if (opt == "--seed") {
       std::optional<std::uint64_t> s = ParseSeed(value);
       if (!s) return fail("--seed takes a whole number");
@@ -298,6 +306,8 @@ std::optional<PlayArgs> ParsePlay(const std::vector<std::string>& args, std::ost
     return fail("give the cars with --cars or --car-design");
   if (!a.cars.empty() && !a.designs.empty()) return fail("give the cars with --cars or with --car-design, not both");
   if (a.designs.size() > static_cast<size_t>(kMaxCars)) return fail("at most 40 cars");
+  if (a.pits && (!a.laps || *a.laps < kPitLapsMinimum))
+    return fail("--pits needs --laps of " + std::to_string(kPitLapsMinimum) + " or more: shorter races have no pit stops");
   if (a.carsRacing && !a.designs.empty() && *a.carsRacing > static_cast<int>(a.designs.size()))
     return fail("--cars-racing is more than the cars given");
   return a;
@@ -518,6 +528,17 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
   if (a->mode == kModePractice) rs->RaceLaps = 50;
   else if (a->laps) rs->RaceLaps = *a->laps;
   else if (a->config.empty()) rs->RaceLaps = 3;
+  // Without a configuration the pit lane is closed, as the race setup leaves it, unless --pits
+  // opens it with the setup's own allotments.
+  if (a->config.empty() || a->pits) {
+    const WearAllotment allot = ComputeWearAllotment(rs->RaceLaps, a->pits.value_or(0));
+    rs->PitLaneOpen = a->pits.has_value();
+    rs->PitRepairOnly = false;
+    rs->MinPitStops = a->pits.value_or(0);
+    rs->StartWearAllotment = a->pits ? allot.StartWearAllotment : rs->RaceLaps;
+    rs->PitReplenishment = a->pits ? allot.PitReplenishment : 0;
+  }
+  if (a->weather) rs->WeatherEnabled = true;
   // The same seed gives the same race: without one the run is still reproducible.
   rng.Seed(a->seed.value_or(1));
   if (!a->rnd.empty()) rng.Script(a->rnd);

@@ -15,7 +15,6 @@ namespace {
 constexpr int kRaceSetupPointsLow = 4;
 constexpr int kRaceSetupPointsHigh = 12;
 constexpr int kDefaultsSetupPointsHigh = 9;  // the defaults offer fewer points on purpose
-constexpr int kMaxMinPitStops = 5;
 constexpr int kMaxPitDuration = 10;
 constexpr int kOptionsClearFrom = 11;
 constexpr int kOptionsClearTo = 47;

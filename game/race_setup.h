@@ -28,6 +28,7 @@ inline constexpr std::string_view kRaceOptionsTitle = "Default Game Settings";
 inline constexpr std::string_view kPitFrameCaption = "Pit Stops (Race Length >= 10 laps)";
 
 inline constexpr int kPitLapsMinimum = 10;  // below this a race has no pit stops
+inline constexpr int kMaxMinPitStops = 5;  // cmbMinPitStops lists 0 to this
 inline constexpr int kDefaultMinPitDuration = 5;
 inline constexpr int kEditablePlaces = 10;
 

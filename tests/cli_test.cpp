@@ -266,6 +266,8 @@ TEST(CliPlay, BadArgumentsAreUsageErrorsAndMissingFilesFileErrors) {
   EXPECT_EQ(Cli(PlayArgs(script, {"--laps", "0"})).status, kExitUsage);
   EXPECT_EQ(Cli(PlayArgs(script, {"--cars-racing", "3"})).status, kExitUsage);
   EXPECT_EQ(Cli(PlayArgs(script, {"--mode", "Season"})).status, kExitUsage);
+  EXPECT_EQ(Cli(PlayArgs(script, {"--laps", "10", "--pits", "6"})).status, kExitUsage);
+  EXPECT_EQ(Cli(PlayArgs(script, {"--pits", "1"})).status, kExitUsage);  // a 1-lap race has no pit stops
   EXPECT_EQ(Cli(PlayArgs(dir.File("none.txt"))).status, kExitFileError);
   std::vector<std::string> badTrack = PlayArgs(script);
   badTrack[2] = kTables;
@@ -385,6 +387,31 @@ TEST(CliPlay, QualifyingListsTakeTheirWordsFromTheScript) {
             std::string::npos)
       << fromConfig.out;
   EXPECT_EQ(Cli(PlayArgs(dir.Add("s.txt", ""), {"--qualifying", "Fastest"})).status, kExitUsage);
+}
+
+// A whole race with a pit stop and the weather, from the fixture script: the stop is logged, the
+// lap it was made on is slower but counted, and the weather rolls on its cycle laps.
+TEST(CliPlay, APitStopAndTheWeatherInATenLapRace) {
+  const testing_support::TempDir dir;
+  const std::string dump = dir.File("race.json");
+  const CliRun r = Cli({"play", "--track", kOval, "--tables", kTables, "--car-design", "60,40,60,200,2,0", "--laps",
+                        "10", "--pits", "1", "--weather", "--seed", "3", "--log", "--dump-json", dump, "--script",
+                        std::string(VELOMARK_FIXTURES) + "/Oval-pits-weather.txt"});
+  ASSERT_EQ(r.status, kExitOk) << r.err << r.out;
+  for (const char* line : {"(Pre-Race) Weather - Cloudy (6), Track - Dry\n",
+                           "(Lap 4/Move 124) Weather - Improving (7), Track - Dry\n",
+                           "(Lap 5/Move 178) Enter Pit - Car 1, Wear Replenishment - Full Stop, Dry Tires\n",
+                           "(Lap 7/Move 244) Weather - Worsening (6), Track - Dry\n",
+                           "1. Car 1  27:06.000  10 laps  fastest 70.59 MPH (lap 6)  Finished\n"})
+    EXPECT_NE(r.out.find(line), std::string::npos) << line << r.out;
+  const nlohmann::json j = nlohmann::json::parse(ReadWholeFile(dump).value_or("null"));
+  EXPECT_EQ(std::tuple(j["PitLaneOpen"], j["MinPitStops"], j["StartWearAllotment"], j["PitReplenishment"]),
+            std::tuple(true, 1, 5, 5));
+  EXPECT_EQ(std::tuple(j["WeatherCycles"], j["WeatherValue"], j["TrackCondition"], j["PitQueue"].size()),
+            std::tuple(2, 6, "Dry", 0u));
+  // The lap of the stop: 5 turns in the pit on top of the running.
+  EXPECT_LT(j["LapSpeedMph"][5][1].get<double>(), j["LapSpeedMph"][4][1].get<double>());
+  EXPECT_EQ(j["CarLap"][1], 11);
 }
 
 // Older editors wrote names in Latin-1: whatever reads them, every output carries them as UTF-8.
