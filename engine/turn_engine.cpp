@@ -234,6 +234,8 @@ void RaceEngine::BeginTurn() {
   // A car gone out since the last sort leads nothing: the pass begins with the first still running.
   rs_.OrderIndex = std::max(1, RaceLeaderPlace(rs_));
   rs_.CurrentCar = rs_.RunningOrder[rs_.OrderIndex];
+  // The leader's panel reads the curve limits: they must be its tires', not the last mover's.
+  ApplyWeatherLimits(rs_, rs_.CurrentCar);
   // Steps 2 and 3 only draw; the serve stage loads the leader's panel if it is human.
   // Step 4. A weather roll that is due stays due until it is rolled, across turns.
   rs_.ContinueTurns = true;
