@@ -7,6 +7,7 @@
 #include "core/race_log.h"
 #include "core/units.h"
 #include "engine/turn_engine.h"
+#include "rules/weather.h"
 #include "tools/track_builder.h"
 #include "ui/scripted_console.h"
 
@@ -58,5 +59,22 @@ void BM_SteeringPassOf40Cars(benchmark::State& state) {
   state.counters["steps"] = benchmark::Counter(static_cast<double>(steps), benchmark::Counter::kAvgIterations);
 }
 BENCHMARK(BM_SteeringPassOf40Cars)->Unit(benchmark::kMicrosecond);
+
+// The curve limits set for each car before its slot, in the weather: on a field all on the same
+// tires (range 0) the table already suits the car; with every other car on the wrong tires
+// (range 1) all of the track's curve cells move each time.
+void BM_WeatherLimitsPerCar(benchmark::State& state) {
+  auto rs = FieldOnTheGrid();
+  rs->WeatherEnabled = true;
+  rs->TrackCondition = "Wet";
+  for (int car = 1; car <= vm::kMaxCars; ++car) rs->CarWetTires[car] = state.range(0) == 1 && car % 2 == 0;
+  int car = 0;
+  for (auto _ : state) {
+    car = car % vm::kMaxCars + 1;
+    vm::ApplyWeatherLimits(*rs, car);
+    benchmark::DoNotOptimize(rs->track.CellSpeedLimit[60][1]);
+  }
+}
+BENCHMARK(BM_WeatherLimitsPerCar)->Arg(0)->Arg(1)->Unit(benchmark::kNanosecond);
 
 }  // namespace
