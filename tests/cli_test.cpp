@@ -274,6 +274,17 @@ TEST(CliPlay, BadArgumentsAreUsageErrorsAndMissingFilesFileErrors) {
   EXPECT_EQ(Cli(badTrack).status, kExitFileError);
 }
 
+// A one-lap race of two cars on the sample oval, as a configuration would hold it.
+std::unique_ptr<RaceState> OvalRaceOfTwo(const std::string& qualifyingMethod) {
+  auto rs = std::make_unique<RaceState>();
+  EXPECT_FALSE(LoadTrack(rs->track, kOval));
+  EXPECT_FALSE(LoadResultTables(rs->Tables, kTables));
+  rs->RaceLaps = 1;
+  rs->CarCount = rs->CarsInFile = 2;
+  rs->QualifyingMethod = qualifyingMethod;
+  return rs;
+}
+
 TEST(CliPlay, CarsComeFromACarFileOrARaceConfiguration) {
   const testing_support::TempDir dir;
   const std::string empty = dir.Add("empty.txt", "# nothing yet\n");
@@ -284,12 +295,7 @@ TEST(CliPlay, CarsComeFromACarFileOrARaceConfiguration) {
   EXPECT_EQ(fromFile.out, "car 1: speed\n");
 
   // A configuration holding the demo's track, tables, cars and laps replays the demo race.
-  auto rs = std::make_unique<RaceState>();
-  ASSERT_FALSE(LoadTrack(rs->track, kOval));
-  ASSERT_FALSE(LoadResultTables(rs->Tables, kTables));
-  rs->RaceLaps = 1;
-  rs->CarCount = rs->CarsInFile = 2;
-  rs->QualifyingMethod = "Start Speed";
+  auto rs = OvalRaceOfTwo("Start Speed");
   for (int car : {1, 2}) {
     rs->DriverName[car] = "Car " + std::to_string(car);
     rs->CarStartSpeed[car] = 60;
@@ -373,12 +379,7 @@ TEST(CliPlay, QualifyingListsTakeTheirWordsFromTheScript) {
     EXPECT_EQ(r.out.substr(r.out.size() - std::min(r.out.size(), c.Ends.size())), c.Ends) << r.out;
   }
   // A configuration brings its own method.
-  auto rs = std::make_unique<RaceState>();
-  ASSERT_FALSE(LoadTrack(rs->track, kOval));
-  ASSERT_FALSE(LoadResultTables(rs->Tables, kTables));
-  rs->RaceLaps = 1;
-  rs->CarCount = rs->CarsInFile = 2;
-  rs->QualifyingMethod = "Manually Set Starting Grid";
+  auto rs = OvalRaceOfTwo("Manually Set Starting Grid");
   const std::string config = dir.File("manual.rac");
   ASSERT_FALSE(WriteRaceConfig(*rs, config, ""));
   const CliRun fromConfig = Cli({"play", "--config", config, "--script", dir.Add("s.txt", "")});
