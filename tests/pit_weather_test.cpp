@@ -303,15 +303,18 @@ TEST_F(WeatherTest, RollsFallDueOnCycleLapsAndComeAtTheirSpace) {
   }
   ExpectDraws(1);
   EXPECT_EQ(rs.WeatherRollSpace, 25);  // Int(0.5 x 40) + 5
+  // A wet track under clouds: a steady roll at the space dries it.
   rs.WeatherRollPending = true;
-  rs.WeatherValue = rs.PrevWeatherValue = 8;
+  rs.WeatherValue = 5;
+  rs.PrevWeatherValue = 4;
+  rs.TrackCondition = "Wet";
   rs.CarSpace[1] = 25;
   CheckWeatherRoll(ctx, 1);
   EXPECT_TRUE(rs.WeatherRollPending);
   rs.CarSpace[1] = 26;
   Script(Roll(7));
   CheckWeatherRoll(ctx, 1);
-  EXPECT_FALSE(rs.WeatherRollPending);
+  EXPECT_EQ(std::tuple(rs.WeatherRollPending, rs.WeatherValue, rs.TrackCondition), std::tuple(false, 5, "Dry"));
   EXPECT_TRUE(Shown("ROLL").empty());  // AI cars only: nobody sees it
   ExpectDraws(5);
 
