@@ -1,0 +1,7 @@
+#include "ai/speed_search.h"
+
+namespace vm {
+
+void ChooseAISpeeds(RuleContext&) {}
+
+}  // namespace vm
