@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/bench_command.h"
 #include "cli/cars_command.h"
 #include "cli/game_commands.h"
 #include "cli/play.h"
@@ -28,7 +29,7 @@ const std::string kUsage =
     "      load result tables as the game does and print each row: name, dice, low, high\n") +
     "  cars FILE.crs [--json]\n"
     "      load a car file as the game does and print each car with its design cost\n" +
-    kGameCommandsUsage + kPlayUsage;
+    kGameCommandsUsage + kPlayUsage + kBenchUsage;
 
 struct TrackInfoArgs {
   std::string file;
@@ -205,6 +206,8 @@ int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
   if (command == "check") return CheckCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, out, err);
   if (command == "start")
     return StartCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, dataFolder, out, err);
+  if (command == "bench")
+    return BenchCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, dataFolder, out, err);
   if (command == "tables") {
     std::optional<TablesArgs> a = ParseTables(args, i + 1, err);
     return a ? Tables(*a, out, err) : kExitUsage;

@@ -8,6 +8,7 @@
 #include <random>
 #include <sstream>
 
+#include "ai/drivers.h"
 #include "cli/commands.h"
 #include "cli/race_json.h"
 #include "cars/car_file.h"
@@ -33,7 +34,7 @@ const char* const kPlayUsage =
     "       [--laps N] [--cars-racing K] [--mode Practice|Single] [--seed S] [--rnd V1,V2,...]\n"
     "       [--qualifying \"Start Speed\"|\"Single Lap\"|\"Manually Set Starting Grid\"|none]\n"
     "       [--pits MINSTOPS] [--weather]  (the pit lane open, for races of 10 laps or more; weather)\n"
-    "       --script S.txt [--dump-json OUT.json] [--log]\n"
+    "       [--script S.txt] [--dump-json OUT.json] [--log]\n"
     "      run a race of human drivers whose every choice comes from the script, one per line:\n"
     "      speed MPH [draft], left, right, straight, inturn-left, inturn-right, end, autopilot,\n"
     "      pit-continue, choose K, dice N, yes, no, next-turn, finish-lap, finish-race, pause, end-race,\n"
@@ -41,7 +42,8 @@ const char* const kPlayUsage =
     "      weather-cycles N;\n"
     "      on the qualifying lists: grid-select K, grid-up, grid-down, grid-done, requalify, begin-lap,\n"
     "      start-race, cancel-race\n"
-    "      The grid is in car order unless a configuration or --qualifying names a method.\n";
+    "      The grid is in car order unless a configuration or --qualifying names a method. A race of\n"
+    "      computer drivers only (a car file's) needs no script: it runs to the flag by itself.\n";
 
 namespace {
 
@@ -120,11 +122,15 @@ std::string JoinCells(const std::vector<std::string>& cells) {
 // The console of a scripted race: modal panels take their answers from the script.
 class PlayConsole : public Console {
  public:
-  PlayConsole(ScriptFeed& feed, const RaceState& rs, std::ostream& out) : feed_(feed), rs_(rs), out_(out) {}
+  // Unattended, with no script at all (every car is the AI's), the set-up panels take the answer
+  // that moves the race on: the number shown, OK, the next qualifying lap, the start.
+  PlayConsole(ScriptFeed& feed, const RaceState& rs, std::ostream& out, bool unattended)
+      : feed_(feed), rs_(rs), out_(out), unattended_(unattended) {}
 
   void ShowMessage(std::string_view text, std::string_view, MessageKind) override { out_ << text << "\n"; }
 
   bool AskYesNo(std::string_view question, std::string_view) override {
+    if (unattended_) return false;
     const ScriptLine& line = Need("a yes or no for \"" + std::string(question) + "\"");
     if (line.Words.size() != 1 || (line.Words[0] != "yes" && line.Words[0] != "no"))
       Misfit(line, "expected yes or no for \"" + std::string(question) + "\"");
@@ -183,6 +189,7 @@ class PlayConsole : public Console {
   }
 
   int ChooseNumber(const NumberPanel& panel) override {
+    if (unattended_) return panel.Value;
     const std::string word = NumberWord(panel.Name);
     const std::string what =
         word + " N for " + panel.Name + ", " + std::to_string(panel.Min) + ".." + std::to_string(panel.Max);
@@ -199,6 +206,11 @@ class PlayConsole : public Console {
     for (size_t r = 0; r < panel.Rows.size(); ++r) {
       const int row = static_cast<int>(r);
       out_ << (row == panel.Shaded ? "> " : row == panel.Selected ? "* " : "  ") << JoinCells(panel.Rows[r]) << "\n";
+    }
+    if (unattended_) {
+      for (size_t b = 0; b < panel.Buttons.size(); ++b)
+        if (panel.Buttons[b] == "OK" || panel.Buttons[b] == "Begin Qualifying Lap" || panel.Buttons[b] == "Start Race")
+          return {static_cast<int>(b), -1};
     }
     std::string what = panel.Name + " (";
     for (size_t b = 0; b < panel.Buttons.size(); ++b) what += (b ? " | " : "") + ListWord(panel.Buttons[b]);
@@ -233,6 +245,7 @@ class PlayConsole : public Console {
   ScriptFeed& feed_;
   const RaceState& rs_;
   std::ostream& out_;
+  bool unattended_;
 };
 
 struct PlayArgs {
@@ -299,7 +312,6 @@ std::optional<PlayArgs> ParsePlay(const std::vector<std::string>& args, std::ost
       return fail("unexpected argument \"" + opt + "\"");
     }
   }
-  if (a.script.empty()) return fail("--script is needed");
   if (a.config.empty() && (a.track.empty() || a.tables.empty()))
     return fail("--track and --tables are needed unless --config brings them");
   if (a.config.empty() && a.cars.empty() && a.designs.empty())
@@ -505,7 +517,8 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
     rs->CarCount = rs->CarsInFile;
   }
   std::string scriptText;
-  if (std::optional<FileError> e = ReadTextFile(a->script, scriptText)) return fileError(*e);
+  if (!a->script.empty())
+    if (std::optional<FileError> e = ReadTextFile(a->script, scriptText)) return fileError(*e);
   for (size_t i = 0; i < a->designs.size(); ++i) {
     if (!ReadDesign(*rs, static_cast<int>(i) + 1, a->designs[i])) {
       err << "play: --car-design \"" << a->designs[i] << "\" is not six whole numbers START,ACC,DEC,TOP,WEAR,DRM\n";
@@ -539,15 +552,23 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
     rs->PitReplenishment = a->pits ? allot.PitReplenishment : 0;
   }
   if (a->weather) rs->WeatherEnabled = true;
+  // Only a race of computer drivers runs without a script.
+  const bool unattended = a->script.empty();
+  for (int car = 1; unattended && car <= rs->CarCount; ++car)
+    if (!rs->CarIsAI[car]) {
+      err << "play: car " << car << " is driven by a person: give its choices with --script\n" << kPlayUsage;
+      return kExitUsage;
+    }
   // The same seed gives the same race: without one the run is still reproducible.
   rng.Seed(a->seed.value_or(1));
   if (!a->rnd.empty()) rng.Script(a->rnd);
 
   ScriptFeed feed(scriptText);
-  PlayConsole console(feed, *rs, out);
+  PlayConsole console(feed, *rs, out, unattended);
   HighlightList log(*rs);
   if (a->log) log.OnLine = [&out](const std::string& line) { out << line << "\n"; };
   RaceEngine engine(*rs, rng, console, log);
+  UseAIDrivers(engine);
   const bool singleLap = rs->QualifyingMethod == kQualifySingleLap && rs->GameMode != kModePractice;
   const ScratchFolder scratch(singleLap);
   if (singleLap && !scratch.Made()) {
@@ -567,6 +588,11 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
     showPending();
     while (!feed.Done()) {
       Perform(engine, feed.Take());
+      showPending();
+    }
+    // Unattended, the race controls run the race to its end.
+    while (unattended && (engine.WaitingFor() == Waiting::RaceControl || engine.WaitingFor() == Waiting::Paused)) {
+      engine.FinishRace();
       showPending();
     }
     if (engine.WaitingFor() != Waiting::RaceOver) throw ScriptStop{kExitScriptEnded, engine.WaitDescription()};
