@@ -97,6 +97,11 @@ void CrossLine(RuleContext& ctx) {
   RaceState& rs = ctx.rs;
   const int car = rs.CurrentCar;
   if (!IsCarNumber(car) || !IsLap(rs.CarLap[car])) return;
+  // A trial of the AI's speed search only counts the lap: no clock, order, stint or draw.
+  if (InSearch(rs)) {
+    rs.CarLap[car] += 1;
+    return;
+  }
   const bool live = !rs.ReplayRunning;
   const double fraction = UnspentShare(rs, car);
   double lapSeconds = 0;

@@ -170,25 +170,21 @@ void Land(RuleContext& ctx) {
   rs.CarLane[car] = rs.TargetLane;
 }
 
-void ChangeLane(RuleContext& ctx, int direction) {
-  RaceState& rs = ctx.rs;
+// Where a lane change of the current car lands, before the line is counted: the space may run
+// one lap past TrackLength. Sets nothing else; from a curve cell `inward` takes whether the step
+// goes toward the lane that has skip cells ahead (from an open cell it is left as it was).
+int LaneChangeSpace(const RaceState& rs, int direction, bool& inward) {
   const Track& t = rs.track;
   const int car = rs.CurrentCar;
   const int oldLane = rs.CarLane[car];
   const int newLane = oldLane + direction;
-  // The edge lane refuses the step silently and keeps the block.
-  if (newLane < 1 || newLane > t.TrackLanes) return;
-  // Step 1.
   const int oldSpace = rs.CarSpace[car];
-  rs.TargetSpace = oldSpace;
-  rs.TargetLane = oldLane;
   int space = oldSpace + 1;
-  rs.CarLane[car] = newLane;
   // Step 2.
   if (Limit(t, oldSpace, oldLane) < kNoLimit) {
-    rs.InwardStep = IsInwardStep(t, space, oldLane, newLane);
+    inward = IsInwardStep(t, space, oldLane, newLane);
     const char side = direction > 0 ? 'L' : 'R';
-    if (rs.InwardStep && rs.ApexSideNow == side) {
+    if (inward && rs.ApexSideNow == side) {
       // Along the inside the inner lane has fewer cells: the step goes sideways.
       if (Rank(t, space, newLane) > 0) {
         space = oldSpace;
@@ -202,6 +198,22 @@ void ChangeLane(RuleContext& ctx, int direction) {
   // A car never stands on a skip cell: whatever the walk above read, the landing cell of the new
   // lane is passed over like any skip, at most twice as the grid is drawn.
   for (int passed = 0; passed < 2 && Skip(t, space, newLane); ++passed) ++space;
+  return space;
+}
+
+void ChangeLane(RuleContext& ctx, int direction) {
+  RaceState& rs = ctx.rs;
+  const Track& t = rs.track;
+  const int car = rs.CurrentCar;
+  const int oldLane = rs.CarLane[car];
+  const int newLane = oldLane + direction;
+  // The edge lane refuses the step silently and keeps the block.
+  if (newLane < 1 || newLane > t.TrackLanes) return;
+  // Step 1.
+  rs.TargetSpace = rs.CarSpace[car];
+  rs.TargetLane = oldLane;
+  int space = LaneChangeSpace(rs, direction, rs.InwardStep);
+  rs.CarLane[car] = newLane;
   // Step 4.
   WrapAtLine(ctx, space);
   rs.CarSpace[car] = space;
@@ -254,6 +266,17 @@ char RacingSide(const Track& t, int space) {
     if (low > 0 && high > 0) return high > low ? 'L' : 'R';
   }
   return 'S';
+}
+
+std::pair<int, int> StepLanding(const RaceState& rs, Step step) {
+  const Track& t = rs.track;
+  const int car = rs.CurrentCar;
+  const int lane = rs.CarLane[car];
+  if (step == Step::Straight) return {NextCellIndex(t, rs.CarSpace[car], lane, false), lane};
+  const int direction = step == Step::Left ? 1 : step == Step::Right ? -1 : 0;
+  if (direction == 0 || lane + direction < 1 || lane + direction > t.TrackLanes) return {0, 0};
+  bool inward = false;
+  return {Wrap(t, LaneChangeSpace(rs, direction, inward)), lane + direction};
 }
 
 // --- Open steps ------------------------------------------------------------------------------

@@ -55,6 +55,10 @@ void StepStraight(RuleContext& ctx);
 void StepLeft(RuleContext& ctx);
 void StepRight(RuleContext& ctx);
 
+// Where a step of the current car would take it, {space, lane}, with nothing moved or counted;
+// {0, 0} when the edge lane refuses it. Reads ApexSideNow, as ComputeOpenSteps left it.
+std::pair<int, int> StepLanding(const RaceState& rs, Step step);
+
 // The checks after a step.
 void CheckApexMarks(RuleContext& ctx);
 void CheckCurveSpeed(RuleContext& ctx);

@@ -63,7 +63,9 @@ void RunTable(RuleContext& ctx, const RollPlan& plan, Describe describe, Settle 
   }
   auto roll = [&] {
     RollResult r = Throw(ctx, plan, rows);
-    for (int row : rows) describe(row, r);
+    // The texts are for a panel; the search shows none and must not allocate them.
+    if (!InSearch(rs))
+      for (int row : rows) describe(row, r);
     return r;
   };
   auto apply = [&] {

@@ -1,0 +1,98 @@
+// Forty computer drivers race five laps of every shipped circuit with no one at the machine:
+// every car takes the flag or goes out with its reason in the log, the race state stays sound
+// after every pass, the same seed gives the same race, and the bench's signature holds.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "cars/car_file.h"
+#include "cli/bench_command.h"
+#include "cli/commands.h"
+#include "core/track_file.h"
+#include "rules/result_table_file.h"
+
+namespace vm {
+namespace {
+
+const std::string kData = VELOMARK_DATA;
+constexpr int kLaps = 5;
+
+std::vector<std::string> Circuits() {
+  std::vector<std::string> tracks;
+  for (const auto& entry : std::filesystem::directory_iterator(kData + "/Tracks"))
+    if (entry.path().extension() == ".trk") tracks.push_back(entry.path().string());
+  std::sort(tracks.begin(), tracks.end());
+  return tracks;
+}
+
+std::unique_ptr<RaceState> Field(const std::string& circuit) {
+  auto rs = std::make_unique<RaceState>();
+  EXPECT_FALSE(LoadCarFile(*rs, kData + "/Field40.crs", kData + "/Cars", SetupPointsRule::Replace));
+  EXPECT_FALSE(LoadResultTables(rs->Tables, kData + "/Default.rst"));
+  EXPECT_FALSE(LoadTrack(rs->track, circuit));
+  rs->GameMode = "Single";
+  rs->QualifyingMethod = "none";
+  rs->RaceLaps = rs->StartWearAllotment = kLaps;
+  rs->CarCount = kMaxCars;
+  return rs;
+}
+
+// The log line that tells why a car went out: a crash with its reason, or a stall on the grid.
+bool LoggedOut(const RaceState& rs, int car) {
+  for (const std::string& line : rs.Highlights)
+    if ((line.find(") Crash - ") != std::string::npos || line.find(") Out Of Race, Stalled - ") != std::string::npos) &&
+        line.find(rs.DriverName[car]) != std::string::npos)
+      return true;
+  return false;
+}
+
+TEST(AIRace, FortyComputerDriversRaceEveryCircuitToTheFlag) {
+  for (const std::string& circuit : Circuits()) {
+    SCOPED_TRACE(circuit);
+    auto rs = Field(circuit);
+    std::vector<std::string> faults;
+    const AIRaceResult r = RunAIRace(*rs, 11, [&] {
+      for (const std::string& f : CheckRaceState(*rs))
+        if (faults.size() < 10) faults.push_back(f);
+    });
+    EXPECT_TRUE(r.Ended);
+    EXPECT_TRUE(faults.empty()) << faults.front();
+    EXPECT_EQ(r.Finished + r.Out, kMaxCars);
+    for (int car = 1; car <= kMaxCars; ++car) {
+      if (rs->CarOutOfRace[car]) {
+        EXPECT_TRUE(LoggedOut(*rs, car)) << rs->DriverName[car];
+      } else {
+        EXPECT_EQ(rs->CarLap[car], kLaps + 1) << rs->DriverName[car];
+      }
+    }
+    // The same seed runs the same race to the last field.
+    auto again = Field(circuit);
+    RunAIRace(*again, 11);
+    EXPECT_EQ(RaceStateHash(*again), RaceStateHash(*rs));
+  }
+}
+
+TEST(AIRace, TheBenchSignsItsResultsTheSameEveryRun) {
+  auto bench = [] {
+    std::ostringstream out, err;
+    EXPECT_EQ(RunCli({"--data", kData, "bench", "--laps", "2", "--cars", "12", "--seed", "5"}, out, err), kExitOk)
+        << err.str();
+    const std::string text = out.str();
+    const size_t at = text.find("Signature: ");
+    return at == std::string::npos ? std::string() : text.substr(at);
+  };
+  const std::string first = bench();
+  EXPECT_EQ(first.size(), std::string("Signature: 0123456789abcdef\n").size()) << first;
+  EXPECT_EQ(bench(), first);
+  std::ostringstream out, err;
+  EXPECT_EQ(RunCli({"bench", "--laps", "0"}, out, err), kExitUsage);
+  EXPECT_EQ(RunCli({"--data", "/nonexistent", "bench"}, out, err), kExitFileError);
+}
+
+}  // namespace
+}  // namespace vm
