@@ -17,9 +17,9 @@ namespace vm {
 
 namespace {
 
-// Every per-car field a move or a rule can change, saved and put back around the trials (more
-// than the text lists: whatever a trial can touch must come back). The generator is not among
-// them: trials draw from it as live play does.
+// Every per-car field a move or a rule can change, saved and put back around the trials: whatever
+// a trial can touch must come back. The generator is not among them: trials draw from it as live
+// play does.
 #define VM_SEARCH_CAR_FIELDS(X)                                                                              \
   X(CarSpace) X(CarLane) X(CarSpeed) X(CarNewSpeed) X(CarDraftTarget) X(CarSlipSpeed) X(CarLap) X(CarWears)  \
   X(CarStatus) X(CarOutOfRace) X(CarEngineDamaged) X(CarBrakesDamaged) X(CarInPit) X(CarWetTires)            \

@@ -10,11 +10,15 @@
 #include <string>
 #include <vector>
 
+#include <nlohmann/json.hpp>
+
 #include "cars/car_file.h"
 #include "cli/bench_command.h"
 #include "cli/commands.h"
+#include "core/textfile.h"
 #include "core/track_file.h"
 #include "rules/result_table_file.h"
+#include "tests/temp_dir.h"
 
 namespace vm {
 namespace {
@@ -103,6 +107,21 @@ TEST(AIRace, PlayRunsAComputerFieldWithoutAScript) {
                                          "6", "--laps", "2"};
   ASSERT_EQ(RunCli(race, out, err), kExitOk) << err.str();
   EXPECT_NE(out.str().find("race over\n1. "), std::string::npos) << out.str();
+  // "autopilot" hands a person's car to the AI for the turn: it chooses a speed and drives.
+  const testing_support::TempDir dir;
+  const std::string dump = dir.File("d.json");
+  std::ostringstream pilotOut, pilotErr;
+  EXPECT_EQ(RunCli({"play", "--track", kData + "/Tracks/Kestrel.trk", "--tables", kData + "/Default.rst",
+                    "--car-design", "60,40,40,180,4,0", "--script", dir.Add("s.txt", "autopilot\n"), "--dump-json",
+                    dump},
+                   pilotOut, pilotErr),
+            3)
+      << pilotErr.str();
+  EXPECT_EQ(pilotOut.str(), "car 1: speed\n");
+  const nlohmann::json j = nlohmann::json::parse(ReadWholeFile(dump).value_or("null"));
+  EXPECT_GT(j["CarSpeed"][1].get<int>(), 0);
+  EXPECT_EQ(j["CarIsAI"][1], false);  // back to its driver after the turn
+
   std::vector<std::string> human = race;
   human[6] = kData + "/Default.crs";  // its first car is a person's
   EXPECT_EQ(RunCli(human, out, err), kExitUsage);
