@@ -18,6 +18,7 @@
 #include "core/textfile.h"
 #include "core/track_file.h"
 #include "rules/result_table_file.h"
+#include "tests/rules_fixture.h"
 #include "tests/temp_dir.h"
 
 namespace vm {
@@ -26,13 +27,7 @@ namespace {
 const std::string kData = VELOMARK_DATA;
 constexpr int kLaps = 5;
 
-std::vector<std::string> Circuits() {
-  std::vector<std::string> tracks;
-  for (const auto& entry : std::filesystem::directory_iterator(kData + "/Tracks"))
-    if (entry.path().extension() == ".trk") tracks.push_back(entry.path().string());
-  std::sort(tracks.begin(), tracks.end());
-  return tracks;
-}
+std::vector<std::string> Circuits() { return testing_support::ShippedTracks(); }
 
 std::unique_ptr<RaceState> Field(const std::string& circuit) {
   auto rs = std::make_unique<RaceState>();

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <initializer_list>
 #include <memory>
 #include <string>
@@ -42,6 +44,15 @@ class RecordingLog : public RaceLog {
   }
   std::vector<Highlighted> events;
 };
+
+// The circuits the game ships, in name order.
+inline std::vector<std::string> ShippedTracks() {
+  std::vector<std::string> tracks;
+  for (const auto& entry : std::filesystem::directory_iterator(std::string(VELOMARK_DATA) + "/Tracks"))
+    if (entry.path().extension() == ".trk") tracks.push_back(entry.path().string());
+  std::sort(tracks.begin(), tracks.end());
+  return tracks;
+}
 
 // The tables as the game ships them.
 inline ResultTables UsualTables() {

@@ -314,13 +314,7 @@ TEST_F(SpeedSearchTest, TrialsAcrossTheLineLeaveNoTrace) {
   EXPECT_EQ(CheckRaceState(rs), std::vector<std::string>{});
 }
 
-std::vector<std::string> ShippedTracks() {
-  std::vector<std::string> tracks;
-  for (const auto& entry : std::filesystem::directory_iterator(std::string(VELOMARK_DATA) + "/Tracks"))
-    if (entry.path().extension() == ".trk") tracks.push_back(entry.path().string());
-  std::sort(tracks.begin(), tracks.end());
-  return tracks;
-}
+using testing_support::ShippedTracks;
 
 // Forty AI cars of varied designs and characters race a few laps on every shipped circuit, every
 // other one with pit stops and weather. At every turn the search may change nothing but the AI cars' speeds and tows, and leaves a sound state.

@@ -399,13 +399,7 @@ class StressRace {
   int checks_ = 0;
 };
 
-std::vector<std::string> ShippedTracks() {
-  std::vector<std::string> tracks;
-  for (const auto& entry : std::filesystem::directory_iterator(std::string(VELOMARK_DATA) + "/Tracks"))
-    if (entry.path().extension() == ".trk") tracks.push_back(entry.path().string());
-  std::sort(tracks.begin(), tracks.end());
-  return tracks;
-}
+using testing_support::ShippedTracks;
 
 TEST(StressRace, FortyCarsRunEveryShippedCircuitWithASoundStateAfterEveryPass) {
   ResultTables tables;
