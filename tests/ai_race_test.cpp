@@ -12,6 +12,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "ai/profiles.h"
 #include "cars/car_file.h"
 #include "cli/bench_command.h"
 #include "cli/commands.h"
@@ -122,6 +123,27 @@ TEST(AIRace, PlayRunsAComputerFieldWithoutAScript) {
   human[6] = kData + "/Default.crs";  // its first car is a person's
   EXPECT_EQ(RunCli(human, out, err), kExitUsage);
   EXPECT_NE(err.str().find("car 1 is driven by a person: give its choices with --script"), std::string::npos);
+}
+
+// The profile and risk texts the setup grid and the reports print.
+TEST(AIProfiles, TextsForTheGridAndReports) {
+  auto rs = std::make_unique<RaceState>();
+  const struct {
+    int Lap, Race;
+    const char* Text;
+  } cases[] = {{1, 2, "LP-E/RP-S"}, {3, 1, "LP-L/RP-E"}, {2, 3, "LP-S/RP-L"}, {0, 2, "RP-S"}, {1, 4, "LP-E/"}};
+  for (const auto& c : cases) {
+    rs->CarLapProfile[5] = c.Lap;
+    rs->CarRaceProfile[5] = c.Race;
+    EXPECT_EQ(ProfileText(*rs, 5), c.Text) << c.Lap << "/" << c.Race;
+  }
+  rs->CarRiskSS[5] = 50;
+  rs->CarRiskA[5] = 10;
+  rs->CarRiskD[5] = 8;
+  rs->CarRiskT[5] = 6;
+  rs->CarRiskC[5] = 4;
+  rs->CarRiskCA[5] = 2;
+  EXPECT_EQ(RiskText(*rs, 5), "50/10/8/6/4/2");
 }
 
 }  // namespace
