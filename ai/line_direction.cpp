@@ -17,10 +17,6 @@ constexpr int kWorthItSpaces = 20;
 // The rows ahead ChooseDirection's passing test looks at: the move ends within three blocks.
 constexpr int kPassingBlocks = 3;
 
-int Wrap(const Track& t, int space) {
-  while (t.TrackLength > 0 && space > t.TrackLength) space -= t.TrackLength;
-  return space;
-}
 
 bool OnTrack(const Track& t, int lane) { return lane >= 1 && lane <= t.TrackLanes; }
 
@@ -50,7 +46,7 @@ LaneLook LookAlong(const Track& t, int space, int lane) {
   LaneLook look;
   if (!OnTrack(t, lane)) return look;
   for (int k = 1; k <= kLookAheadSpaces; ++k) {
-    const int index = Wrap(t, space + k);
+    const int index = WrapSpace(t, space + k);
     if (t.CellSkip[index][lane]) continue;
     if (t.CellLaneRank[index][lane] < 1) break;
     if (t.CellApexMark[index][lane] == kApexFirst) look.ApexMark = true;
@@ -152,7 +148,7 @@ char MakeRoomToPass(const RaceState& rs, int car, int spacesLeft, char direction
   if (spacesLeft < 1 || spacesLeft > kPassingBlocks || direction != inside) return direction;
   const Track& t = rs.track;
   const int lane = rs.CarLane[car];
-  const int row = Wrap(t, rs.CarSpace[car] + spacesLeft + 1);
+  const int row = WrapSpace(t, rs.CarSpace[car] + spacesLeft + 1);
   if (!OnTrack(t, lane + Offset(direction)) || !Holds(rs, car, row, lane + Offset(direction), true)) return direction;
   char chosen = direction;
   int chosenRank = 0;
@@ -174,7 +170,7 @@ CurveHeading NextCurveDirection(const RaceState& rs, int car) {
   const Track& t = rs.track;
   CurveHeading h;
   for (int k = 1; k <= kLookAheadSpaces && !h.Found; ++k) {
-    const int row = Wrap(t, rs.CarSpace[car] + k);
+    const int row = WrapSpace(t, rs.CarSpace[car] + k);
     for (int lane = 1; lane <= t.TrackLanes; ++lane) {
       const int limit = t.CellSpeedLimit[row][lane];
       if (!Usable(t, row, lane) || limit >= kNoLimit) continue;
@@ -186,7 +182,7 @@ CurveHeading NextCurveDirection(const RaceState& rs, int car) {
   // room to look for one.
   int apexRank = 0;
   for (int j = 1; h.Found && h.Distance > 1 && j <= h.Distance; ++j) {
-    const int row = Wrap(t, rs.CarSpace[car] + j);
+    const int row = WrapSpace(t, rs.CarSpace[car] + j);
     for (int lane = 1; lane <= t.TrackLanes; ++lane) {
       if (t.CellApexMark[row][lane] != kApexFirst || !Usable(t, row, lane)) continue;
       if (t.CellLaneRank[row][lane] <= apexRank) continue;
@@ -213,7 +209,7 @@ bool InsideLaneWorthIt(const RaceState& rs, int car) {
   if (inner == 0 || inner == lane) return false;
   int own = 0, inside = 0;
   for (int k = 1; k <= kWorthItSpaces; ++k) {
-    const int row = Wrap(t, space + k);
+    const int row = WrapSpace(t, space + k);
     if (Usable(t, row, lane) && t.CellSpeedLimit[row][lane] < kNoLimit) ++own;
     if (Usable(t, row, inner) && t.CellSpeedLimit[row][inner] < kNoLimit) ++inside;
   }

@@ -99,6 +99,11 @@ void ClearTrackForLoad(Track& t);
 
 // The next space in the direction of the race: TrackLength + 1 is space 1.
 inline int NextSpace(const Track& t, int space) { return space >= t.TrackLength ? 1 : space + 1; }
+// Brings a space counted on past the line back into the lap (any number of laps on).
+inline int WrapSpace(const Track& t, int space) {
+  while (t.TrackLength > 0 && space > t.TrackLength) space -= t.TrackLength;
+  return space;
+}
 // The space behind: 0 and below wrap to TrackLength.
 inline int PrevSpace(const Track& t, int space) { return space <= 1 ? t.TrackLength : space - 1; }
 // Walks forward n spaces with wrap-around.

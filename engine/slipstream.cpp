@@ -13,10 +13,6 @@ namespace {
 constexpr int kOneBlockLead = 120;
 constexpr int kTwoBlockLead = 180;
 
-int Wrap(const Track& t, int space) {
-  while (t.TrackLength > 0 && space > t.TrackLength) space -= t.TrackLength;
-  return space;
-}
 
 bool OnGrid(int space, int lane) { return space >= 1 && space <= kMaxSpaces && lane >= 1 && lane <= kMaxLanes; }
 
@@ -48,7 +44,7 @@ int SlipstreamOffer(const RaceState& rs) {
 int FindCurveEntrySpeed(const RaceState& rs, int car) {
   const Track& t = rs.track;
   for (int i = 1; i <= kLookAheadSpaces; ++i) {
-    const int space = Wrap(t, rs.CarSpace[car] + i);
+    const int space = WrapSpace(t, rs.CarSpace[car] + i);
     if (space < 1 || space > kMaxSpaces) return 0;
     for (int lane = 1; lane <= kMaxLanes; ++lane)
       if (t.CellLaneRank[space][lane] > 0 && t.CellSpeedLimit[space][lane] < kNoLimit)

@@ -14,15 +14,10 @@ namespace {
 
 // Reads of the grid take any index a walk may reach: past TrackLength they wrap, and space 0
 // (the empty column) stays readable for the look behind space 1.
-int Wrap(const Track& t, int space) {
-  if (t.TrackLength < 1) return space;
-  while (space > t.TrackLength) space -= t.TrackLength;
-  return space;
-}
-int Limit(const Track& t, int space, int lane) { return t.CellSpeedLimit[Wrap(t, space)][lane]; }
-bool Skip(const Track& t, int space, int lane) { return t.CellSkip[Wrap(t, space)][lane]; }
-int Rank(const Track& t, int space, int lane) { return t.CellLaneRank[Wrap(t, space)][lane]; }
-bool Occupied(const Track& t, int space, int lane) { return t.CellOccupant[Wrap(t, space)][lane] != 0; }
+int Limit(const Track& t, int space, int lane) { return t.CellSpeedLimit[WrapSpace(t, space)][lane]; }
+bool Skip(const Track& t, int space, int lane) { return t.CellSkip[WrapSpace(t, space)][lane]; }
+int Rank(const Track& t, int space, int lane) { return t.CellLaneRank[WrapSpace(t, space)][lane]; }
+bool Occupied(const Track& t, int space, int lane) { return t.CellOccupant[WrapSpace(t, space)][lane] != 0; }
 
 // The next cell of a lane after `space`: the first index that is no skip, passing at most two
 // skipped indices. For a side lane a skip without a rank is not passed: it is no cell at all, and
@@ -276,7 +271,7 @@ std::pair<int, int> StepLanding(const RaceState& rs, Step step) {
   const int direction = step == Step::Left ? 1 : step == Step::Right ? -1 : 0;
   if (direction == 0 || lane + direction < 1 || lane + direction > t.TrackLanes) return {0, 0};
   bool inward = false;
-  return {Wrap(t, LaneChangeSpace(rs, direction, inward)), lane + direction};
+  return {WrapSpace(t, LaneChangeSpace(rs, direction, inward)), lane + direction};
 }
 
 // --- Open steps ------------------------------------------------------------------------------
