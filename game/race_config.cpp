@@ -29,7 +29,9 @@ std::string StoredPicture(std::string_view picture, std::string_view carsFolder)
   return std::string(picture);
 }
 
-void WriteCarLine(TextWriter& w, const RaceState& rs, int car, std::string_view carsFolder) {
+}  // namespace
+
+void WriteCarRecordHead(TextWriter& w, const RaceState& rs, int car, std::string_view carsFolder) {
   w.Int(rs.CarStartSpeed[car]).Int(rs.CarAcceleration[car]).Int(rs.CarDeceleration[car]);
   w.Int(rs.CarTopSpeed[car]).Int(rs.CarWearPerLap[car]).Bool(rs.CarIsAI[car]);
   w.Int(rs.CarProfileSpare[car]).Int(rs.CarRaceProfile[car]).Int(rs.CarLapProfile[car]);
@@ -38,12 +40,16 @@ void WriteCarLine(TextWriter& w, const RaceState& rs, int car, std::string_view 
   w.Int(rs.CarRiskSS[car]).Int(rs.CarRiskC[car]).Int(rs.CarRiskD[car]);
   w.Int(rs.CarRiskCA[car]).Int(rs.CarRiskA[car]).Int(rs.CarRiskT[car]);
   w.Bool(rs.CarWetTires[car]);
+}
+
+void WriteRaceConfigCar(TextWriter& w, const RaceState& rs, int car, std::string_view carsFolder) {
+  WriteCarRecordHead(w, rs, car, carsFolder);
   for (int i = 0; i < kReservedInts; ++i) w.Int(0);
   for (int i = 0; i < kReservedStrings; ++i) w.Str(" ");
   w.EndLine();
 }
 
-void ReadCarLine(TextReader& in, RaceState& rs, int car, std::string_view carsFolder) {
+void ReadCarRecordHead(TextReader& in, RaceState& rs, int car, std::string_view carsFolder) {
   rs.CarStartSpeed[car] = in.ReadInt16("CarStartSpeed");
   rs.CarAcceleration[car] = in.ReadInt16("CarAcceleration");
   rs.CarDeceleration[car] = in.ReadInt16("CarDeceleration");
@@ -53,7 +59,9 @@ void ReadCarLine(TextReader& in, RaceState& rs, int car, std::string_view carsFo
   rs.CarProfileSpare[car] = in.ReadInt16("CarProfileSpare");
   rs.CarRaceProfile[car] = in.ReadInt16("CarRaceProfile");
   rs.CarLapProfile[car] = in.ReadInt16("CarLapProfile");
-  rs.CarPicture[car] = std::string(carsFolder) + in.ReadString("CarPicture");
+  // A car with no picture has none again, as a car file gives it, not the bare folder.
+  const std::string picture = in.ReadString("CarPicture");
+  rs.CarPicture[car] = IsBlank(picture) ? "" : std::string(carsFolder) + picture;
   rs.DriverName[car] = in.ReadString("DriverName");
   rs.CarDRM[car] = in.ReadInt16("CarDRM");
   rs.CarTeam[car] = in.ReadString("CarTeam");
@@ -64,9 +72,65 @@ void ReadCarLine(TextReader& in, RaceState& rs, int car, std::string_view carsFo
   rs.CarRiskA[car] = in.ReadInt16("CarRiskA");
   rs.CarRiskT[car] = in.ReadInt16("CarRiskT");
   rs.CarWetTires[car] = in.ReadBool("CarWetTires");
+}
+
+void ReadRaceConfigCar(TextReader& in, RaceState& rs, int car, std::string_view carsFolder) {
+  ReadCarRecordHead(in, rs, car, carsFolder);
   for (int i = 0; i < kReservedInts; ++i) in.ReadInt16("reserved");
   for (int i = 0; i < kReservedStrings; ++i) in.ReadString("reserved");
 }
+
+int MinPitStopsFor(int raceLaps, int startWearAllotment, int pitReplenishment) {
+  if (pitReplenishment == 0) return 0;
+  return static_cast<int>(
+      std::floor(static_cast<double>(raceLaps - startWearAllotment) / pitReplenishment + 0.5));
+}
+
+void WriteWeatherLine(TextWriter& w, const RaceState& rs) {
+  w.Bool(rs.WeatherEnabled).Int(rs.WeatherCycles).Int(rs.WeatherValue).Int(rs.PrevWeatherValue);
+  w.Str(rs.TrackCondition).Int(rs.WeatherRollSpace);
+  w.EndLine();
+}
+
+void ReadWeatherLine(TextReader& in, RaceState& rs) {
+  rs.WeatherEnabled = in.ReadBool("WeatherEnabled");
+  rs.WeatherCycles = in.ReadInt16("WeatherCycles");
+  rs.WeatherValue = in.ReadInt16("WeatherValue");
+  rs.PrevWeatherValue = in.ReadInt16("PrevWeatherValue");
+  rs.TrackCondition = in.ReadString("TrackCondition");
+  rs.WeatherRollSpace = in.ReadInt16("WeatherRollSpace");
+}
+
+void WritePointsLines(TextWriter& w, const RaceState& rs) {
+  for (int place = 1; place <= kMaxCars; ++place) w.Int(rs.PointStructure[place]);
+  w.EndLine();
+  w.Int(rs.PointsPole).Int(rs.PointsLeadLap).Int(rs.PointsFastLap).Int(rs.PointsLeadMost);
+  w.EndLine();
+}
+
+void ReadPointsLines(TextReader& in, RaceState& rs) {
+  for (int place = 1; place <= kMaxCars; ++place) rs.PointStructure[place] = in.ReadInt16("PointStructure");
+  rs.PointsPole = in.ReadInt16("PointsPole");
+  rs.PointsLeadLap = in.ReadInt16("PointsLeadLap");
+  rs.PointsFastLap = in.ReadInt16("PointsFastLap");
+  rs.PointsLeadMost = in.ReadInt16("PointsLeadMost");
+}
+
+void WriteLeaderSpeedHistory(TextWriter& w, const RaceState& rs) {
+  w.Int(rs.LeaderSpeedCount);
+  w.EndLine();
+  for (int line = 0; line < kLeaderHistoryLines; ++line) {
+    for (int i = 1; i <= kLeaderHistoryPerLine; ++i) w.Int(rs.LeaderSpeedHistory[line * kLeaderHistoryPerLine + i]);
+    w.EndLine();
+  }
+}
+
+void ReadLeaderSpeedHistory(TextReader& in, RaceState& rs) {
+  rs.LeaderSpeedCount = static_cast<int>(in.ReadInteger("LeaderSpeedCount", 0, kLeaderHistory));
+  for (int i = 1; i <= kLeaderHistory; ++i) rs.LeaderSpeedHistory[i] = in.ReadInt16("LeaderSpeedHistory");
+}
+
+namespace {
 
 void ReadBody(TextReader& in, RaceState& rs, std::string_view carsFolder) {
   rs.RaceLaps = static_cast<int>(in.ReadInteger("RaceLaps", 1, kMaxLaps));
@@ -75,23 +139,13 @@ void ReadBody(TextReader& in, RaceState& rs, std::string_view carsFolder) {
   in.ReadInt16("CarMovementDelay");  // the player's own display speed stays
   rs.AllowManualDice = in.ReadBool("AllowManualDice");
 
-  rs.WeatherEnabled = in.ReadBool("WeatherEnabled");
-  rs.WeatherCycles = in.ReadInt16("WeatherCycles");
-  rs.WeatherValue = in.ReadInt16("WeatherValue");
-  rs.PrevWeatherValue = in.ReadInt16("PrevWeatherValue");
-  rs.TrackCondition = in.ReadString("TrackCondition");
-  rs.WeatherRollSpace = in.ReadInt16("WeatherRollSpace");
-
-  for (int place = 1; place <= kMaxCars; ++place) rs.PointStructure[place] = in.ReadInt16("PointStructure");
-  rs.PointsPole = in.ReadInt16("PointsPole");
-  rs.PointsLeadLap = in.ReadInt16("PointsLeadLap");
-  rs.PointsFastLap = in.ReadInt16("PointsFastLap");
-  rs.PointsLeadMost = in.ReadInt16("PointsLeadMost");
+  ReadWeatherLine(in, rs);
+  ReadPointsLines(in, rs);
   rs.CarSetupPoints = in.ReadInt16("CarSetupPoints");
   rs.CarsInFile = static_cast<int>(in.ReadInteger("CarsInFile", 0, kMaxCars));
 
   for (int car = 1; car <= kMaxCars; ++car) {
-    ReadCarLine(in, rs, car, carsFolder);
+    ReadRaceConfigCar(in, rs, car, carsFolder);
     ClearCarRaceCounters(rs, car);
   }
 
@@ -106,17 +160,13 @@ void ReadBody(TextReader& in, RaceState& rs, std::string_view carsFolder) {
   rs.OptSlipstreamInCurves = in.ReadBool("OptSlipstreamInCurves");
   rs.OptNoLaneChangeInCurves = in.ReadBool("OptNoLaneChangeInCurves");
   // The stops are not stored: they follow from the laps the allotments leave to cover.
-  rs.MinPitStops = rs.PitReplenishment == 0
-                       ? 0
-                       : static_cast<int>(std::floor(
-                             static_cast<double>(rs.RaceLaps - rs.StartWearAllotment) / rs.PitReplenishment + 0.5));
+  rs.MinPitStops = MinPitStopsFor(rs.RaceLaps, rs.StartWearAllotment, rs.PitReplenishment);
 
   for (int car = 1; car <= kMaxCars; ++car) rs.PitStrategy[car] = in.ReadInt16("PitStrategy");
   for (int car = 1; car <= kMaxCars; ++car) rs.CarWearBonus[car] = in.ReadDouble("CarWearBonus");
   for (int car = 1; car <= kMaxCars; ++car) rs.CarQualifyBonus[car] = in.ReadDouble("CarQualifyBonus");
 
-  rs.LeaderSpeedCount = static_cast<int>(in.ReadInteger("LeaderSpeedCount", 0, kLeaderHistory));
-  for (int i = 1; i <= kLeaderHistory; ++i) rs.LeaderSpeedHistory[i] = in.ReadInt16("LeaderSpeedHistory");
+  ReadLeaderSpeedHistory(in, rs);
 
   ReadResultTableBlock(in, rs.Tables);
 }
@@ -148,18 +198,13 @@ std::string RaceConfigText(const RaceState& rs, std::string_view carsFolder) {
   w.EndLine();
   w.Bool(rs.AllowManualDice);
   w.EndLine();
-  w.Bool(rs.WeatherEnabled).Int(rs.WeatherCycles).Int(rs.WeatherValue).Int(rs.PrevWeatherValue);
-  w.Str(rs.TrackCondition).Int(rs.WeatherRollSpace);
-  w.EndLine();
-  for (int place = 1; place <= kMaxCars; ++place) w.Int(rs.PointStructure[place]);
-  w.EndLine();
-  w.Int(rs.PointsPole).Int(rs.PointsLeadLap).Int(rs.PointsFastLap).Int(rs.PointsLeadMost);
-  w.EndLine();
+  WriteWeatherLine(w, rs);
+  WritePointsLines(w, rs);
   w.Int(rs.CarSetupPoints);
   w.EndLine();
   w.Int(rs.CarsInFile);
   w.EndLine();
-  for (int car = 1; car <= kMaxCars; ++car) WriteCarLine(w, rs, car, carsFolder);
+  for (int car = 1; car <= kMaxCars; ++car) WriteRaceConfigCar(w, rs, car, carsFolder);
   w.Bool(rs.PitLaneOpen).Int(rs.PitReplenishment).Int(rs.StartWearAllotment);
   w.Bool(rs.OptCurveEntryBySlipstream).Bool(rs.OptAccelFromCurveExit).Bool(rs.PitRepairOnly);
   w.Int(rs.MinPitDuration).Bool(rs.OptBlueFlag).Bool(rs.OptSlipstreamInCurves).Bool(rs.OptNoLaneChangeInCurves);
@@ -170,12 +215,7 @@ std::string RaceConfigText(const RaceState& rs, std::string_view carsFolder) {
   w.EndLine();
   for (int car = 1; car <= kMaxCars; ++car) w.Dbl(rs.CarQualifyBonus[car]);
   w.EndLine();
-  w.Int(rs.LeaderSpeedCount);
-  w.EndLine();
-  for (int line = 0; line < kLeaderHistoryLines; ++line) {
-    for (int i = 1; i <= kLeaderHistoryPerLine; ++i) w.Int(rs.LeaderSpeedHistory[line * kLeaderHistoryPerLine + i]);
-    w.EndLine();
-  }
+  WriteLeaderSpeedHistory(w, rs);
   WriteResultTableBlock(w, rs.Tables);
   return w.Text();
 }

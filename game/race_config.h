@@ -27,6 +27,31 @@ using RaceConfigTrackLoader = std::function<std::optional<FileError>(RaceState& 
 // the same name in tracksFolder (a name stored on another machine still finds the local track).
 RaceConfigTrackLoader TrackLoaderFromFolder(std::string tracksFolder);
 
+// The car's record as a configuration stores it, 39 fields: the 19 of a car file's line, the
+// wet tires, nine reserved numbers and ten reserved strings. Saved races share it.
+void WriteRaceConfigCar(TextWriter& w, const RaceState& rs, int car, std::string_view carsFolder);
+void ReadRaceConfigCar(TextReader& in, RaceState& rs, int car, std::string_view carsFolder);
+
+// The first 20 of those fields, which every car record of a race file begins with.
+void WriteCarRecordHead(TextWriter& w, const RaceState& rs, int car, std::string_view carsFolder);
+void ReadCarRecordHead(TextReader& in, RaceState& rs, int car, std::string_view carsFolder);
+
+// The weather line: on or off, cycles, value, value before, track condition, roll space.
+void WriteWeatherLine(TextWriter& w, const RaceState& rs);
+void ReadWeatherLine(TextReader& in, RaceState& rs);
+
+// The points: a line of forty places, then pole, lead lap, fastest lap and most laps led.
+void WritePointsLines(TextWriter& w, const RaceState& rs);
+void ReadPointsLines(TextReader& in, RaceState& rs);
+
+// The leader's speeds of the last laps: the count on a line, then five lines of twenty.
+void WriteLeaderSpeedHistory(TextWriter& w, const RaceState& rs);
+void ReadLeaderSpeedHistory(TextReader& in, RaceState& rs);
+
+// The pit stops a race asks of every car: the laps the starting allotment of wears leaves,
+// in replenishments, rounded; none when the pits give nothing.
+int MinPitStopsFor(int raceLaps, int startWearAllotment, int pitReplenishment);
+
 // Returns the text of a configuration. Car pictures are stored without the leading carsFolder.
 std::string RaceConfigText(const RaceState& rs, std::string_view carsFolder);
 

@@ -14,6 +14,7 @@
 
 #include "core/race_log.h"
 #include "core/race_state.h"
+#include "core/race_state_fields.h"
 #include "core/random.h"
 #include "rules/rule_context.h"
 #include "ui/scripted_console.h"
@@ -203,5 +204,18 @@ class RulesTest : public RaceBench {
     return lines;
   }
 };
+
+// The names of the fields in which two states differ, the cells' occupancy and limits included,
+// so that a failed comparison says where.
+inline std::vector<std::string> DifferingFields(const RaceState& a, const RaceState& b) {
+  std::vector<std::string> names;
+#define VM_COMPARE(name) \
+  if (!(a.name == b.name)) names.push_back(#name);
+  VM_RACE_STATE_FIELDS(VM_COMPARE)
+#undef VM_COMPARE
+  if (!(a.track.CellOccupant == b.track.CellOccupant)) names.push_back("track.CellOccupant");
+  if (!(a.track.CellSpeedLimit == b.track.CellSpeedLimit)) names.push_back("track.CellSpeedLimit");
+  return names;
+}
 
 }  // namespace vm::testing_support

@@ -10,7 +10,6 @@
 
 #include "ai/drivers.h"
 #include "ai/speed_search.h"
-#include "core/race_state_fields.h"
 #include "core/track_file.h"
 #include "core/units.h"
 #include "engine/turn_engine.h"
@@ -22,19 +21,8 @@
 namespace vm {
 namespace {
 
+using testing_support::DifferingFields;
 using testing_support::Face;
-
-// The names of the fields in which two states differ.
-std::vector<std::string> DifferingFields(const RaceState& a, const RaceState& b) {
-  std::vector<std::string> names;
-#define VM_COMPARE(name) \
-  if (!(a.name == b.name)) names.push_back(#name);
-  VM_RACE_STATE_FIELDS(VM_COMPARE)
-#undef VM_COMPARE
-  if (!(a.track.CellOccupant == b.track.CellOccupant)) names.push_back("track.CellOccupant");
-  if (!(a.track.CellSpeedLimit == b.track.CellSpeedLimit)) names.push_back("track.CellSpeedLimit");
-  return names;
-}
 
 // What the search may change: the speeds and tows of the AI cars. Copies them from `after` into
 // `before` and returns the fields that still differ.

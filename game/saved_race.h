@@ -1,0 +1,47 @@
+// A race in progress as text: the .rip file a player saves and resumes, and the undo files
+// UFA.rip and UFB.rip the turn engine keeps. Both hold the whole race field by field, with no
+// version mark: writer and reader agree on the order alone.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "core/race_state.h"
+#include "core/textfile.h"
+#include "game/race_config.h"
+
+namespace vm {
+
+inline constexpr std::string_view kSavedRaceFilter = "Race In Progress Files (*.rip)|*.rip";
+inline constexpr std::string_view kSavedRaceExtension = ".rip";
+inline constexpr std::string_view kUndoFileNewer = "UFA.rip";  // the state at the start of this turn
+inline constexpr std::string_view kUndoFileOlder = "UFB.rip";  // the turn before: what an undo loads
+
+// The undo files leave out the points, the starting ratings and the result tables: they never
+// outlive the race, whose settings stay in memory.
+enum class SavedRaceKind { Rip, Undo };
+
+// Returns the text of a saved race. Car pictures are stored without the leading carsFolder.
+std::string SavedRaceText(const RaceState& rs, std::string_view carsFolder, SavedRaceKind kind);
+
+// Writes a saved race atomically: a crash never leaves half a file where the last one stood.
+std::optional<FileError> WriteSavedRace(const RaceState& rs, const std::string& path, std::string_view carsFolder,
+                                        SavedRaceKind kind);
+
+// Reads a saved race into the state: the track first, through loadTrack, then every part in
+// order. The cells are filled from the stored positions, the pit lane from the cars marked in it,
+// MinPitStops is derived and the starting ratings taken from the file (an undo file keeps the ones
+// in memory). A .rip keeps the player's display speed; an undo file restores it. A race where no
+// car has finished a lap restarts under the start rule; the steering target is cleared. Refused:
+// numbers beyond 16 bits, a car count outside 0..40, a car on no cell of the track or on another
+// car's cell. On any failure the race is exactly as before and the error names file, line, field.
+std::optional<FileError> ReadSavedRace(RaceState& rs, const std::string& path, std::string_view carsFolder,
+                                       SavedRaceKind kind, const RaceConfigTrackLoader& loadTrack);
+
+// Reads saved-race text already in memory; fileName only names it in errors.
+std::optional<FileError> ParseSavedRace(RaceState& rs, std::string text, const std::string& fileName,
+                                        std::string_view carsFolder, SavedRaceKind kind,
+                                        const RaceConfigTrackLoader& loadTrack);
+
+}  // namespace vm
