@@ -280,6 +280,8 @@ TEST(SavedRace, HostileFilesNameLineAndFieldAndLeaveTheRaceAlone) {
   auto cut = [](size_t line, const char* field) {
     return Hostile{field, 0, "", line - 1, FileErrorCode::PastEnd, static_cast<int>(line), field};
   };
+  static constexpr char kElf[] = "\x7f" "ELF\x02\x01\x01\0\0\0,\0\x03\0>";
+  const std::string binary(kElf, sizeof kElf - 1);  // the head of a program, NULs and all
   const Hostile cases[] = {
       // Cut short at the start of each part of the file.
       cut(1, "TrackFile"), cut(2, "UndoDisabled"), cut(3, "AllowManualDice"), cut(4, "WeatherEnabled"),
@@ -307,10 +309,8 @@ TEST(SavedRace, HostileFilesNameLineAndFieldAndLeaveTheRaceAlone) {
       {"no cell", 502, noCell, kAll, FileErrorCode::OutOfRange, 502, "CellSpace"},
       {"pits", 554, "#TRUE#", kAll, FileErrorCode::OutOfRange, 554, "CarInPit"},
       // Not a saved race at all.
-      {"binary", 1, std::string("\x7f" "ELF\x02\x01\x01\0\0\0,\0\x03\0>", 17), 1, FileErrorCode::NotAFile, 1,
-       "TrackFile"},
-      {"binary", 2, std::string("\x7f" "ELF\x02\x01\x01\0\0\0,\0\x03\0>", 17), 2, FileErrorCode::TypeMismatch, 2,
-       "UndoDisabled"},
+      {"binary", 1, binary, 1, FileErrorCode::NotAFile, 1, "TrackFile"},
+      {"binary", 2, binary, 2, FileErrorCode::TypeMismatch, 2, "UndoDisabled"},
   };
   for (const Hostile& h : cases) ExpectRefused(rip, h, SavedRaceKind::Rip);
 
