@@ -77,7 +77,9 @@ int FloorStep(int mph) { return mph / kMphPerSpace * kMphPerSpace; }
 
 bool OnGrid(int space, int lane) { return space >= 1 && space <= kMaxSpaces && lane >= 1 && lane <= kMaxLanes; }
 
-int LimitAt(const Track& t, int space, int lane) { return OnGrid(space, lane) ? t.CellSpeedLimit[space][lane] : kNoLimit; }
+int LimitAt(const Track& t, int space, int lane) {
+  return OnGrid(space, lane) ? t.CellSpeedLimit[space][lane] : kNoLimit;
+}
 
 // The next space of a lane, passing over cells that do not count (at most three in a row).
 int NextCounted(const Track& t, int space, int lane) {
@@ -265,7 +267,8 @@ void SpeedSearch::Run(RuleContext& ctx) {
   const int cars = std::clamp(rs.CarCount - rs.CarsFinished, 0, kMaxCars);
   // With no AI car to decide for, playing the humans forward would only draw.
   bool anyAI = false;
-  for (int pos = 1; pos <= cars; ++pos) anyAI = anyAI || (IsCarNumber(rs.RunningOrder[pos]) && rs.CarIsAI[rs.RunningOrder[pos]]);
+  for (int pos = 1; pos <= cars; ++pos)
+    anyAI = anyAI || (IsCarNumber(rs.RunningOrder[pos]) && rs.CarIsAI[rs.RunningOrder[pos]]);
   if (!anyAI) return;
   // Preparation, steps 1 and 2.
   SaveAll(rs);
@@ -319,7 +322,8 @@ int SpeedSearch::ChooseForCar(RuleContext& ctx, int car, int& slipSteps, int& ta
   if (saved.CarTopSpeed / 20.0 < maxSafe) maxSafe = saved.CarTopSpeed / kMphPerSpace;
   if (saved.CarTopSpeed / 20.0 + 1 < maxTry) maxTry = saved.CarTopSpeed / kMphPerSpace + 1;
   if (speed == 0) {
-    maxSafe = maxTry = Rnd((rs.RestartAfterPit || saved.CarLap < 1 ? saved.CarStartSpeed : saved.CarAcceleration) / 20.0);
+    maxSafe = maxTry =
+        Rnd((rs.RestartAfterPit || saved.CarLap < 1 ? saved.CarStartSpeed : saved.CarAcceleration) / 20.0);
     const bool passed = RiskRoll(rs, ctx.rng, car, "SS");
     if (rs.RestartAfterPit && passed) maxSafe = maxTry = Rnd(saved.CarStartSpeed / 20.0 + 1);
   }

@@ -138,7 +138,8 @@ int BenchCommand(const std::vector<std::string>& args, const std::string& dataFo
   if (!a) return kExitUsage;
   auto start = std::make_unique<RaceState>();
   const std::string carFile = JoinPath(dataFolder, "Field40.crs");
-  if (std::optional<FileError> e = LoadCarFile(*start, carFile, JoinPath(dataFolder, "Cars"), SetupPointsRule::Replace)) {
+  if (std::optional<FileError> e =
+          LoadCarFile(*start, carFile, JoinPath(dataFolder, "Cars"), SetupPointsRule::Replace)) {
     err << "velomark-cli: " << e->Describe() << "\n";
     return kExitFileError;
   }

@@ -319,7 +319,8 @@ std::optional<PlayArgs> ParsePlay(const std::vector<std::string>& args, std::ost
   if (!a.cars.empty() && !a.designs.empty()) return fail("give the cars with --cars or with --car-design, not both");
   if (a.designs.size() > static_cast<size_t>(kMaxCars)) return fail("at most 40 cars");
   if (a.pits && (!a.laps || *a.laps < kPitLapsMinimum))
-    return fail("--pits needs --laps of " + std::to_string(kPitLapsMinimum) + " or more: shorter races have no pit stops");
+    return fail("--pits needs --laps of " + std::to_string(kPitLapsMinimum) +
+                " or more: shorter races have no pit stops");
   if (a.carsRacing && !a.designs.empty() && *a.carsRacing > static_cast<int>(a.designs.size()))
     return fail("--cars-racing is more than the cars given");
   return a;
@@ -393,7 +394,8 @@ void Perform(RaceEngine& engine, const ScriptLine& line) {
     if (!ok) Misfit(line, ExpectedFor(waiting));
   };
   if (w == "speed") {
-    require(waiting == Waiting::Speed && (line.Words.size() == 2 || (line.Words.size() == 3 && line.Words[2] == "draft")));
+    require(waiting == Waiting::Speed &&
+            (line.Words.size() == 2 || (line.Words.size() == 3 && line.Words[2] == "draft")));
     std::optional<int> mph = ParseWholeNumber(line.Words[1]);
     if (!mph || *mph < 0 || *mph > 240 || *mph % 20 != 0) Misfit(line, "a speed is 0 to 240 in steps of 20");
     const SpeedButton& b = engine.SpeedPanel().Buttons[static_cast<size_t>(*mph / 20)];

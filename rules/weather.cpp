@@ -50,7 +50,8 @@ RollPanel StartWeatherPanel() {
   RollPanel p;
   p.Name = "frmWeatherTableStart";
   p.Caption = "Weather Table - Race Start";
-  p.Rows = {{kLowest, kFirstCloudy - 1, "Rain"}, {kFirstCloudy, kFirstClear - 1, "Cloudy"}, {kFirstClear, kHighest, "Clear"}};
+  p.Rows = {
+      {kLowest, kFirstCloudy - 1, "Rain"}, {kFirstCloudy, kFirstClear - 1, "Cloudy"}, {kFirstClear, kHighest, "Clear"}};
   return p;
 }
 

@@ -305,7 +305,8 @@ TEST_F(SpeedSearchTest, TrialsAcrossTheLineLeaveNoTrace) {
 using testing_support::ShippedTracks;
 
 // Forty AI cars of varied designs and characters race a few laps on every shipped circuit, every
-// other one with pit stops and weather. At every turn the search may change nothing but the AI cars' speeds and tows, and leaves a sound state.
+// other one with pit stops and weather. At every turn the search may change nothing but the AI
+// cars' speeds and tows, and leaves a sound state.
 TEST(SpeedSearchRace, FortyAICarsRaceEveryShippedCircuitAndEachSearchLeavesNoTrace) {
   ResultTables tables;
   ASSERT_FALSE(LoadResultTables(tables, std::string(VELOMARK_DATA) + "/Default.rst"));
