@@ -218,6 +218,7 @@ struct RaceState {
   // --- Turn engine.
   bool CurrentCarIsAI = false;
   int MoveStartSpace = 0;
+  bool TurnWasUndone = false;  // the race was taken back a turn and has not finished one since
 
   // --- Pit lane: the queue, front first (its size is the count of cars in it).
   std::vector<PitQueueEntry> PitQueue;

@@ -50,7 +50,7 @@
   X(DraftOffered) X(CurveEntrySpeed) X(SlipBonusKind) X(SlipBonusOfMove) X(SlipCancelled) X(BlueFlagCar)      \
   X(BlueFlagSide) X(BlueFlagSpacesLost)                                                                       \
   /* Race log and turn engine. */                                                                             \
-  X(Highlights) X(HighlightText) X(FastestLapText) X(CurrentCarIsAI) X(MoveStartSpace)                        \
+  X(Highlights) X(HighlightText) X(FastestLapText) X(CurrentCarIsAI) X(MoveStartSpace) X(TurnWasUndone)      \
   /* Pit lane, weather and qualifying. */                                                                     \
   X(PitQueue) X(WeatherRollPending) X(QualifyingLapRunning) X(QualifyingListPending) X(QualifyingDone)        \
   X(QualifyOrder) X(QualifyIndex) X(QualifyCarCount) X(QualifySpeed) X(QualifyTime) X(QualifyWearsUsed)       \

@@ -56,6 +56,19 @@ double Random::Rnd() {
   return static_cast<double>(Next() >> 11) * 0x1.0p-53;  // 53 random bits
 }
 
+RandomState Random::State() const {
+  RandomState state;
+  for (size_t i = 0; i < state.Words.size(); ++i) state.Words[i] = s_[i];
+  state.Draws = draws_;
+  return state;
+}
+
+void Random::Restore(const RandomState& state) {
+  for (size_t i = 0; i < state.Words.size(); ++i) s_[i] = state.Words[i];
+  draws_ = state.Draws;
+  script_.clear();
+}
+
 int Random::Die() { return static_cast<int>(std::floor(Rnd() * 6 + 1)); }
 
 void Random::Script(const std::vector<double>& values) {

@@ -2,6 +2,7 @@
 // so the same seed (or the same script) gives the same race on every machine.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <optional>
@@ -10,6 +11,12 @@
 #include <vector>
 
 namespace vm {
+
+// Where the generator stands: enough to carry a race on with the very values it would have drawn.
+struct RandomState {
+  std::array<std::uint64_t, 4> Words{};
+  std::uint64_t Draws = 0;
+};
 
 class Random {
  public:
@@ -30,6 +37,11 @@ class Random {
   std::size_t ScriptLeft() const { return script_.size(); }
   // How many values Rnd() has handed out since the last seed.
   std::uint64_t Draws() const { return draws_; }
+
+  // The generator's own state; scripted values still queued are not part of it.
+  RandomState State() const;
+  // Puts the generator back where State() found it, dropping any scripted values.
+  void Restore(const RandomState& state);
 
  private:
   std::uint64_t Next();

@@ -69,6 +69,12 @@ TextWriter& TextWriter::Bool(bool value) {
   return *this;
 }
 
+TextWriter& TextWriter::Word(std::string_view word) {
+  Separate();
+  text_ += word;
+  return *this;
+}
+
 void TextWriter::EndLine() {
   text_ += "\r\n";
   lineOpen_ = false;
@@ -213,6 +219,21 @@ TextReader::Raw TextReader::NextField(std::string_view field) {
     }
   }
   return raw;
+}
+
+bool TextReader::TakeWord(std::string_view word) {
+  const size_t pos = pos_;
+  const int line = line_;
+  const int lastLine = lastFieldLine_;
+  const bool afterComma = afterComma_;
+  if (AtEnd()) return false;
+  const Raw raw = NextField(word);
+  if (!raw.quoted && raw.text == word) return true;
+  pos_ = pos;
+  line_ = line;
+  lastFieldLine_ = lastLine;
+  afterComma_ = afterComma;
+  return false;
 }
 
 std::string TextReader::ReadString(std::string_view field) { return DecodeFileText(NextField(field).text); }

@@ -53,6 +53,8 @@ class TextWriter {
   // Shortest form that reads back to the same double.
   TextWriter& Dbl(double value);
   TextWriter& Bool(bool value);
+  // A bare word, unquoted: a mark no string field can be mistaken for.
+  TextWriter& Word(std::string_view word);
   // Ends the current statement.
   void EndLine();
 
@@ -88,6 +90,8 @@ class TextReader {
   }
   // #TRUE#/#FALSE#, or a number (non-zero is true); with allowWords also True/False.
   bool ReadBool(std::string_view field, bool allowWords = false);
+  // Takes the next field when it is the bare (unquoted) `word`; otherwise reads nothing.
+  bool TakeWord(std::string_view word);
 
   // Line of the next field to be read (1-based).
   int Line() const { return line_; }

@@ -170,11 +170,15 @@ void RaceEngine::StartRace(bool loaded) {
   rs_.FirstHumanCar = FindFirstHumanCar();
   rs_.RaceStartRefused = false;
   rs_.RestartAfterPit = false;
+  // Nothing of this race has been kept yet: the first turn's end writes the undo files.
+  undoOffered_ = false;
+  atTurnStart_ = true;
   // Step 2. A single-lap qualifying holds the start until its list has been worked through.
   if (!loaded && !RaceReset()) {
     waiting_ = Waiting::Nothing;
     return;
   }
+  if (!loaded) freshStarts_ += 1;
   // A loaded race restarts under the start rule only while nobody has begun a lap.
   if (loaded) rs_.RestartAfterPit = !RaceUnderWay(rs_);
   // Step 3. (The fastest lap of a loaded race is the saved race's.)
@@ -288,7 +292,7 @@ RaceEngine::Stage RaceEngine::AdvanceRound() {
   // Step 4. The pause waits for the end of the steering pass: restarting the turn after the speed
   // pass would ask for every speed, and roll every table, a second time.
   if (rs_.PauseRequested && rs_.TurnWrapped && rs_.SteeringPhase && !rs_.RaceOver) {
-    Call(Seams.SaveUndoFile);
+    SaveUndoFile();
     rs_.NewRaceTurn = true;
     rs_.PauseRequested = false;
     rs_.FinishLapMode = false;
@@ -307,7 +311,7 @@ RaceEngine::Stage RaceEngine::AdvanceRound() {
   // Step 7.
   if (rs_.TurnWrapped && rs_.ContinueTurns) {
     if (rs_.SteeringPhase) {
-      Call(Seams.SaveUndoFile);
+      SaveUndoFile();
       // With nobody at the machine the race stops after each turn unless it is finishing; a
       // human's own speed panel is the stop otherwise.
       if (!HumanOnTrack() && !rs_.FinishRaceMode) rs_.ContinueTurns = false;
@@ -385,9 +389,18 @@ void RaceEngine::ServePitLane() {
   rs_.CurrentCar = current;
 }
 
+void RaceEngine::SaveUndoFile() {
+  Call(Seams.SaveUndoFile);
+  undoOffered_ = static_cast<bool>(Seams.SaveUndoFile);
+  atTurnStart_ = true;
+  rs_.TurnWasUndone = false;
+}
+
 void RaceEngine::Finish(Waiting why) {
   waiting_ = why;
   if (why == Waiting::RaceOver) {
+    undoOffered_ = false;
+    atTurnStart_ = false;
     lapCaption_ = "Final Standings";
     rs_.RaceRunning = false;
     Call(Seams.EndRace);
@@ -613,6 +626,9 @@ void RaceEngine::NewSpeed(int i, bool draft) {
   // Step 1.
   if (rs_.SteeringPhase || i < 0 || i >= kSpeedButtons) return;
   if (waiting_ != Waiting::Speed && waiting_ != Waiting::PitContinue) return;
+  // The turn has begun: its start can no longer be taken back.
+  undoOffered_ = false;
+  atTurnStart_ = false;
   // Step 2.
   const bool settled = rs_.SpeedChecked || (rs_.CurrentCar > rs_.CarCount && !rs_.QualifyingLapRunning);
   if (!settled) {

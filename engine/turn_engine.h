@@ -33,7 +33,7 @@ struct EngineSeams {
   std::function<bool(RuleContext&)> Qualify;
   std::function<void(RuleContext&)> ChooseAISpeeds;          // every AI car's CarNewSpeed
   std::function<void(RuleContext&)> PlanMove;                // the whole move of the current AI car
-  std::function<void(RuleContext&)> SaveUndoFile;            // after every race turn
+  std::function<void(RuleContext&)> SaveUndoFile;            // at the end of every race turn
   std::function<void(RuleContext&)> EndRace;                 // the end of a race, with its results
   std::function<void()> Yield;                               // let the window's events run
 };
@@ -82,6 +82,15 @@ class RaceEngine {
   void Resume(Waiting waiting);
 
   Waiting WaitingFor() const { return waiting_; }
+  // Whether the last race turn may be taken back now: from the end of a turn, whose state the
+  // undo files hold, until a human chooses a speed in the next one or the race ends.
+  bool UndoOffered() const { return undoOffered_; }
+  // Whether the race stands between two race turns, nothing of the next one chosen yet: only then
+  // does a saved race hold all of it.
+  bool AtTurnStart() const { return atTurnStart_; }
+  // How many races have been started afresh (not taken up from a file): files kept for one race
+  // know by it that another has begun.
+  int FreshStarts() const { return freshStarts_; }
   // "car 3: steering, 4 blocks left", for people and scripts.
   std::string WaitDescription() const;
   const SpeedFrame& SpeedPanel() const { return speedFrame_; }
@@ -119,6 +128,8 @@ class RaceEngine {
   void Finish(Waiting why);
   // One turn of the pit lane; a car released past the line counts its crossing there.
   void ServePitLane();
+  // The end of a race turn: the undo files are written and the turn may be taken back.
+  void SaveUndoFile();
   template <class F>
   void Call(const F& seam) {
     if (seam) seam(ctx_);
@@ -130,6 +141,9 @@ class RaceEngine {
   SpeedFrame speedFrame_;
   SteeringPanel steeringPanel_;
   std::string lapCaption_ = "Race Start";
+  bool undoOffered_ = false;
+  bool atTurnStart_ = false;
+  int freshStarts_ = 0;
 };
 
 }  // namespace vm

@@ -83,6 +83,8 @@ struct GameSession {
   bool AgreementDeclined = false;
   bool SeasonRaceStored = false;
   bool SeasonLoaded = false;
+  std::string SeasonFile;  // the season's .sea file; its race in progress is saved beside it
+  bool RaceLoaded = false;  // the race on the track came from a saved race
   std::string StatusText = " ";  // the status bar's first panel
   bool BackgroundShown = true;
   bool TrackWindowOpen = false;  // frmTrack

@@ -1,8 +1,11 @@
 #include "game/saved_race.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <memory>
 #include <utility>
 
+#include "engine/laps.h"
 #include "rules/pit_stops.h"
 #include "rules/result_table_file.h"
 
@@ -14,7 +17,9 @@ constexpr int kRipReservedInts = 3;
 constexpr int kRipTrailingInts = 10;
 constexpr int kRipTrailingStrings = 10;
 constexpr int kLapReportPlaces = 11;  // places 0..10 of the lap report
-
+// Heads the block that follows the race's sections: what a race needs to go on exactly as it
+// would have, which those sections leave out. A bare word, so no highlight string can be taken for it.
+constexpr std::string_view kResumeMark = "#RESUME#";
 
 template <class T, class Put>
 void WritePerCarLine(TextWriter& w, const PerCar<T>& values, Put put) {
@@ -150,7 +155,138 @@ void ReadCarInPit(TextReader& in, RaceState& rs) {
   }
 }
 
-void WriteBody(TextWriter& w, const RaceState& rs, std::string_view carsFolder, SavedRaceKind kind) {
+std::string HexWord(std::uint64_t v) {
+  char text[17];
+  std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(v));
+  return text;
+}
+
+std::uint64_t ReadHexWord(TextReader& in, std::string_view field) {
+  const std::string text = in.ReadString(field);
+  std::uint64_t v = 0;
+  const bool hex = text.size() == 16 && std::all_of(text.begin(), text.end(), [](char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
+  });
+  if (!hex) in.Fail(FileErrorCode::TypeMismatch, field, "expected 16 hexadecimal digits", in.LastFieldLine());
+  for (char c : text) v = v * 16 + static_cast<std::uint64_t>(c <= '9' ? c - '0' : c - 'a' + 10);
+  return v;
+}
+
+// The pit lane's queue in its order, the finish order, the fastest lap, a weather roll that is
+// due, the qualifying results and, when given, where the generator stands.
+void WriteResumeBlock(TextWriter& w, const RaceState& rs, const Random* rng) {
+  w.Word(kResumeMark);
+  w.EndLine();
+  w.Int(static_cast<long long>(rs.PitQueue.size()));
+  w.EndLine();
+  for (const PitQueueEntry& e : rs.PitQueue) {
+    w.Int(e.Car).Int(e.ReleaseTurns).Int(e.TaskCode).Int(e.SpacesCarried);
+    w.EndLine();
+  }
+  w.Int(rs.FinishOrderCount).Int(rs.CarsFinished).Int(rs.CarsOut).Int(rs.CarCountAtStart);
+  w.EndLine();
+  WritePerCarLine(w, rs.FinishOrder, PutInt);
+  w.Dbl(rs.FastestLapMph).Dbl(rs.FastestLapSeconds).Str(rs.FastestLapText);
+  w.EndLine();
+  w.Bool(rs.WeatherRollPending).Bool(rs.RaceStandingStart).Int(rs.PaceSpeed);
+  w.EndLine();
+  WritePerCarLine(w, rs.CarSlipSpeed, PutInt);
+  w.Int(rs.QualifyIndex).Int(rs.QualifyCarCount);
+  w.EndLine();
+  WritePerCarLine(w, rs.QualifyOrder, PutInt);
+  WritePerCarLine(w, rs.QualifySpeed, PutDbl);
+  WritePerCarLine(w, rs.QualifyWearsUsed, PutInt);
+  w.Bool(rng != nullptr);
+  if (rng != nullptr) {
+    const RandomState state = rng->State();
+    for (std::uint64_t word : state.Words) w.Str(HexWord(word));
+    w.Str(HexWord(state.Draws));
+  }
+  w.EndLine();
+}
+
+void ReadResumeBlock(TextReader& in, RaceState& rs, std::optional<RandomState>& generator) {
+  const int queued = static_cast<int>(in.ReadInteger("PitQueueCount", 0, kMaxCars));
+  const int line = in.LastFieldLine();
+  std::vector<PitQueueEntry> queue;
+  PerCar<bool> seen{};
+  for (int i = 0; i < queued; ++i) {
+    PitQueueEntry e;
+    e.Car = static_cast<int>(in.ReadInteger("PitQueueCar", 1, kMaxCars));
+    if (!rs.CarInPit[e.Car] || seen[e.Car])
+      in.Fail(FileErrorCode::OutOfRange, "PitQueueCar",
+              "car " + std::to_string(e.Car) + " is not in the pits, or queued twice", in.LastFieldLine());
+    seen[e.Car] = true;
+    e.ReleaseTurns = in.ReadInt16("PitReleaseTurns");
+    e.TaskCode = static_cast<int>(in.ReadInteger("PitTaskCode", 0, kPitTaskCodes - 1));
+    e.SpacesCarried = in.ReadInt16("PitSpacesCarried");
+    queue.push_back(e);
+  }
+  if (queue.size() != rs.PitQueue.size())
+    in.Fail(FileErrorCode::OutOfRange, "PitQueueCount",
+            std::to_string(queued) + " cars queued, but " + std::to_string(rs.PitQueue.size()) + " in the pits", line);
+  rs.PitQueue = std::move(queue);
+  rs.FinishOrderCount = static_cast<int>(in.ReadInteger("FinishOrderCount", 0, kMaxCars));
+  rs.CarsFinished = static_cast<int>(in.ReadInteger("CarsFinished", 0, kMaxCars));
+  rs.CarsOut = static_cast<int>(in.ReadInteger("CarsOut", 0, kMaxCars));
+  rs.CarCountAtStart = static_cast<int>(in.ReadInteger("CarCountAtStart", 0, kMaxCars));
+  for (int place = 1; place <= kMaxCars; ++place) rs.FinishOrder[place] = ReadCarRef(in, "FinishOrder");
+  rs.FastestLapMph = in.ReadDouble("FastestLapMph");
+  rs.FastestLapSeconds = in.ReadDouble("FastestLapSeconds");
+  rs.FastestLapText = in.ReadString("FastestLapText");
+  rs.WeatherRollPending = in.ReadBool("WeatherRollPending");
+  rs.RaceStandingStart = in.ReadBool("RaceStandingStart");
+  rs.PaceSpeed = in.ReadInt16("PaceSpeed");
+  for (int car = 1; car <= kMaxCars; ++car) rs.CarSlipSpeed[car] = in.ReadInt16("CarSlipSpeed");
+  rs.QualifyIndex = static_cast<int>(in.ReadInteger("QualifyIndex", 1, kMaxCars + 1));
+  rs.QualifyCarCount = static_cast<int>(in.ReadInteger("QualifyCarCount", 0, kMaxCars));
+  for (int i = 1; i <= kMaxCars; ++i) rs.QualifyOrder[i] = ReadCarRef(in, "QualifyOrder");
+  for (int car = 1; car <= kMaxCars; ++car) rs.QualifySpeed[car] = in.ReadDouble("QualifySpeed");
+  for (int car = 1; car <= kMaxCars; ++car) rs.QualifyWearsUsed[car] = in.ReadInt16("QualifyWearsUsed");
+  if (in.ReadBool("Generator")) {
+    RandomState state;
+    for (std::uint64_t& word : state.Words) word = ReadHexWord(in, "GeneratorWord");
+    // A generator of all zeros would draw nothing but zeros.
+    if (std::all_of(state.Words.begin(), state.Words.end(), [](std::uint64_t w) { return w == 0; }))
+      in.Fail(FileErrorCode::OutOfRange, "GeneratorWord", "the generator's words are all zero", in.LastFieldLine());
+    state.Draws = ReadHexWord(in, "GeneratorDraws");
+    generator = state;
+  }
+}
+
+// A file without the block: the counts, the finish order and the fastest lap are worked out from
+// the race's tables. Finishers rank by their race time; the pit lane is as the cars in it left it.
+void DeriveResumeFields(RaceState& rs) {
+  const int n = std::clamp(rs.CarCount, 0, kMaxCars);
+  rs.CarsOut = 0;
+  std::vector<int> finishers;
+  for (int car = 1; car <= n; ++car) {
+    if (rs.CarOutOfRace[car]) rs.CarsOut += 1;
+    else if (rs.CarLap[car] > rs.RaceLaps) finishers.push_back(car);
+  }
+  std::stable_sort(finishers.begin(), finishers.end(),
+                   [&](int a, int b) { return rs.CarRaceClock[a] < rs.CarRaceClock[b]; });
+  rs.FinishOrder.fill(0);
+  for (size_t i = 0; i < finishers.size(); ++i) rs.FinishOrder[i + 1] = finishers[i];
+  rs.FinishOrderCount = rs.CarsFinished = static_cast<int>(finishers.size());
+  rs.CarCountAtStart = rs.CarCount;
+  rs.FastestLapMph = 0;
+  rs.FastestLapSeconds = 0;
+  rs.FastestLapText.clear();
+  for (int lap = 1; lap <= kMaxLaps; ++lap)
+    for (int pos = 1; pos <= kMaxCars; ++pos) {
+      const int car = rs.LapOrder[lap][pos];
+      if (!IsCarNumber(car) || rs.LapSpeedMph[lap][car] <= rs.FastestLapMph) continue;
+      rs.FastestLapMph = rs.LapSpeedMph[lap][car];
+      rs.FastestLapText = FastestLapLabel(rs.DriverName[car], rs.FastestLapMph, lap);
+    }
+  rs.RaceStandingStart = !RaceUnderWay(rs);
+  const int leader = RaceLeader(rs);
+  rs.PaceSpeed = IsCarNumber(leader) ? rs.CarSpeed[leader] : 0;
+}
+
+void WriteBody(TextWriter& w, const RaceState& rs, std::string_view carsFolder, SavedRaceKind kind,
+               const Random* rng) {
   const bool rip = kind == SavedRaceKind::Rip;
   w.Str(rs.track.TrackFile);
   w.EndLine();
@@ -217,9 +353,11 @@ void WriteBody(TextWriter& w, const RaceState& rs, std::string_view carsFolder, 
     w.EndLine();
   }
   if (rip) WriteResultTableBlock(w, rs.Tables);
+  WriteResumeBlock(w, rs, rng);
 }
 
-void ReadBody(TextReader& in, RaceState& rs, std::string_view carsFolder, SavedRaceKind kind) {
+void ReadBody(TextReader& in, RaceState& rs, std::string_view carsFolder, SavedRaceKind kind,
+              std::optional<RandomState>& generator) {
   const bool rip = kind == SavedRaceKind::Rip;
   rs.UndoDisabled = in.ReadBool("UndoDisabled");
   rs.AllowManualDice = in.ReadBool("AllowManualDice");
@@ -277,9 +415,16 @@ void ReadBody(TextReader& in, RaceState& rs, std::string_view carsFolder, SavedR
     for (std::string item = in.ReadString("Highlight"); item != kResultTableTag; item = in.ReadString("Highlight"))
       rs.Highlights.push_back(std::move(item));
     ReadResultTableRecords(in, rs.Tables);
-  } else {
-    while (!in.AtEnd()) rs.Highlights.push_back(in.ReadString("Highlight"));
   }
+  bool marked = rip && in.TakeWord(kResumeMark);
+  while (!rip && !marked && !in.AtEnd()) {
+    marked = in.TakeWord(kResumeMark);
+    if (!marked) rs.Highlights.push_back(in.ReadString("Highlight"));
+  }
+  if (marked)
+    ReadResumeBlock(in, rs, generator);
+  else
+    DeriveResumeFields(rs);
 
   bool underway = false;
   for (int car = 1; car <= kMaxCars; ++car) underway = underway || rs.CarLap[car] > 0;
@@ -290,23 +435,24 @@ void ReadBody(TextReader& in, RaceState& rs, std::string_view carsFolder, SavedR
 
 }  // namespace
 
-std::string SavedRaceText(const RaceState& rs, std::string_view carsFolder, SavedRaceKind kind) {
+std::string SavedRaceText(const RaceState& rs, std::string_view carsFolder, SavedRaceKind kind, const Random* rng) {
   TextWriter w;
-  WriteBody(w, rs, carsFolder, kind);
+  WriteBody(w, rs, carsFolder, kind, rng);
   return w.Text();
 }
 
 std::optional<FileError> WriteSavedRace(const RaceState& rs, const std::string& path, std::string_view carsFolder,
-                                        SavedRaceKind kind) {
-  return WriteFileAtomic(path, SavedRaceText(rs, carsFolder, kind));
+                                        SavedRaceKind kind, const Random* rng) {
+  return WriteFileAtomic(path, SavedRaceText(rs, carsFolder, kind, rng));
 }
 
 std::optional<FileError> ParseSavedRace(RaceState& rs, std::string text, const std::string& fileName,
                                         std::string_view carsFolder, SavedRaceKind kind,
-                                        const RaceConfigTrackLoader& loadTrack) {
+                                        const RaceConfigTrackLoader& loadTrack, Random* rng) {
   // The whole file is taken in on a copy (on the heap: the state is large) before the race sees it.
   auto work = std::make_unique<RaceState>(rs);
   TextReader in(std::move(text), fileName);
+  std::optional<RandomState> generator;
   try {
     const std::string trackFile = in.ReadString("TrackFile");
     work->RaceConfigLoaded = true;
@@ -325,19 +471,20 @@ std::optional<FileError> ParseSavedRace(RaceState& rs, std::string text, const s
     } else {
       work->track.TrackFile = trackFile;
     }
-    ReadBody(in, *work, carsFolder, kind);
+    ReadBody(in, *work, carsFolder, kind, generator);
   } catch (const FileFormatError& e) {
     return e.Error();
   }
   rs = std::move(*work);
+  if (rng != nullptr && generator) rng->Restore(*generator);
   return std::nullopt;
 }
 
 std::optional<FileError> ReadSavedRace(RaceState& rs, const std::string& path, std::string_view carsFolder,
-                                       SavedRaceKind kind, const RaceConfigTrackLoader& loadTrack) {
+                                       SavedRaceKind kind, const RaceConfigTrackLoader& loadTrack, Random* rng) {
   std::string text;
   if (std::optional<FileError> error = ReadTextFile(path, text)) return error;
-  return ParseSavedRace(rs, std::move(text), path, carsFolder, kind, loadTrack);
+  return ParseSavedRace(rs, std::move(text), path, carsFolder, kind, loadTrack, rng);
 }
 
 }  // namespace vm

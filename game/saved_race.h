@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "core/race_state.h"
+#include "core/random.h"
 #include "core/textfile.h"
 #include "game/race_config.h"
 
@@ -23,11 +24,15 @@ inline constexpr std::string_view kUndoFileOlder = "UFB.rip";  // the turn befor
 enum class SavedRaceKind { Rip, Undo };
 
 // Returns the text of a saved race. Car pictures are stored without the leading carsFolder.
-std::string SavedRaceText(const RaceState& rs, std::string_view carsFolder, SavedRaceKind kind);
+// After the race's sections comes a block of what a race needs to go on exactly (the pit lane's
+// turns and work, the finish order, the fastest lap, a weather roll due, the qualifying results)
+// and, when rng is given, where the generator stands.
+std::string SavedRaceText(const RaceState& rs, std::string_view carsFolder, SavedRaceKind kind,
+                          const Random* rng = nullptr);
 
 // Writes a saved race atomically: a crash never leaves half a file where the last one stood.
 std::optional<FileError> WriteSavedRace(const RaceState& rs, const std::string& path, std::string_view carsFolder,
-                                        SavedRaceKind kind);
+                                        SavedRaceKind kind, const Random* rng = nullptr);
 
 // Reads a saved race into the state: the track first, through loadTrack, then every part in
 // order. The cells are filled from the stored positions, the pit lane from the cars marked in it,
@@ -36,12 +41,16 @@ std::optional<FileError> WriteSavedRace(const RaceState& rs, const std::string& 
 // car has finished a lap restarts under the start rule; the steering target is cleared. Refused:
 // numbers beyond 16 bits, a car count outside 0..40, a car on no cell of the track or on another
 // car's cell. On any failure the race is exactly as before and the error names file, line, field.
+// A file without the closing block loads too: the counts, finish order and fastest lap are worked
+// out from the tables, and each car in the pits is one turn from release. When rng is given and
+// the file says where the generator stood, the generator is put back there.
 std::optional<FileError> ReadSavedRace(RaceState& rs, const std::string& path, std::string_view carsFolder,
-                                       SavedRaceKind kind, const RaceConfigTrackLoader& loadTrack);
+                                       SavedRaceKind kind, const RaceConfigTrackLoader& loadTrack,
+                                       Random* rng = nullptr);
 
 // Reads saved-race text already in memory; fileName only names it in errors.
 std::optional<FileError> ParseSavedRace(RaceState& rs, std::string text, const std::string& fileName,
                                         std::string_view carsFolder, SavedRaceKind kind,
-                                        const RaceConfigTrackLoader& loadTrack);
+                                        const RaceConfigTrackLoader& loadTrack, Random* rng = nullptr);
 
 }  // namespace vm

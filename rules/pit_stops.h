@@ -26,6 +26,7 @@ struct PitDecisions {
 };
 
 // TaskCode: dry tires 0..4, rain tires 5..9.
+inline constexpr int kPitTaskCodes = 10;
 inline constexpr int kTaskTiresDry = 0;
 inline constexpr int kTaskTiresRain = 9;
 

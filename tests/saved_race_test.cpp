@@ -24,6 +24,9 @@ using testing_support::TempDir;
 
 const std::string kOval = std::string(VELOMARK_FIXTURES) + "/Oval.trk";
 const std::string kCarsFolder = "C:\\VMR\\Cars\\";
+// The block after the race's sections, with the pit lane empty: mark, queue count, counts, finish
+// order, fastest lap, flags, slipstream speeds, qualifying (four lines) and the generator.
+constexpr size_t kResumeBlockLines = 13;
 
 // The first `n` cells of the track in lane order, each a real cell.
 std::vector<std::pair<int, int>> FreeCells(const Track& t, size_t n) {
@@ -183,13 +186,12 @@ TEST(SavedRace, WriteReadWriteGivesTheSameBytesAndTheSameRace) {
               std::tuple(12, 1, false, true, k.Kind == SavedRaceKind::Undo ? 130 : 40, original->PitQueue,
                          original->track.CellOccupant, original->Highlights))
         << k.Name;
-    // What the layout leaves out: counts a resume has to work out again, the display speed of a
-    // .rip, and in an undo file the settings that stay in memory.
+    // What stays behind: the display speed of a .rip, and in an undo file the settings that stay in
+    // memory.
     const std::vector<std::string> notStored =
         k.Kind == SavedRaceKind::Rip
-            ? std::vector<std::string>{"CarsOut", "RaceStandingStart", "CarMovementDelay"}
-            : std::vector<std::string>{"CarDesign",   "CarsOut",    "RaceStandingStart", "PointStructure",
-                                       "PointsPole", "PointsLeadMost", "Tables"};
+            ? std::vector<std::string>{"CarMovementDelay"}
+            : std::vector<std::string>{"CarDesign", "PointStructure", "PointsPole", "PointsLeadMost", "Tables"};
     EXPECT_EQ(DifferingFields(*fresh, *original), notStored) << k.Name;
     fresh->CarMovementDelay = original->CarMovementDelay;
     EXPECT_TRUE(SavedRaceText(*fresh, kCarsFolder, k.Kind) == text) << k.Name;
@@ -218,9 +220,10 @@ TEST(SavedRace, ThreeCarRaceStillStoresFortyCarsAndFortyRunningRecords) {
       EXPECT_EQ(FieldCount(lines[cars + kMaxCars + 1 + i]), 25u) << k.Name << " running " << i + 1;
     }
     EXPECT_EQ(lines[cars + kMaxCars], "1") << k.Name;                  // LeadCar
-    // The lap tables to the qualifying times, three highlights; a .rip ends in the tables.
+    // The lap tables to the qualifying times, three highlights, in a .rip the tables, and the
+    // closing block for a resume with an empty pit lane.
     const size_t expected = static_cast<size_t>(cars + 2 * kMaxCars + 1 + 303 + 101 + 40 + 1 + 1 + 5 + 6 + 11 + 1 + 3) +
-                            (k.Kind == SavedRaceKind::Rip ? 27u : 0u);
+                            (k.Kind == SavedRaceKind::Rip ? 27u : 0u) + kResumeBlockLines;
     EXPECT_EQ(lines.size(), expected) << k.Name;
   }
 }
@@ -332,12 +335,13 @@ TEST(SavedRace, UndoFileHasNoPointsNoStartingRatingsAndNoTables) {
   // The design points follow the rule options directly; the highlights run to the end.
   EXPECT_EQ(std::vector(undo.begin(), undo.begin() + 13), std::vector(rip.begin(), rip.begin() + 13));
   EXPECT_EQ(undo[13], rip[15]);
-  EXPECT_EQ(undo.back(), "\"Car 4, 'out' of the race\"");
-  EXPECT_EQ(rip[rip.size() - 27], "\"ResultTable\"");
+  EXPECT_EQ(undo[undo.size() - kResumeBlockLines - 1], "\"Car 4, 'out' of the race\"");
+  EXPECT_EQ(undo[undo.size() - kResumeBlockLines], "#RESUME#");
+  EXPECT_EQ(rip[rip.size() - kResumeBlockLines - 27], "\"ResultTable\"");
   // A cut in the highlights of an undo file is no error: they are whatever is left.
   auto loaded = std::make_unique<RaceState>(*rs);
   std::string shorter;
-  for (size_t i = 0; i + 1 < undo.size(); ++i) shorter += undo[i] + "\r\n";
+  for (size_t i = 0; i + kResumeBlockLines + 1 < undo.size(); ++i) shorter += undo[i] + "\r\n";
   ASSERT_FALSE(ParseSavedRace(*loaded, shorter, "UFB.rip", kCarsFolder, SavedRaceKind::Undo, TrackLoaderFromFolder("")));
   EXPECT_EQ(loaded->Highlights, std::vector<std::string>(rs->Highlights.begin(), rs->Highlights.end() - 1));
 }

@@ -1,0 +1,238 @@
+#include "game/race_files.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "core/paths.h"
+#include "core/units.h"
+#include "game/saved_race.h"
+
+namespace vm {
+
+namespace {
+
+// Whether a file can be made in the folder: tried, not guessed from permission bits.
+bool CanWriteIn(const std::string& folder) {
+  if (folder.empty()) return false;
+  const std::string probe = JoinPath(folder, ".velomark-write-probe");
+  std::FILE* f = std::fopen(probe.c_str(), "wb");
+  if (f == nullptr) return false;
+  std::fclose(f);
+  std::remove(probe.c_str());
+  return true;
+}
+
+std::string WithSeparator(std::string folder) {
+  if (!folder.empty() && folder.back() != '/') folder += '/';
+  return folder;
+}
+
+}  // namespace
+
+std::string UserDataFolder() {
+  const char* xdg = std::getenv("XDG_DATA_HOME");
+  if (xdg != nullptr && *xdg == '/') return JoinPath(xdg, "velomark");
+  const char* home = std::getenv("HOME");
+  if (home != nullptr && *home != '\0') return JoinPath(JoinPath(home, ".local/share"), "velomark");
+  return "";
+}
+
+std::string UndoFolderFor(const std::string& dataFolder) {
+  if (CanWriteIn(dataFolder)) return WithSeparator(dataFolder);
+  const std::string user = UserDataFolder();
+  if (user.empty()) return "";
+  std::error_code ec;
+  std::filesystem::create_directories(user, ec);
+  return CanWriteIn(user) ? WithSeparator(user) : "";
+}
+
+RaceFiles::RaceFiles(GameSession& g, RaceEngine& engine, std::string undoFolder)
+    : g_(g), engine_(engine), undoFolder_(std::move(undoFolder)), raceStarts_(engine.FreshStarts()) {
+  engine_.Seams.SaveUndoFile = [this](RuleContext&) { SaveUndoFile(); };
+}
+
+RaceFiles::~RaceFiles() { engine_.Seams.SaveUndoFile = nullptr; }
+
+std::string RaceFiles::NewerUndoFile() const { return JoinPath(undoFolder_, kUndoFileNewer); }
+std::string RaceFiles::OlderUndoFile() const { return JoinPath(undoFolder_, kUndoFileOlder); }
+
+RaceConfigTrackLoader RaceFiles::TrackLoader() const { return TrackLoaderFromFolder(g_.TracksFolder); }
+
+// --- Saved races ------------------------------------------------------------------------------------
+
+std::optional<FileError> RaceFiles::SaveRace(const std::string& path, const Random* rng) {
+  return WriteSavedRace(Rs(), path, g_.CarsFolder, SavedRaceKind::Rip, rng);
+}
+
+std::optional<FileError> RaceFiles::LoadSavedRace(const std::string& path, Random* rng) {
+  if (std::optional<FileError> error =
+          ReadSavedRace(Rs(), path, g_.CarsFolder, SavedRaceKind::Rip, TrackLoader(), rng))
+    return error;
+  // The undo files belong to the race that was on the track before.
+  ClearUndoFiles();
+  TakeUp();
+  return std::nullopt;
+}
+
+void RaceFiles::TakeUp() {
+  g_.RaceLoaded = true;
+  g_.TrackWindowOpen = true;
+  CommandsAtRaceStart(g_, Rs());
+  engine_.StartRace(true);
+}
+
+bool RaceFiles::mnuRaceSave() {
+  // Mid-turn, the race is partly in the engine's hands and no file could hold it.
+  if (!engine_.AtTurnStart()) return false;
+  std::string path;
+  if (Rs().GameMode == kModeSeason) {
+    path = ReplaceExtension(g_.SeasonFile, kSavedRaceExtension);
+    g_.SeasonRaceStored = true;
+  } else {
+    FileDialogRequest ask;
+    ask.Save = true;
+    ask.Title = "Save Race";
+    ask.Filter = kSavedRaceFilter;
+    ask.DefaultExtension = kSavedRaceExtension;
+    ask.InitialFolder = g_.AppPath;
+    std::optional<std::string> chosen = Ui().ChooseFile(ask);
+    if (!chosen) return false;
+    path = *chosen;
+    g_.StatusText = BaseName(path);
+  }
+  if (std::optional<FileError> error = SaveRace(path)) {
+    Ui().ShowMessage("The race could not be saved: " + error->Describe(), "Save Race", MessageKind::Critical);
+    return false;
+  }
+  return true;
+}
+
+bool RaceFiles::mnuFileLoadSavedRace() {
+  g_.FatalLoadError = false;
+  std::string path;
+  if (Rs().GameMode == kModeSeason) {
+    path = ReplaceExtension(g_.SeasonFile, kSavedRaceExtension);
+    g_.SeasonRaceStored = true;
+  } else {
+    FileDialogRequest ask;
+    ask.Title = "Load Saved Race";
+    ask.Filter = kSavedRaceFilter;
+    ask.DefaultExtension = kSavedRaceExtension;
+    ask.InitialFolder = g_.AppPath;
+    std::optional<std::string> chosen = Ui().ChooseFile(ask);
+    if (!chosen) {
+      g_.ModeChoice = "Cancel";
+      return false;
+    }
+    path = *chosen;
+  }
+  g_.TrackWindowOpen = false;
+  if (std::optional<FileError> error = LoadSavedRace(path)) {
+    g_.FatalLoadError = true;
+    Ui().ShowMessage(FileErrorText(path) + error->Describe(), "Load Saved Race", MessageKind::Critical);
+    return false;
+  }
+  g_.StatusText = BaseName(path);
+  return true;
+}
+
+// --- Undo -------------------------------------------------------------------------------------------
+
+void RaceFiles::SaveUndoFile() {
+  if (undoFolder_.empty() || Rs().UndoDisabled) return;
+  // The first turn of a new race: what the files hold is an earlier race's.
+  if (engine_.FreshStarts() != raceStarts_) {
+    ClearUndoFiles();
+    raceStarts_ = engine_.FreshStarts();
+  }
+  const std::string newer = NewerUndoFile();
+  const std::string older = OlderUndoFile();
+  std::error_code ec;
+  if (std::filesystem::exists(newer, ec)) {
+    std::filesystem::remove(older, ec);
+    std::filesystem::rename(newer, older, ec);
+  }
+  if (std::optional<FileError> error = WriteSavedRace(Rs(), newer, g_.CarsFolder, SavedRaceKind::Undo)) {
+    // The older file would now lie two turns back: an undo must not reach it.
+    std::filesystem::remove(older, ec);
+    if (!undoWriteFailed_)
+      Ui().ShowMessage("The undo file could not be written, so no race turn can be taken back: " + error->Describe(),
+                       "Undo", MessageKind::Exclamation);
+    undoWriteFailed_ = true;
+    return;
+  }
+  undoWriteFailed_ = false;
+}
+
+void RaceFiles::ClearUndoFiles() {
+  if (undoFolder_.empty()) return;
+  std::error_code ec;
+  std::filesystem::remove(NewerUndoFile(), ec);
+  std::filesystem::remove(OlderUndoFile(), ec);
+  undoWriteFailed_ = false;
+}
+
+bool RaceFiles::UndoEnabled() const {
+  return engine_.UndoOffered() && !engine_.Context().rs.UndoDisabled && !undoWriteFailed_ && !undoFolder_.empty();
+}
+
+bool RaceFiles::mnuRaceUndo() {
+  if (!UndoEnabled()) return false;
+  const std::string older = OlderUndoFile();
+  // The track in memory is the race's own: only a file naming another one loads it afresh.
+  const RaceConfigTrackLoader fallback = TrackLoader();
+  const RaceConfigTrackLoader keepTrack = [&fallback](RaceState& rs, const std::string& trackFile) {
+    return trackFile == rs.track.TrackFile ? std::nullopt : fallback(rs, trackFile);
+  };
+  if (std::optional<FileError> error = ReadSavedRace(Rs(), older, g_.CarsFolder, SavedRaceKind::Undo, keepTrack)) {
+    const std::string detail = error->Code == FileErrorCode::NotFound ? "" : error->Describe();
+    Ui().ShowMessage(FileErrorText(older) + detail, "Undo", MessageKind::Critical);
+    return false;
+  }
+  Rs().TurnWasUndone = true;
+  TakeUp();
+  return true;
+}
+
+// --- End of a race ----------------------------------------------------------------------------------
+
+void RaceFiles::mnuRaceEndRace() {
+  RaceState& rs = Rs();
+  if (rs.RaceRunning && engine_.WaitingFor() != Waiting::RaceOver) engine_.EndRace();
+  rs.RaceEndedByUser = true;
+  g_.RaceLoaded = false;
+  rs.RaceConfigLoaded = false;
+  rs.QualifyingDone = false;
+  // The practice results come with the reports.
+  if (!rs.AccumulateDamage) {
+    for (int car = 1; car <= kMaxCars; ++car) {
+      const CarRatings& d = rs.CarDesign[car];
+      rs.CarStartSpeed[car] = d.StartSpeed;
+      rs.CarAcceleration[car] = d.Acceleration;
+      rs.CarDeceleration[car] = d.Deceleration;
+      rs.CarTopSpeed[car] = d.TopSpeed;
+      rs.CarWearPerLap[car] = d.WearPerLap;
+      rs.CarDRM[car] = d.DRM;
+    }
+  }
+  if (!rs.QualifyingLapRunning) g_.TrackWindowOpen = false;
+  g_.BackgroundShown = true;
+  g_.StatusText = " ";
+  g_[Cmd::mnuGameSettings].Enabled = true;
+  SetModeMenus(g_, rs, rs.GameMode);
+  CommandsAtRaceEnd(g_);
+  if (rs.LockCars) g_[Cmd::mnuCarLevel].Enabled = false;
+  if (rs.GameMode == kModeSeason) {
+    for (Cmd c : {Cmd::mnuSeasonNextRace, Cmd::mnuSeasonStandings, Cmd::mnuSeasonSettings, Cmd::mnuSeasonExit,
+                  Cmd::mnuSeasonExitCurrent})
+      g_[c].Enabled = true;
+    g_[Cmd::mnuSeasonLoad].Enabled = false;
+    g_[Cmd::mnuSeasonCreate].Enabled = false;
+  }
+  ClearUndoFiles();
+}
+
+}  // namespace vm

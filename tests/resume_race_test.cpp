@@ -1,0 +1,164 @@
+// A race saved between two turns and taken up again goes on exactly as the race run straight
+// through: forty computer drivers with the pit lane open and the weather changing, saved at
+// several turns (one with cars standing in the pit lane, one with a weather roll due), each
+// resumed in a fresh program state with the generator where it stood. And the undo files: their
+// rotation, one level of undo, the turn taken back and run again to the same end.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "ai/drivers.h"
+#include "cars/car_file.h"
+#include "core/race_log.h"
+#include "core/textfile.h"
+#include "core/track_file.h"
+#include "core/units.h"
+#include "engine/laps.h"
+#include "engine/turn_engine.h"
+#include "game/race_files.h"
+#include "game/race_setup.h"
+#include "game/saved_race.h"
+#include "rules/result_table_file.h"
+#include "tests/rules_fixture.h"
+#include "tests/temp_dir.h"
+
+namespace vm {
+namespace {
+
+using testing_support::DifferingFields;
+using testing_support::TempDir;
+
+const std::string kData = VELOMARK_DATA;
+constexpr int kLaps = 12;
+constexpr int kPitStops = 1;
+constexpr int kWeatherCycles = 4;
+constexpr std::uint64_t kSeed = 23;
+
+// Answers the weather setup with a few cycles; every other panel takes its default.
+class WeatherConsole : public testing_support::AutoConsole {
+ public:
+  int ChooseNumber(const NumberPanel& panel) override {
+    return panel.Name == "frmWeatherSetup" ? std::clamp(kWeatherCycles, panel.Min, panel.Max) : panel.Value;
+  }
+};
+
+// The field before the start, as a program has it after loading the cars, tables and track.
+std::unique_ptr<RaceState> Field(const std::string& circuit) {
+  auto rs = std::make_unique<RaceState>();
+  EXPECT_FALSE(LoadCarFile(*rs, kData + "/Field40.crs", kData + "/Cars", SetupPointsRule::Replace));
+  EXPECT_FALSE(LoadResultTables(rs->Tables, kData + "/Default.rst"));
+  EXPECT_FALSE(LoadTrack(rs->track, circuit));
+  rs->GameMode = std::string(kModeSingle);
+  rs->QualifyingMethod = std::string(kQualifyStartSpeed);
+  rs->RaceLaps = kLaps;
+  rs->CarCount = kMaxCars;
+  const WearAllotment allot = ComputeWearAllotment(kLaps, kPitStops);
+  rs->PitLaneOpen = true;
+  rs->MinPitStops = kPitStops;
+  rs->StartWearAllotment = allot.StartWearAllotment;
+  rs->PitReplenishment = allot.PitReplenishment;
+  rs->WeatherEnabled = true;
+  // A loaded race is marked as one from a file, with its laps kept: the straight run starts so too.
+  rs->RaceConfigLoaded = true;
+  rs->SavedRaceLaps = kLaps;
+  return rs;
+}
+
+// One program: the state, the generator, the console and log, the engine with its AI drivers.
+struct Program {
+  explicit Program(std::unique_ptr<RaceState> state) : rs(std::move(state)), log(*rs), engine(*rs, rng, console, log) {
+    UseAIDrivers(engine);
+  }
+  std::unique_ptr<RaceState> rs;
+  Random rng{kSeed};
+  WeatherConsole console;
+  HighlightList log;
+  RaceEngine engine;
+
+  // Runs the race controls to the flag; returns the race turns run.
+  int RunToEnd() {
+    int turns = 0;
+    while (engine.WaitingFor() == Waiting::RaceControl && turns < kLaps * 400) {
+      engine.NextTurn();
+      ++turns;
+    }
+    EXPECT_EQ(engine.WaitingFor(), Waiting::RaceOver);
+    return turns;
+  }
+};
+
+TEST(ResumeRace, SavedBetweenTurnsAndResumedEndsExactlyAsTheStraightRun) {
+  const TempDir dir;
+  const std::string circuit = testing_support::ShippedTracks().front();
+  Program straight(Field(circuit));
+  straight.engine.StartRace();
+  straight.RunToEnd();
+  ASSERT_GT(straight.rs->CarsFinished, 20);
+
+  // The same race again, saved at the end of every turn that says something new: early on, the
+  // first turn with cars in the pit lane, the first with a weather roll due, and late in the race.
+  Program saving(Field(circuit));
+  std::map<std::string, std::string> saves;  // why -> file
+  std::unique_ptr<RaceState> atFinishers;
+  int turn = 0;
+  saving.engine.Seams.SaveUndoFile = [&](RuleContext&) {
+    ++turn;
+    const RaceState& rs = *saving.rs;
+    std::vector<std::string> reasons;
+    if (turn == 3) reasons.push_back("early");
+    const bool longStop = std::any_of(rs.PitQueue.begin(), rs.PitQueue.end(),
+                                      [](const PitQueueEntry& e) { return e.ReleaseTurns >= 2; });
+    if (longStop && !saves.count("pit lane")) reasons.push_back("pit lane");
+    if (rs.WeatherRollPending && !saves.count("weather due")) reasons.push_back("weather due");
+    if (rs.CarsFinished == 0 && rs.CarLap[RaceLeader(rs)] == kLaps && !saves.count("last lap")) reasons.push_back("last lap");
+    if (rs.CarsFinished >= 3 && !saves.count("finishers")) {
+      reasons.push_back("finishers");
+      atFinishers = std::make_unique<RaceState>(rs);
+    }
+    for (const std::string& why : reasons) {
+      saves[why] = dir.File(why + ".rip");
+      ASSERT_FALSE(WriteSavedRace(rs, saves[why], kData + "/Cars", SavedRaceKind::Rip, &saving.rng));
+    }
+  };
+  saving.engine.StartRace();
+  saving.RunToEnd();
+  // Saving takes nothing from the race.
+  EXPECT_EQ(DifferingFields(*saving.rs, *straight.rs), std::vector<std::string>{});
+  for (const char* why : {"early", "pit lane", "weather due", "last lap", "finishers"}) EXPECT_TRUE(saves.count(why)) << why;
+
+  for (const auto& [why, file] : saves) {
+    SCOPED_TRACE(why);
+    Program resumed(Field(circuit));
+    resumed.rng.Seed(999);  // the file puts the generator back where it stood
+    ASSERT_FALSE(ReadSavedRace(*resumed.rs, file, kData + "/Cars", SavedRaceKind::Rip,
+                               TrackLoaderFromFolder(kData + "/Tracks"), &resumed.rng));
+    EXPECT_EQ(CheckRaceState(*resumed.rs), std::vector<std::string>{});
+    resumed.engine.StartRace(true);
+    resumed.RunToEnd();
+    EXPECT_EQ(DifferingFields(*resumed.rs, *straight.rs), std::vector<std::string>{});
+    EXPECT_EQ(resumed.rng.Draws(), straight.rng.Draws());
+  }
+
+  // A file of the race's sections alone, as another writer leaves it: the counts, the finish order
+  // and the fastest lap are worked out again from the tables.
+  std::string text = *ReadWholeFile(saves["finishers"]);
+  text.erase(text.find("#RESUME#"));
+  auto bare = Field(circuit);
+  ASSERT_FALSE(ParseSavedRace(*bare, text, "finishers.rip", kData + "/Cars", SavedRaceKind::Rip,
+                              TrackLoaderFromFolder(kData + "/Tracks")));
+  const RaceState& was = *atFinishers;
+  EXPECT_EQ(std::tuple(bare->CarsOut, bare->CarsFinished, bare->FinishOrderCount, bare->FinishOrder),
+            std::tuple(was.CarsOut, was.CarsFinished, was.FinishOrderCount, was.FinishOrder));
+  EXPECT_EQ(std::tuple(bare->FastestLapMph, bare->FastestLapText), std::tuple(was.FastestLapMph, was.FastestLapText));
+  EXPECT_EQ(bare->PitQueue.size(), was.PitQueue.size());
+  EXPECT_EQ(CheckRaceState(*bare), std::vector<std::string>{});
+}
+
+}  // namespace
+}  // namespace vm
