@@ -68,8 +68,7 @@ std::optional<FileError> RaceFiles::SaveRace(const std::string& path, const Rand
 }
 
 std::optional<FileError> RaceFiles::LoadSavedRace(const std::string& path, Random* rng) {
-  if (std::optional<FileError> error =
-          ReadSavedRace(Rs(), path, g_.CarsFolder, SavedRaceKind::Rip, TrackLoader(), rng))
+  if (std::optional<FileError> error = ReadSavedRace(Rs(), path, g_.CarsFolder, SavedRaceKind::Rip, TrackLoader(), rng))
     return error;
   // The undo files belong to the race that was on the track before.
   ClearUndoFiles();
@@ -192,6 +191,10 @@ bool RaceFiles::mnuRaceUndo() {
     Ui().ShowMessage(FileErrorText(older) + detail, "Undo", MessageKind::Critical);
     return false;
   }
+  // The race stands where UFB.rip left it, so that file is now the newer one: left in place, the
+  // next turn's rotation would make the abandoned turn the way back.
+  std::error_code ec;
+  std::filesystem::rename(older, NewerUndoFile(), ec);
   Rs().TurnWasUndone = true;
   TakeUp();
   return true;

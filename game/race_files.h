@@ -49,8 +49,8 @@ class RaceFiles {
   // Whether mnuRaceUndo is enabled.
   bool UndoEnabled() const;
   // mnuRaceUndo: the race as UFB.rip holds it, at the start of the previous race turn, then the
-  // race goes on from there. Nothing happens while the undo is off; a missing or damaged file
-  // gives the standard file message and leaves the race as it was.
+  // race goes on from there; that file becomes UFA.rip, the state of this turn's start. Nothing happens while the undo
+  // is off; a missing or damaged file gives the standard file message and leaves the race as it was.
   bool mnuRaceUndo();
 
   // mnuRaceEndRace: the race ends with nothing asked (the caller has asked): the working ratings

@@ -70,9 +70,7 @@ void WriteRunning(TextWriter& w, const RaceState& rs, int i) {
 }
 
 // A car number where one is kept: 0 for none.
-int ReadCarRef(TextReader& in, std::string_view field) {
-  return static_cast<int>(in.ReadInteger(field, 0, kMaxCars));
-}
+int ReadCarRef(TextReader& in, std::string_view field) { return static_cast<int>(in.ReadInteger(field, 0, kMaxCars)); }
 
 void ReadRunning(TextReader& in, RaceState& rs, int i) {
   rs.CarEngineDamaged[i] = in.ReadBool("CarEngineDamaged");
@@ -122,8 +120,8 @@ void ReadCells(TextReader& in, RaceState& rs) {
     const int space = in.ReadInt16("CellSpace");
     const int line = in.LastFieldLine();
     if (lane == 0 && space == 0) continue;
-    const std::string where = "car " + std::to_string(car) + " at lane " + std::to_string(lane) + ", space " +
-                              std::to_string(space);
+    const std::string where =
+        "car " + std::to_string(car) + " at lane " + std::to_string(lane) + ", space " + std::to_string(space);
     if (lane < 1 || lane > t.TrackLanes || lane > kMaxLanes)
       in.Fail(FileErrorCode::OutOfRange, "CellLane", where + ": the track has no such lane", line);
     if (space < 1 || space > t.TrackSpaces || space > kMaxSpaces)
@@ -145,8 +143,8 @@ void ReadCarInPit(TextReader& in, RaceState& rs) {
     rs.CarInPit[car] = in.ReadBool("CarInPit");
     if (!rs.CarInPit[car]) continue;
     if (rs.track.CellOccupant[rs.CarSpace[car]][rs.CarLane[car]] == car && rs.CarLane[car] > 0)
-      in.Fail(FileErrorCode::OutOfRange, "CarInPit",
-              "car " + std::to_string(car) + " is in the pits but holds a cell", in.LastFieldLine());
+      in.Fail(FileErrorCode::OutOfRange, "CarInPit", "car " + std::to_string(car) + " is in the pits but holds a cell",
+              in.LastFieldLine());
     // The file keeps neither the turns left nor the work: a car resumes one turn from release,
     // its tires as they are, in car order.
     PitDecisions keepTires;
@@ -165,8 +163,8 @@ std::uint64_t ReadHexWord(TextReader& in, std::string_view field) {
   const std::string text = in.ReadString(field);
   std::uint64_t v = 0;
   const bool hex = text.size() == 16 && std::all_of(text.begin(), text.end(), [](char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
-  });
+                     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
+                   });
   if (!hex) in.Fail(FileErrorCode::TypeMismatch, field, "expected 16 hexadecimal digits", in.LastFieldLine());
   for (char c : text) v = v * 16 + static_cast<std::uint64_t>(c <= '9' ? c - '0' : c - 'a' + 10);
   return v;
@@ -261,8 +259,10 @@ void DeriveResumeFields(RaceState& rs) {
   rs.CarsOut = 0;
   std::vector<int> finishers;
   for (int car = 1; car <= n; ++car) {
-    if (rs.CarOutOfRace[car]) rs.CarsOut += 1;
-    else if (rs.CarLap[car] > rs.RaceLaps) finishers.push_back(car);
+    if (rs.CarOutOfRace[car])
+      rs.CarsOut += 1;
+    else if (rs.CarLap[car] > rs.RaceLaps)
+      finishers.push_back(car);
   }
   std::stable_sort(finishers.begin(), finishers.end(),
                    [&](int a, int b) { return rs.CarRaceClock[a] < rs.CarRaceClock[b]; });
@@ -285,8 +285,7 @@ void DeriveResumeFields(RaceState& rs) {
   rs.PaceSpeed = IsCarNumber(leader) ? rs.CarSpeed[leader] : 0;
 }
 
-void WriteBody(TextWriter& w, const RaceState& rs, std::string_view carsFolder, SavedRaceKind kind,
-               const Random* rng) {
+void WriteBody(TextWriter& w, const RaceState& rs, std::string_view carsFolder, SavedRaceKind kind, const Random* rng) {
   const bool rip = kind == SavedRaceKind::Rip;
   w.Str(rs.track.TrackFile);
   w.EndLine();
@@ -303,8 +302,8 @@ void WriteBody(TextWriter& w, const RaceState& rs, std::string_view carsFolder, 
   w.EndLine();
   w.Int(rs.CarMovementDelay);
   w.EndLine();
-  for (bool option : {rs.OptCurveEntryBySlipstream, rs.OptAccelFromCurveExit, rs.OptBlueFlag,
-                      rs.OptSlipstreamInCurves, rs.OptNoLaneChangeInCurves}) {
+  for (bool option : {rs.OptCurveEntryBySlipstream, rs.OptAccelFromCurveExit, rs.OptBlueFlag, rs.OptSlipstreamInCurves,
+                      rs.OptNoLaneChangeInCurves}) {
     w.Bool(option);
     w.EndLine();
   }

@@ -40,9 +40,12 @@ constexpr int kPitStops = 1;
 constexpr int kWeatherCycles = 4;
 constexpr std::uint64_t kSeed = 23;
 
-// Answers the weather setup with a few cycles; every other panel takes its default.
+// Answers the weather setup with a few cycles; every other panel takes its default. Keeps what
+// it was told.
 class WeatherConsole : public testing_support::AutoConsole {
  public:
+  void ShowMessage(std::string_view text, std::string_view, MessageKind) override { Told.emplace_back(text); }
+  std::vector<std::string> Told;
   int ChooseNumber(const NumberPanel& panel) override {
     return panel.Name == "frmWeatherSetup" ? std::clamp(kWeatherCycles, panel.Min, panel.Max) : panel.Value;
   }
@@ -112,11 +115,12 @@ TEST(ResumeRace, SavedBetweenTurnsAndResumedEndsExactlyAsTheStraightRun) {
     const RaceState& rs = *saving.rs;
     std::vector<std::string> reasons;
     if (turn == 3) reasons.push_back("early");
-    const bool longStop = std::any_of(rs.PitQueue.begin(), rs.PitQueue.end(),
-                                      [](const PitQueueEntry& e) { return e.ReleaseTurns >= 2; });
+    const bool longStop =
+        std::any_of(rs.PitQueue.begin(), rs.PitQueue.end(), [](const PitQueueEntry& e) { return e.ReleaseTurns >= 2; });
     if (longStop && !saves.count("pit lane")) reasons.push_back("pit lane");
     if (rs.WeatherRollPending && !saves.count("weather due")) reasons.push_back("weather due");
-    if (rs.CarsFinished == 0 && rs.CarLap[RaceLeader(rs)] == kLaps && !saves.count("last lap")) reasons.push_back("last lap");
+    if (rs.CarsFinished == 0 && rs.CarLap[RaceLeader(rs)] == kLaps && !saves.count("last lap"))
+      reasons.push_back("last lap");
     if (rs.CarsFinished >= 3 && !saves.count("finishers")) {
       reasons.push_back("finishers");
       atFinishers = std::make_unique<RaceState>(rs);
@@ -130,7 +134,8 @@ TEST(ResumeRace, SavedBetweenTurnsAndResumedEndsExactlyAsTheStraightRun) {
   saving.RunToEnd();
   // Saving takes nothing from the race.
   EXPECT_EQ(DifferingFields(*saving.rs, *straight.rs), std::vector<std::string>{});
-  for (const char* why : {"early", "pit lane", "weather due", "last lap", "finishers"}) EXPECT_TRUE(saves.count(why)) << why;
+  for (const char* why : {"early", "pit lane", "weather due", "last lap", "finishers"})
+    EXPECT_TRUE(saves.count(why)) << why;
 
   for (const auto& [why, file] : saves) {
     SCOPED_TRACE(why);
@@ -158,6 +163,121 @@ TEST(ResumeRace, SavedBetweenTurnsAndResumedEndsExactlyAsTheStraightRun) {
   EXPECT_EQ(std::tuple(bare->FastestLapMph, bare->FastestLapText), std::tuple(was.FastestLapMph, was.FastestLapText));
   EXPECT_EQ(bare->PitQueue.size(), was.PitQueue.size());
   EXPECT_EQ(CheckRaceState(*bare), std::vector<std::string>{});
+}
+
+// Car 40 is driven by a person who keeps to the slowest speed on offer above standing still and
+// steers straight where it can, so the race stops at its speed panel every turn; the others are the AI's.
+class UndoRace : public ::testing::Test {
+ protected:
+  UndoRace() : program(Field(testing_support::ShippedTracks().front())), files(session, program.engine, dir.Root()) {
+    RaceState& rs = *program.rs;
+    rs.CarIsAI[kHuman] = false;
+    rs.QualifyingMethod = "none";
+    session.CarsFolder = kData + "/Cars";
+    session.TracksFolder = kData + "/Tracks";
+  }
+
+  // Drives the person's car through one race turn, to its next speed panel.
+  void DriveTurn() {
+    ASSERT_EQ(program.engine.WaitingFor(), Waiting::Speed);
+    int slowest = 0;
+    for (const SpeedButton& b : program.engine.SpeedPanel().Buttons)
+      if (b.Enabled && b.Seen && b.Speed > 0 && slowest == 0) slowest = b.Speed;
+    program.engine.NewSpeed(slowest / 20);
+    for (int guard = 0; guard < 100 && program.engine.WaitingFor() == Waiting::Steering; ++guard) {
+      const SteeringPanel& p = program.engine.SteeringPanelShown();
+      SteeringCommand c = SteeringCommand::cmdEndEarly;
+      if (p.Right.Visible && p.Right.Enabled) c = SteeringCommand::cmdRight;
+      if (p.Left.Visible && p.Left.Enabled) c = SteeringCommand::cmdLeft;
+      if (p.Straight.Visible && p.Straight.Enabled) c = SteeringCommand::cmdStraight;
+      undoOfferedMidTurn = undoOfferedMidTurn || files.UndoEnabled();
+      program.engine.Steer(c);
+    }
+    ASSERT_EQ(program.engine.WaitingFor(), Waiting::Speed);
+  }
+
+  static constexpr int kHuman = 40;
+  bool undoOfferedMidTurn = false;
+  const TempDir dir;
+  Program program;
+  GameSession session;
+  RaceFiles files;
+};
+
+TEST_F(UndoRace, RotatesTheFilesTakesOneTurnBackAndRunsItAgainToTheSameEnd) {
+  RaceState& rs = *program.rs;
+  // A stale file of an earlier race is no way back for this one.
+  ASSERT_FALSE(WriteFileAtomic(files.OlderUndoFile(), "stale"));
+  program.engine.StartRace();
+  EXPECT_FALSE(files.UndoEnabled());  // nothing kept yet
+  DriveTurn();
+  EXPECT_TRUE(std::filesystem::exists(files.NewerUndoFile()));
+  EXPECT_FALSE(std::filesystem::exists(files.OlderUndoFile()));
+  const std::string atTurn2 = *ReadWholeFile(files.NewerUndoFile());
+  const auto turn2 = std::make_unique<RaceState>(rs);
+  const RandomState dice2 = program.rng.State();
+
+  // Right after the first turn there is no older file: the standard message, and the race goes on.
+  ASSERT_TRUE(files.UndoEnabled());
+  EXPECT_FALSE(files.mnuRaceUndo());
+  EXPECT_EQ(program.console.Told,
+            std::vector<std::string>{"File  ' " + files.OlderUndoFile() + " '  is missing or corrupt.  "});
+  EXPECT_TRUE(rs == *turn2);
+
+  DriveTurn();
+  EXPECT_EQ(*ReadWholeFile(files.OlderUndoFile()), atTurn2);
+  const auto turn3 = std::make_unique<RaceState>(rs);
+  ASSERT_TRUE(files.UndoEnabled());
+  ASSERT_TRUE(files.mnuRaceUndo());
+  // The race stands at the start of turn 2 again, taken back, and the command is spent.
+  EXPECT_TRUE(rs.TurnWasUndone);
+  auto expected = std::make_unique<RaceState>(*turn2);
+  expected->TurnWasUndone = true;
+  // The last move's working values, which the next move sets before it reads them, are the
+  // file's own: the steering target cleared, the last roll and panel left as they were.
+  const std::vector<std::string> working{"CanGoStraight", "TargetSpace", "TargetLane",    "Die1",
+                                         "Die2",          "TableResult", "MoveStartSpace"};
+  for (const std::string& name : DifferingFields(rs, *expected))
+    EXPECT_TRUE(std::find(working.begin(), working.end(), name) != working.end()) << name;
+  EXPECT_EQ(program.engine.WaitingFor(), Waiting::Speed);
+  EXPECT_FALSE(files.UndoEnabled());
+  EXPECT_FALSE(files.mnuRaceUndo());
+  EXPECT_EQ(*ReadWholeFile(files.NewerUndoFile()), atTurn2);
+  EXPECT_FALSE(std::filesystem::exists(files.OlderUndoFile()));
+
+  // Run again with the same dice, the turn ends where it ended before; the way back is turn 2.
+  program.rng.Restore(dice2);
+  DriveTurn();
+  EXPECT_EQ(DifferingFields(rs, *turn3), std::vector<std::string>{});
+  EXPECT_EQ(*ReadWholeFile(files.OlderUndoFile()), atTurn2);
+  EXPECT_TRUE(files.UndoEnabled());
+  // A choice made ends the offer until the turn is over.
+  EXPECT_GT(rs.CarMoveCount[kHuman], 0);
+  EXPECT_FALSE(undoOfferedMidTurn);
+}
+
+TEST_F(UndoRace, NoUndoWhileDisabledAndNoFilesAfterTheRaceEnds) {
+  RaceState& rs = *program.rs;
+  rs.UndoDisabled = true;
+  program.engine.StartRace();
+  DriveTurn();
+  DriveTurn();
+  EXPECT_FALSE(files.UndoEnabled());
+  EXPECT_FALSE(std::filesystem::exists(files.NewerUndoFile()));
+
+  rs.UndoDisabled = false;
+  DriveTurn();
+  ASSERT_TRUE(files.UndoEnabled());
+  const int startSpeed = rs.CarDesign[1].StartSpeed;
+  rs.CarStartSpeed[1] = startSpeed - 20;  // damage of the race
+  files.mnuRaceEndRace();
+  EXPECT_EQ(program.engine.WaitingFor(), Waiting::RaceOver);
+  EXPECT_TRUE(rs.RaceEndedByUser);
+  EXPECT_EQ(rs.CarStartSpeed[1], startSpeed);
+  EXPECT_FALSE(files.UndoEnabled());
+  EXPECT_FALSE(std::filesystem::exists(files.NewerUndoFile()));
+  EXPECT_TRUE(session[Cmd::mnuRaceSetup].Enabled);
+  EXPECT_FALSE(session[Cmd::mnuRaceUndo].Enabled);
 }
 
 }  // namespace
