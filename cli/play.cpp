@@ -9,20 +9,21 @@
 #include <sstream>
 
 #include "ai/drivers.h"
+#include "cars/car_file.h"
 #include "cli/commands.h"
 #include "cli/race_json.h"
-#include "cars/car_file.h"
-#include "engine/laps.h"
 #include "core/numbers.h"
 #include "core/paths.h"
-#include "game/qualifying.h"
-#include "game/race_config.h"
-#include "game/race_setup.h"
 #include "core/race_log.h"
 #include "core/textfile.h"
 #include "core/track_file.h"
 #include "core/units.h"
+#include "engine/laps.h"
 #include "engine/turn_engine.h"
+#include "game/qualifying.h"
+#include "game/race_config.h"
+#include "game/race_files.h"
+#include "game/race_setup.h"
 #include "rules/result_table_file.h"
 #include "ui/console.h"
 
@@ -34,7 +35,8 @@ const char* const kPlayUsage =
     "       [--laps N] [--cars-racing K] [--mode Practice|Single] [--seed S] [--rnd V1,V2,...]\n"
     "       [--qualifying \"Start Speed\"|\"Single Lap\"|\"Manually Set Starting Grid\"|none]\n"
     "       [--pits MINSTOPS] [--weather]  (the pit lane open, for races of 10 laps or more; weather)\n"
-    "       [--script S.txt] [--dump-json OUT.json] [--log]\n"
+    "       [--script S.txt] [--dump-json OUT.json] [--log] [--save-at TURN OUT.rip]\n"
+    "  play --resume IN.rip [--mode Practice|Single] [--seed S] [--rnd V1,...] [--script S.txt] ...\n"
     "      run a race of human drivers whose every choice comes from the script, one per line:\n"
     "      speed MPH [draft], left, right, straight, inturn-left, inturn-right, end, autopilot,\n"
     "      pit-continue, choose K, dice N, yes, no, next-turn, finish-lap, finish-race, pause, end-race,\n"
@@ -85,6 +87,10 @@ class ScriptFeed {
     }
   }
   bool Done() const { return next_ >= lines_.size(); }
+  // Whether any line begins with the word.
+  bool Has(std::string_view word) const {
+    return std::any_of(lines_.begin(), lines_.end(), [&](const ScriptLine& l) { return l.Words[0] == word; });
+  }
   const ScriptLine& Take() { return lines_[next_++]; }
 
  private:
@@ -102,10 +108,13 @@ std::string NumberWord(std::string_view panel) { return panel == "frmWeatherSetu
 
 // The script word that presses a list panel's button.
 std::string ListWord(std::string_view caption) {
-  static const std::pair<std::string_view, std::string_view> kWords[] = {
-      {"Move Up", "grid-up"},        {"Move Down", "grid-down"},          {"OK", "grid-done"},
-      {"Requalify", "requalify"},    {"Begin Qualifying Lap", "begin-lap"}, {"Start Race", "start-race"},
-      {"Cancel Race", "cancel-race"}};
+  static const std::pair<std::string_view, std::string_view> kWords[] = {{"Move Up", "grid-up"},
+                                                                         {"Move Down", "grid-down"},
+                                                                         {"OK", "grid-done"},
+                                                                         {"Requalify", "requalify"},
+                                                                         {"Begin Qualifying Lap", "begin-lap"},
+                                                                         {"Start Race", "start-race"},
+                                                                         {"Cancel Race", "cancel-race"}};
   for (const auto& [c, w] : kWords)
     if (c == caption) return std::string(w);
   std::string word(caption);
@@ -158,8 +167,8 @@ class PlayConsole : public Console {
   }
 
   int EnterDiceResult(const DiceEntryPanel& panel) override {
-    const std::string what = "a dice entry, dice " + std::to_string(panel.Choices.front()) + ".." +
-                             std::to_string(panel.Choices.back());
+    const std::string what =
+        "a dice entry, dice " + std::to_string(panel.Choices.front()) + ".." + std::to_string(panel.Choices.back());
     const ScriptLine& line = Need(what);
     std::optional<int> n = line.NumberAfter("dice");
     if (!n || *n < panel.Choices.front() || *n > panel.Choices.back()) Misfit(line, "expected " + what);
@@ -178,11 +187,16 @@ class PlayConsole : public Console {
     PitStopChoice choice{0, false, false, false, preset.RainTires};
     for (size_t i = 1; i < line.Words.size(); ++i) {
       const std::string& w = line.Words[i];
-      if (w == "wear") choice.Wear = true;
-      else if (w == "repair") choice.Repair = true;
-      else if (w == "splash") choice.SplashGo = true;
-      else if (w == "rain" || w == "dry") choice.RainTires = w == "rain";
-      else Misfit(line, "expected " + what);
+      if (w == "wear")
+        choice.Wear = true;
+      else if (w == "repair")
+        choice.Repair = true;
+      else if (w == "splash")
+        choice.SplashGo = true;
+      else if (w == "rain" || w == "dry")
+        choice.RainTires = w == "rain";
+      else
+        Misfit(line, "expected " + what);
     }
     if (!panel.Options.empty()) choice.Option = ChooseOption(panel);
     return choice;
@@ -249,7 +263,8 @@ class PlayConsole : public Console {
 };
 
 struct PlayArgs {
-  std::string track, tables, script, dumpJson, cars, config;
+  std::string track, tables, script, dumpJson, cars, config, resume, saveFile;
+  int saveAt = 0;  // the race turn after which saveFile is written; 0 for none
   std::vector<std::string> designs;
   std::optional<int> laps, carsRacing, pits;
   bool weather = false;
@@ -272,15 +287,33 @@ std::optional<PlayArgs> ParsePlay(const std::vector<std::string>& args, std::ost
       (opt == "--log" ? a.log : a.weather) = true;
       continue;
     }
+    if (opt == "--save-at") {
+      if (i + 2 >= args.size()) return fail("--save-at needs a race turn and a file");
+      std::optional<int> turn = ParseWholeNumber(args[i + 1]);
+      if (!turn || *turn < 1) return fail("--save-at takes a race turn of 1 or more, then the file");
+      a.saveAt = *turn;
+      a.saveFile = args[i + 2];
+      i += 2;
+      continue;
+    }
     if (i + 1 >= args.size()) return fail(opt + " needs a value");
     const std::string& value = args[++i];
-    if (opt == "--track") a.track = value;
-    else if (opt == "--tables") a.tables = value;
-    else if (opt == "--script") a.script = value;
-    else if (opt == "--dump-json") a.dumpJson = value;
-    else if (opt == "--car-design") a.designs.push_back(value);
-    else if (opt == "--cars") a.cars = value;
-    else if (opt == "--config") a.config = value;
+    if (opt == "--track")
+      a.track = value;
+    else if (opt == "--tables")
+      a.tables = value;
+    else if (opt == "--script")
+      a.script = value;
+    else if (opt == "--dump-json")
+      a.dumpJson = value;
+    else if (opt == "--car-design")
+      a.designs.push_back(value);
+    else if (opt == "--cars")
+      a.cars = value;
+    else if (opt == "--config")
+      a.config = value;
+    else if (opt == "--resume")
+      a.resume = value;
     else if (opt == "--qualifying") {
       if (value != kQualifyStartSpeed && value != kQualifySingleLap && value != kQualifyManual &&
           value != kNoQualifying)
@@ -312,10 +345,15 @@ std::optional<PlayArgs> ParsePlay(const std::vector<std::string>& args, std::ost
       return fail("unexpected argument \"" + opt + "\"");
     }
   }
+  if (!a.resume.empty()) {
+    const bool setUp = !a.track.empty() || !a.tables.empty() || !a.cars.empty() || !a.config.empty() ||
+                       !a.designs.empty() || a.laps || a.carsRacing || a.pits || a.weather || a.qualifying;
+    if (setUp) return fail("--resume brings its own track, tables, cars and settings");
+    return a;
+  }
   if (a.config.empty() && (a.track.empty() || a.tables.empty()))
     return fail("--track and --tables are needed unless --config brings them");
-  if (a.config.empty() && a.cars.empty() && a.designs.empty())
-    return fail("give the cars with --cars or --car-design");
+  if (a.config.empty() && a.cars.empty() && a.designs.empty()) return fail("give the cars with --cars or --car-design");
   if (!a.cars.empty() && !a.designs.empty()) return fail("give the cars with --cars or with --car-design, not both");
   if (a.designs.size() > static_cast<size_t>(kMaxCars)) return fail("at most 40 cars");
   if (a.pits && (!a.laps || *a.laps < kPitLapsMinimum))
@@ -386,7 +424,7 @@ const SteeringButton* ButtonFor(const SteeringPanel& p, SteeringCommand c) {
 }
 
 // Carries out one script line, or says why it does not fit.
-void Perform(RaceEngine& engine, const ScriptLine& line) {
+void Perform(RaceEngine& engine, RaceFiles& files, const ScriptLine& line) {
   const std::string& w = line.Words[0];
   const Waiting waiting = engine.WaitingFor();
   const bool running = waiting != Waiting::RaceOver && waiting != Waiting::Nothing;
@@ -422,14 +460,21 @@ void Perform(RaceEngine& engine, const ScriptLine& line) {
     engine.NextTurn();
   } else if (w == "finish-lap" || w == "finish-race") {
     require(waiting == Waiting::RaceControl || waiting == Waiting::Paused);
-    if (w == "finish-lap") engine.FinishLap();
-    else engine.FinishRace();
+    if (w == "finish-lap")
+      engine.FinishLap();
+    else
+      engine.FinishRace();
   } else if (w == "pause") {
     require(running);
     engine.PauseRace();
   } else if (w == "end-race") {
     require(running);
     engine.EndRaceRC();
+  } else if (w == "undo") {
+    require(running && line.Words.size() == 1);
+    if (!files.UndoEnabled())
+      Misfit(line, "no race turn can be taken back now: only at the start of a turn, once a turn has ended");
+    if (!files.mnuRaceUndo()) Misfit(line, "the undo file could not be read");
   } else {
     Misfit(line, ExpectedFor(waiting));
   }
@@ -455,10 +500,13 @@ void PrintStandings(const RaceState& rs, std::ostream& out) {
     int fastestLap = 0;
     for (int lap = 1; lap <= laps; ++lap)
       if (rs.LapSpeedMph[lap][car] > fastest) fastest = rs.LapSpeedMph[lap][car], fastestLap = lap;
-    out << ++place << ". " << rs.DriverName[car] << "  " << FormatTimeMS(rs.CarRaceClock[car] * kSecondsPerTurn)
-        << "  " << laps << (laps == 1 ? " lap" : " laps") << "  fastest "
-        << (fastestLap ? FormatMph(fastest) + " (lap " + std::to_string(fastestLap) + ")" : std::string("-"))
-        << "  " << (finished ? "Finished" : rs.CarOutOfRace[car] ? "Out" : "Running") << "\n";
+    out << ++place << ". " << rs.DriverName[car] << "  " << FormatTimeMS(rs.CarRaceClock[car] * kSecondsPerTurn) << "  "
+        << laps << (laps == 1 ? " lap" : " laps") << "  fastest "
+        << (fastestLap ? FormatMph(fastest) + " (lap " + std::to_string(fastestLap) + ")" : std::string("-")) << "  "
+        << (finished               ? "Finished"
+            : rs.CarOutOfRace[car] ? "Out"
+                                   : "Running")
+        << "\n";
   }
 }
 
@@ -494,6 +542,69 @@ class ScratchFolder {
 
 }  // namespace
 
+// Sets up the race from the command line: a configuration, a track, tables, cars and settings.
+// Returns kExitOk, or the status of a failure it has told.
+int SetUpRace(RaceState& rs, const PlayArgs& a, std::ostream& err) {
+  auto fileError = [&err](const FileError& e) {
+    err << "velomark-cli: " << e.Describe() << "\n";
+    return kExitFileError;
+  };
+  if (!a.config.empty()) {
+    // The configuration's track is looked for where it was saved, then beside the configuration.
+    const std::string folder = DirName(NativePath(a.config));
+    if (std::optional<FileError> e = ReadRaceConfig(rs, a.config, folder, TrackLoaderFromFolder(folder)))
+      return fileError(*e);
+  }
+  if (!a.track.empty())
+    if (std::optional<FileError> e = LoadTrack(rs.track, a.track)) return fileError(*e);
+  if (!a.tables.empty())
+    if (std::optional<FileError> e = LoadResultTables(rs.Tables, a.tables)) return fileError(*e);
+  if (!a.cars.empty()) {
+    if (std::optional<FileError> e = LoadCarFile(rs, a.cars, DirName(NativePath(a.cars)), SetupPointsRule::Replace))
+      return fileError(*e);
+    rs.CarCount = rs.CarsInFile;
+  }
+  for (size_t i = 0; i < a.designs.size(); ++i) {
+    if (!ReadDesign(rs, static_cast<int>(i) + 1, a.designs[i])) {
+      err << "play: --car-design \"" << a.designs[i] << "\" is not six whole numbers START,ACC,DEC,TOP,WEAR,DRM\n";
+      return kExitUsage;
+    }
+  }
+  if (!a.designs.empty()) rs.CarCount = rs.CarsInFile = static_cast<int>(a.designs.size());
+  if (a.carsRacing) {
+    if (*a.carsRacing > rs.CarsInFile) {
+      err << "play: --cars-racing is more than the " << rs.CarsInFile << " cars given\n";
+      return kExitUsage;
+    }
+    rs.CarCount = *a.carsRacing;
+  }
+  rs.GameMode = a.mode;
+  // A configuration brings its own method; a race without one keeps the cars in their order.
+  if (a.qualifying)
+    rs.QualifyingMethod = *a.qualifying;
+  else if (a.config.empty())
+    rs.QualifyingMethod = kNoQualifying;
+  // A practice session always runs to its lap limit of 50.
+  if (a.mode == kModePractice)
+    rs.RaceLaps = 50;
+  else if (a.laps)
+    rs.RaceLaps = *a.laps;
+  else if (a.config.empty())
+    rs.RaceLaps = 3;
+  // Without a configuration the pit lane is closed, as the race setup leaves it, unless --pits
+  // opens it with the setup's own allotments.
+  if (a.config.empty() || a.pits) {
+    const WearAllotment allot = ComputeWearAllotment(rs.RaceLaps, a.pits.value_or(0));
+    rs.PitLaneOpen = a.pits.has_value();
+    rs.PitRepairOnly = false;
+    rs.MinPitStops = a.pits.value_or(0);
+    rs.StartWearAllotment = a.pits ? allot.StartWearAllotment : rs.RaceLaps;
+    rs.PitReplenishment = a.pits ? allot.PitReplenishment : 0;
+  }
+  if (a.weather) rs.WeatherEnabled = true;
+  return kExitOk;
+}
+
 int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, std::ostream& err) {
   std::optional<PlayArgs> a = ParsePlay(args, err);
   if (!a) return kExitUsage;
@@ -502,65 +613,25 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
     err << "velomark-cli: " << e.Describe() << "\n";
     return kExitFileError;
   };
-  if (!a->config.empty()) {
-    // The configuration's track is looked for where it was saved, then beside the configuration.
-    const std::string folder = DirName(NativePath(a->config));
-    if (std::optional<FileError> e = ReadRaceConfig(*rs, a->config, folder, TrackLoaderFromFolder(folder)))
-      return fileError(*e);
-  }
-  if (!a->track.empty())
-    if (std::optional<FileError> e = LoadTrack(rs->track, a->track)) return fileError(*e);
-  if (!a->tables.empty())
-    if (std::optional<FileError> e = LoadResultTables(rs->Tables, a->tables)) return fileError(*e);
-  if (!a->cars.empty()) {
-    if (std::optional<FileError> e =
-            LoadCarFile(*rs, a->cars, DirName(NativePath(a->cars)), SetupPointsRule::Replace))
-      return fileError(*e);
-    rs->CarCount = rs->CarsInFile;
+  if (a->resume.empty()) {
+    if (const int status = SetUpRace(*rs, *a, err); status != kExitOk) return status;
+  } else {
+    rs->GameMode = a->mode;
   }
   std::string scriptText;
   if (!a->script.empty())
     if (std::optional<FileError> e = ReadTextFile(a->script, scriptText)) return fileError(*e);
-  for (size_t i = 0; i < a->designs.size(); ++i) {
-    if (!ReadDesign(*rs, static_cast<int>(i) + 1, a->designs[i])) {
-      err << "play: --car-design \"" << a->designs[i] << "\" is not six whole numbers START,ACC,DEC,TOP,WEAR,DRM\n";
-      return kExitUsage;
-    }
-  }
-  if (!a->designs.empty()) rs->CarCount = rs->CarsInFile = static_cast<int>(a->designs.size());
-  if (a->carsRacing) {
-    if (*a->carsRacing > rs->CarsInFile) {
-      err << "play: --cars-racing is more than the " << rs->CarsInFile << " cars given\n";
-      return kExitUsage;
-    }
-    rs->CarCount = *a->carsRacing;
-  }
-  rs->GameMode = a->mode;
-  // A configuration brings its own method; a race without one keeps the cars in their order.
-  if (a->qualifying) rs->QualifyingMethod = *a->qualifying;
-  else if (a->config.empty()) rs->QualifyingMethod = kNoQualifying;
-  // A practice session always runs to its lap limit of 50.
-  if (a->mode == kModePractice) rs->RaceLaps = 50;
-  else if (a->laps) rs->RaceLaps = *a->laps;
-  else if (a->config.empty()) rs->RaceLaps = 3;
-  // Without a configuration the pit lane is closed, as the race setup leaves it, unless --pits
-  // opens it with the setup's own allotments.
-  if (a->config.empty() || a->pits) {
-    const WearAllotment allot = ComputeWearAllotment(rs->RaceLaps, a->pits.value_or(0));
-    rs->PitLaneOpen = a->pits.has_value();
-    rs->PitRepairOnly = false;
-    rs->MinPitStops = a->pits.value_or(0);
-    rs->StartWearAllotment = a->pits ? allot.StartWearAllotment : rs->RaceLaps;
-    rs->PitReplenishment = a->pits ? allot.PitReplenishment : 0;
-  }
-  if (a->weather) rs->WeatherEnabled = true;
   // Only a race of computer drivers runs without a script.
   const bool unattended = a->script.empty();
-  for (int car = 1; unattended && car <= rs->CarCount; ++car)
-    if (!rs->CarIsAI[car]) {
-      err << "play: car " << car << " is driven by a person: give its choices with --script\n" << kPlayUsage;
-      return kExitUsage;
-    }
+  auto humanWithoutScript = [&]() -> int {
+    for (int car = 1; unattended && car <= rs->CarCount; ++car)
+      if (!rs->CarIsAI[car]) return car;
+    return 0;
+  };
+  if (const int car = humanWithoutScript()) {
+    err << "play: car " << car << " is driven by a person: give its choices with --script\n" << kPlayUsage;
+    return kExitUsage;
+  }
   // The same seed gives the same race: without one the run is still reproducible.
   rng.Seed(a->seed.value_or(1));
   if (!a->rnd.empty()) rng.Script(a->rnd);
@@ -579,6 +650,23 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
   }
   Qualifying qualifying(engine, {scratch.File(kRaceConfigScratchName), "",
                                  TrackLoaderFromFolder(DirName(NativePath(rs->track.TrackFile)))});
+  // Undo files only for a script that takes a turn back: each is a file written every turn.
+  const ScratchFolder undoFolder(feed.Has("undo"));
+  GameSession session;
+  session.CarsFolder =
+      a->resume.empty() ? DirName(NativePath(a->cars.empty() ? a->config : a->cars)) : DirName(NativePath(a->resume));
+  session.TracksFolder = DirName(NativePath(a->resume));
+  RaceFiles files(session, engine, undoFolder.Made() ? undoFolder.File("") : "");
+  int turnsRun = 0;
+  std::optional<FileError> saveError;
+  if (a->saveAt > 0) {
+    engine.Seams.SaveUndoFile = [&, keepUndo = engine.Seams.SaveUndoFile](RuleContext& ctx) {
+      keepUndo(ctx);
+      if (++turnsRun != a->saveAt) return;
+      saveError = files.SaveRace(a->saveFile, &rng);
+      if (!saveError) out << "saved at the end of race turn " << a->saveAt << ": " << a->saveFile << "\n";
+    };
+  }
   // The single-lap list comes up whenever it is pending and no lap or race is running.
   auto showPending = [&] {
     qualifying.ShowPendingList();
@@ -586,10 +674,19 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
   };
   int status = kExitOk;
   try {
-    engine.StartRace();
+    if (a->resume.empty()) {
+      engine.StartRace();
+    } else {
+      // The saved generator carries the race on with its own values, unless others are asked for.
+      const bool ownValues = a->seed || !a->rnd.empty();
+      if (std::optional<FileError> e = files.LoadSavedRace(a->resume, ownValues ? nullptr : &rng)) return fileError(*e);
+      if (const int car = humanWithoutScript())
+        throw ScriptStop{kExitUsage,
+                         "car " + std::to_string(car) + " is driven by a person: give its choices with --script"};
+    }
     showPending();
     while (!feed.Done()) {
-      Perform(engine, feed.Take());
+      Perform(engine, files, feed.Take());
       showPending();
     }
     // Unattended, the race controls run the race to its end.
@@ -601,9 +698,18 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
     out << "race over\n";
     PrintStandings(*rs, out);
   } catch (const ScriptStop& stop) {
-    if (stop.Status == kExitScriptEnded || stop.Status == kExitOk) out << stop.Message << "\n";
-    else err << "play: " << stop.Message << "\n";
+    if (stop.Status == kExitScriptEnded || stop.Status == kExitOk)
+      out << stop.Message << "\n";
+    else
+      err << "play: " << stop.Message << "\n";
     status = stop.Status;
+  }
+  if (saveError) {
+    err << "velomark-cli: " << saveError->Describe() << "\n";
+    if (status == kExitOk) status = kExitFileError;
+  } else if (a->saveAt > turnsRun) {
+    err << "play: the race had only " << turnsRun << " race turns: nothing was saved\n";
+    if (status == kExitOk) status = kExitUsage;
   }
   if (!a->dumpJson.empty()) {
     if (std::optional<FileError> e = WriteFileAtomic(a->dumpJson, RaceStateJson(*rs, rng.Draws()).dump(1) + "\n")) {

@@ -1,24 +1,22 @@
 #include <gtest/gtest.h>
 
-#include "tests/temp_dir.h"
-
 #include <algorithm>
 #include <filesystem>
-#include <memory>
 #include <fstream>
+#include <memory>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include "cli/commands.h"
-#include "core/textfile.h"
 #include "core/race_state.h"
+#include "core/textfile.h"
 #include "core/track_file.h"
 #include "game/race_config.h"
 #include "rules/result_table_file.h"
+#include "tests/temp_dir.h"
 #include "tools/sample_tracks.h"
 
 namespace vm {
@@ -175,10 +173,9 @@ const std::string kTables = std::string(VELOMARK_DATA) + "/Default.rst";
 const std::string kDemo = std::string(VELOMARK_FIXTURES) + "/Oval-two-cars.txt";
 
 std::vector<std::string> PlayArgs(const std::string& script, std::vector<std::string> more = {}) {
-  std::vector<std::string> args{"play",         "--track",      kOval,   "--tables", kTables,
-                                "--car-design", "60,40,40,140,3,0",      "--car-design",
-                                "60,40,40,160,3,1",                      "--laps", "1",
-                                "--script",     script};
+  std::vector<std::string> args{
+      "play",         "--track",          kOval,    "--tables", kTables,    "--car-design", "60,40,40,140,3,0",
+      "--car-design", "60,40,40,160,3,1", "--laps", "1",        "--script", script};
   args.insert(args.end(), more.begin(), more.end());
   return args;
 }
@@ -237,12 +234,14 @@ TEST(CliPlay, ALineThatDoesNotFitNamesItsNumberAndWhatWasExpected) {
     const char* Script;
     std::string Said;
   } cases[] = {
-      {"straight\n", "line 1: \"straight\" does not fit: the car waits for its speed (speed MPH, tires wet|dry, autopilot)"},
+      {"straight\n",
+       "line 1: \"straight\" does not fit: the car waits for its speed (speed MPH, tires wet|dry, autopilot)"},
       {"speed 60\n# x\nspeed 70\n", "line 3: \"speed 70\" does not fit: a speed is 0 to 240 in steps of 20"},
       {"speed 100\n", "line 1: \"speed 100\" does not fit: the 100 MPH button is not enabled"},
       {"speed 60\nspeed 60\nright\n", "line 3: \"right\" does not fit: the \"right\" button is not open for this step"},
-      {"end-race\nmaybe\n", "line 2: \"maybe\" does not fit: expected yes or no for \"Are you sure you want to RED "
-                             "FLAG this race ?\""},
+      {"end-race\nmaybe\n",
+       "line 2: \"maybe\" does not fit: expected yes or no for \"Are you sure you want to RED "
+       "FLAG this race ?\""},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.Script);
@@ -311,8 +310,8 @@ TEST(CliPlay, CarsComeFromACarFileOrARaceConfiguration) {
   const CliRun fromConfig = Cli({"play", "--config", config, "--qualifying", "none", "--script", kDemo});
   ASSERT_EQ(fromConfig.status, kExitOk) << fromConfig.err;
   EXPECT_EQ(fromConfig.out, Cli(PlayArgs(kDemo)).out);
-  EXPECT_EQ(Cli({"play", "--config", config, "--cars", "x.crs", "--car-design", "60,40,40,140,3,0", "--script",
-                 kDemo}).status,
+  EXPECT_EQ(Cli({"play", "--config", config, "--cars", "x.crs", "--car-design", "60,40,40,140,3,0", "--script", kDemo})
+                .status,
             kExitUsage);
 }
 
@@ -365,9 +364,13 @@ TEST(CliPlay, QualifyingListsTakeTheirWordsFromTheScript) {
     std::string Ends;  // the end of standard output
   } cases[] = {
       // Rnd 0.1 and 0.9: 6005 against 6045.
-      {{"--qualifying", "Start Speed", "--rnd", "0.1,0.9"}, "grid-done\n", 3,
+      {{"--qualifying", "Start Speed", "--rnd", "0.1,0.9"},
+       "grid-done\n",
+       3,
        "  1 | Car 2 |  | 60 | 45\n  2 | Car 1 |  | 60 | 5\ncar 2: speed\n"},
-      {{"--qualifying", "Manually Set Starting Grid"}, "grid-select 2\ngrid-up\ngrid-done\n", 3,
+      {{"--qualifying", "Manually Set Starting Grid"},
+       "grid-select 2\ngrid-up\ngrid-done\n",
+       3,
        "* 1 | Car 2 |  | 60\n  2 | Car 1 |  | 60\ncar 2: speed\n"},
       {{"--qualifying", "Single Lap"}, "cancel-race\nno\ncancel-race\nyes\n", kExitOk, "the start was called off\n"},
       {{"--qualifying", "Single Lap"}, "begin-lap\nspeed 140\nend-race\nyes\n", kExitOk, "the start was called off\n"},
@@ -399,11 +402,11 @@ TEST(CliPlay, APitStopAndTheWeatherInATenLapRace) {
                         "10", "--pits", "1", "--weather", "--seed", "3", "--log", "--dump-json", dump, "--script",
                         std::string(VELOMARK_FIXTURES) + "/Oval-pits-weather.txt"});
   ASSERT_EQ(r.status, kExitOk) << r.err << r.out;
-  for (const char* line : {"(Pre-Race) Weather - Cloudy (6), Track - Dry\n",
-                           "(Lap 4/Move 124) Weather - Improving (7), Track - Dry\n",
-                           "(Lap 5/Move 178) Enter Pit - Car 1, Wear Replenishment - Full Stop, Dry Tires\n",
-                           "(Lap 7/Move 244) Weather - Worsening (6), Track - Dry\n",
-                           "1. Car 1  27:06.000  10 laps  fastest 70.59 MPH (lap 6)  Finished\n"})
+  for (const char* line :
+       {"(Pre-Race) Weather - Cloudy (6), Track - Dry\n", "(Lap 4/Move 124) Weather - Improving (7), Track - Dry\n",
+        "(Lap 5/Move 178) Enter Pit - Car 1, Wear Replenishment - Full Stop, Dry Tires\n",
+        "(Lap 7/Move 244) Weather - Worsening (6), Track - Dry\n",
+        "1. Car 1  27:06.000  10 laps  fastest 70.59 MPH (lap 6)  Finished\n"})
     EXPECT_NE(r.out.find(line), std::string::npos) << line << r.out;
   const nlohmann::json j = nlohmann::json::parse(ReadWholeFile(dump).value_or("null"));
   EXPECT_EQ(std::tuple(j["PitLaneOpen"], j["MinPitStops"], j["StartWearAllotment"], j["PitReplenishment"]),
@@ -415,12 +418,116 @@ TEST(CliPlay, APitStopAndTheWeatherInATenLapRace) {
   EXPECT_EQ(j["CarLap"][1], 11);
 }
 
+// The top-level fields in which two state dumps differ.
+std::vector<std::string> DifferingKeys(const std::string& fileA, const std::string& fileB) {
+  const auto a = nlohmann::json::parse(ReadWholeFile(fileA).value_or("{}"));
+  const auto b = nlohmann::json::parse(ReadWholeFile(fileB).value_or("{}"));
+  std::vector<std::string> keys;
+  for (const auto& [key, value] : a.items())
+    if (!b.contains(key) || b[key] != value) keys.push_back(key);
+  return keys;
+}
+
+// Forty computer drivers, pit stops and weather: saved at the end of turn 40 and resumed from the
+// file alone, the race ends as the one run straight through. Only what belongs to the program and
+// not the race differs: the car file it loaded and where the pictures are looked for.
+TEST(CliPlay, ARaceSavedAtATurnAndResumedEndsAsTheStraightRun) {
+  const testing_support::TempDir dir;
+  const std::string data = VELOMARK_DATA;
+  const std::vector<std::string> race{"play",
+                                      "--track",
+                                      data + "/Tracks/Kestrel.trk",
+                                      "--tables",
+                                      kTables,
+                                      "--cars",
+                                      data + "/Field40.crs",
+                                      "--laps",
+                                      "12",
+                                      "--pits",
+                                      "1",
+                                      "--weather",
+                                      "--seed",
+                                      "4"};
+  auto with = [&](std::vector<std::string> more) {
+    std::vector<std::string> args = race;
+    args.insert(args.end(), more.begin(), more.end());
+    return args;
+  };
+  const CliRun straight = Cli(with({"--dump-json", dir.File("straight.json")}));
+  ASSERT_EQ(straight.status, kExitOk) << straight.err;
+  const std::string rip = dir.File("turn40.rip");
+  const CliRun saving = Cli(with({"--save-at", "40", rip}));
+  ASSERT_EQ(saving.status, kExitOk) << saving.err;
+  EXPECT_EQ(saving.out, "saved at the end of race turn 40: " + rip + "\n" + straight.out);
+  const CliRun resumed = Cli({"play", "--resume", rip, "--dump-json", dir.File("resumed.json")});
+  ASSERT_EQ(resumed.status, kExitOk) << resumed.err;
+  EXPECT_EQ(resumed.out, straight.out);
+  EXPECT_EQ(DifferingKeys(dir.File("straight.json"), dir.File("resumed.json")),
+            (std::vector<std::string>{"CarPicture", "CarsInFile", "CurrentCarFile", "RaceConfigLoaded", "SavedRaceLaps",
+                                      "StateHash"}));
+
+  // What does not fit: a resumed race brings its own set-up; a turn the race never reaches saves
+  // nothing; a damaged file is refused by line and field.
+  EXPECT_EQ(Cli({"play", "--resume", rip, "--laps", "3"}).status, kExitUsage);
+  EXPECT_EQ(Cli({"play", "--resume", rip, "--save-at", "x", "y"}).status, kExitUsage);
+  const CliRun tooLate = Cli(with({"--save-at", "9999", dir.File("never.rip")}));
+  EXPECT_EQ(tooLate.status, kExitUsage);
+  EXPECT_NE(tooLate.err.find("nothing was saved"), std::string::npos) << tooLate.err;
+  EXPECT_FALSE(std::filesystem::exists(dir.File("never.rip")));
+  std::string text = ReadWholeFile(rip).value();
+  text.replace(text.find("\r\n40\r\n"), 6, "\r\n41\r\n");  // the car count
+  const std::string bad = dir.Add("bad.rip", text);
+  const CliRun refused = Cli({"play", "--resume", bad});
+  EXPECT_EQ(refused.status, kExitFileError);
+  EXPECT_NE(refused.err.find(", line 6, field CarCount: "), std::string::npos) << refused.err;
+}
+
+// The demonstration race with its second turn taken back and driven again: the race ends as
+// before. Right after the first turn there is no turn before it to go back to.
+TEST(CliPlay, UndoTakesTheLastTurnBackOnceAndTheRaceGoesOnFromThere) {
+  const testing_support::TempDir dir;
+  std::vector<std::string> lines;
+  std::istringstream demo(ReadWholeFile(kDemo).value());
+  for (std::string line; std::getline(demo, line);)
+    if (!line.empty() && line[0] != '#') lines.push_back(line);
+  constexpr size_t kTurn1 = 10, kTurn2 = 14;  // lines of the first two race turns
+  auto script = [&](const std::vector<std::string>& parts) {
+    std::string text;
+    for (const std::string& part : parts) text += part + "\n";
+    return dir.Add("script" + std::to_string(text.size()) + ".txt", text);
+  };
+  std::vector<std::string> redone(lines.begin(), lines.begin() + kTurn1 + kTurn2);
+  redone.push_back("undo");
+  redone.insert(redone.end(), lines.begin() + kTurn1, lines.end());
+  const CliRun straight = Cli(PlayArgs(kDemo, {"--dump-json", dir.File("straight.json")}));
+  const CliRun undone = Cli(PlayArgs(script(redone), {"--dump-json", dir.File("undone.json")}));
+  ASSERT_EQ(undone.status, kExitOk) << undone.err << undone.out;
+  EXPECT_EQ(undone.out, straight.out);
+  // The undo file marks the race as loaded from a file, as any saved race.
+  EXPECT_EQ(DifferingKeys(dir.File("straight.json"), dir.File("undone.json")),
+            (std::vector<std::string>{"RaceConfigLoaded", "SavedRaceLaps", "StateHash"}));
+
+  std::vector<std::string> tooSoon(lines.begin(), lines.begin() + kTurn1);
+  tooSoon.push_back("undo");
+  const CliRun first = Cli(PlayArgs(script(tooSoon)));
+  EXPECT_EQ(first.status, kExitFileError);
+  EXPECT_NE(first.out.find("UFB.rip '  is missing or corrupt.  "), std::string::npos) << first.out;
+  EXPECT_NE(first.err.find("line 11: \"undo\" does not fit: the undo file could not be read"), std::string::npos)
+      << first.err;
+  std::vector<std::string> twice = redone;
+  twice.insert(twice.begin() + kTurn1 + kTurn2 + 1, "undo");
+  const CliRun again = Cli(PlayArgs(script(twice)));
+  EXPECT_EQ(again.status, kExitFileError);
+  EXPECT_NE(again.err.find("no race turn can be taken back now"), std::string::npos) << again.err;
+}
+
 // Older editors wrote names in Latin-1: whatever reads them, every output carries them as UTF-8.
 TEST(CliPlay, Latin1NamesComeOutAsUtf8) {
   const testing_support::TempDir dir;
   const auto car = [](const std::string& name) {
     return "60,40,40,140,3,#FALSE#,2,2,2,\"Formula\\Gifs\\Red\",\"" + name +
-           "\",0,\"\xc9quipe\",0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,\" \",\" \",\" \",\" \",\" \",\" \",\" \",\" \",\" \",\" \"\r\n";
+           "\",0,\"\xc9quipe\",0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,\" \",\" \",\" \",\" \",\" \",\" \",\" \",\" \",\" "
+           "\",\" \"\r\n";
   };
   const std::string cars = dir.Add("latin1.crs", "8\r\n2\r\n" + car("Ren\xe9 Dubois") + car("Zo\xeb Keller"));
   std::string trackText = ReadWholeFile(kOval).value_or("");
@@ -435,7 +542,9 @@ TEST(CliPlay, Latin1NamesComeOutAsUtf8) {
   } cases[] = {
       {{"cars", cars, "--json"}, kExitOk, ""},
       {{"track-info", track, "--json"}, kExitOk, ""},
-      {{"play", "--track", track, "--tables", kTables, "--cars", cars, "--script", empty, "--dump-json", dump}, 3, dump},
+      {{"play", "--track", track, "--tables", kTables, "--cars", cars, "--script", empty, "--dump-json", dump},
+       3,
+       dump},
   };
   for (const auto& c : cases) {
     const CliRun r = Cli(c.Args);
