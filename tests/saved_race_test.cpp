@@ -1,9 +1,13 @@
 #include "game/saved_race.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -24,8 +28,9 @@ using testing_support::TempDir;
 
 const std::string kOval = std::string(VELOMARK_FIXTURES) + "/Oval.trk";
 const std::string kCarsFolder = "C:\\VMR\\Cars\\";
-// The block after the race's sections, with the pit lane empty: mark, queue count, counts, finish
-// order, fastest lap, flags, slipstream speeds, qualifying (four lines) and the generator.
+// The block after the race's sections with one car in the pit lane: mark, queue count, the car's
+// stop, counts, finish order, fastest lap, flags, slipstream speeds, qualifying (four lines) and
+// the generator.
 constexpr size_t kResumeBlockLines = 13;
 
 // The first `n` cells of the track in lane order, each a real cell.
@@ -181,8 +186,7 @@ TEST(SavedRace, WriteReadWriteGivesTheSameBytesAndTheSameRace) {
     ASSERT_FALSE(ReadSavedRace(*fresh, path, kCarsFolder, k.Kind, TrackLoaderFromFolder(""))) << k.Name;
     EXPECT_EQ(CheckRaceState(*fresh), std::vector<std::string>{}) << k.Name;
     EXPECT_EQ(std::tuple(fresh->SavedRaceLaps, fresh->MinPitStops, fresh->RestartAfterPit, fresh->RaceConfigLoaded,
-                         fresh->CarMovementDelay, fresh->PitQueue, fresh->track.CellOccupant,
-                         fresh->Highlights),
+                         fresh->CarMovementDelay, fresh->PitQueue, fresh->track.CellOccupant, fresh->Highlights),
               std::tuple(12, 1, false, true, k.Kind == SavedRaceKind::Undo ? 130 : 40, original->PitQueue,
                          original->track.CellOccupant, original->Highlights))
         << k.Name;
@@ -219,9 +223,9 @@ TEST(SavedRace, ThreeCarRaceStillStoresFortyCarsAndFortyRunningRecords) {
       EXPECT_EQ(FieldCount(lines[cars + i]), static_cast<size_t>(k.CarFields)) << k.Name << " car " << i + 1;
       EXPECT_EQ(FieldCount(lines[cars + kMaxCars + 1 + i]), 25u) << k.Name << " running " << i + 1;
     }
-    EXPECT_EQ(lines[cars + kMaxCars], "1") << k.Name;                  // LeadCar
+    EXPECT_EQ(lines[cars + kMaxCars], "1") << k.Name;  // LeadCar
     // The lap tables to the qualifying times, three highlights, in a .rip the tables, and the
-    // closing block for a resume with an empty pit lane.
+    // closing block for a resume.
     const size_t expected = static_cast<size_t>(cars + 2 * kMaxCars + 1 + 303 + 101 + 40 + 1 + 1 + 5 + 6 + 11 + 1 + 3) +
                             (k.Kind == SavedRaceKind::Rip ? 27u : 0u) + kResumeBlockLines;
     EXPECT_EQ(lines.size(), expected) << k.Name;
@@ -232,9 +236,9 @@ constexpr size_t kAll = SIZE_MAX;
 
 struct Hostile {
   const char* Why;
-  size_t Line;       // 1-based line replaced by With; 0 none
+  size_t Line;  // 1-based line replaced by With; 0 none
   std::string With;
-  size_t Keep;       // lines kept
+  size_t Keep;  // lines kept
   FileErrorCode Code;
   int ErrorLine;
   std::string Field;
@@ -242,8 +246,7 @@ struct Hostile {
 
 std::string Edited(const std::vector<std::string>& lines, const Hostile& h) {
   std::string text;
-  for (size_t i = 0; i < lines.size() && i < h.Keep; ++i)
-    text += (i + 1 == h.Line ? h.With : lines[i]) + "\r\n";
+  for (size_t i = 0; i < lines.size() && i < h.Keep; ++i) text += (i + 1 == h.Line ? h.With : lines[i]) + "\r\n";
   return text;
 }
 
@@ -283,19 +286,43 @@ TEST(SavedRace, HostileFilesNameLineAndFieldAndLeaveTheRaceAlone) {
   auto cut = [](size_t line, const char* field) {
     return Hostile{field, 0, "", line - 1, FileErrorCode::PastEnd, static_cast<int>(line), field};
   };
-  static constexpr char kElf[] = "\x7f" "ELF\x02\x01\x01\0\0\0,\0\x03\0>";
+  static constexpr char kElf[] =
+      "\x7f"
+      "ELF\x02\x01\x01\0\0\0,\0\x03\0>";
   const std::string binary(kElf, sizeof kElf - 1);  // the head of a program, NULs and all
   const Hostile cases[] = {
       // Cut short at the start of each part of the file.
-      cut(1, "TrackFile"), cut(2, "UndoDisabled"), cut(3, "AllowManualDice"), cut(4, "WeatherEnabled"),
-      cut(5, "RaceLaps"), cut(6, "CarCount"), cut(7, "QualifyingMethod"), cut(8, "CarMovementDelay"),
-      cut(9, "OptCurveEntryBySlipstream"), cut(14, "PointStructure"), cut(15, "PointsPole"),
-      cut(16, "CarSetupPoints"), cut(17, "CarStartSpeed"), cut(57, "LeadCar"), cut(58, "CarEngineDamaged"),
-      cut(98, "LapOrder"), cut(401, "LapWearsUsed"), cut(502, "CellLane"), cut(542, "PitLaneOpen"),
-      cut(543, "LeaderSpeedCount"), cut(544, "LeaderSpeedHistory"), cut(549, "CarStintLaps"),
-      cut(550, "CarStintLapsLeft"), cut(551, "PitStrategy"), cut(552, "CarWearBonus"),
-      cut(553, "CarQualifyBonus"), cut(554, "CarInPit"), cut(555, "LapReportPlace"), cut(566, "QualifyTime"),
-      cut(567, "Highlight"), cut(571, "ResultTable"),
+      cut(1, "TrackFile"),
+      cut(2, "UndoDisabled"),
+      cut(3, "AllowManualDice"),
+      cut(4, "WeatherEnabled"),
+      cut(5, "RaceLaps"),
+      cut(6, "CarCount"),
+      cut(7, "QualifyingMethod"),
+      cut(8, "CarMovementDelay"),
+      cut(9, "OptCurveEntryBySlipstream"),
+      cut(14, "PointStructure"),
+      cut(15, "PointsPole"),
+      cut(16, "CarSetupPoints"),
+      cut(17, "CarStartSpeed"),
+      cut(57, "LeadCar"),
+      cut(58, "CarEngineDamaged"),
+      cut(98, "LapOrder"),
+      cut(401, "LapWearsUsed"),
+      cut(502, "CellLane"),
+      cut(542, "PitLaneOpen"),
+      cut(543, "LeaderSpeedCount"),
+      cut(544, "LeaderSpeedHistory"),
+      cut(549, "CarStintLaps"),
+      cut(550, "CarStintLapsLeft"),
+      cut(551, "PitStrategy"),
+      cut(552, "CarWearBonus"),
+      cut(553, "CarQualifyBonus"),
+      cut(554, "CarInPit"),
+      cut(555, "LapReportPlace"),
+      cut(566, "QualifyTime"),
+      cut(567, "Highlight"),
+      cut(571, "ResultTable"),
       // Text where a number stands, numbers beyond their range.
       {"text", 6, "five", kAll, FileErrorCode::TypeMismatch, 6, "CarCount"},
       {"text", 17, "sixty,40", kAll, FileErrorCode::TypeMismatch, 17, "CarStartSpeed"},
@@ -317,15 +344,38 @@ TEST(SavedRace, HostileFilesNameLineAndFieldAndLeaveTheRaceAlone) {
   };
   for (const Hostile& h : cases) ExpectRefused(rip, h, SavedRaceKind::Rip);
 
+  // The closing block: cut short, a pit lane that does not match the cars in it, a generator that
+  // could never draw.
+  const size_t mark = static_cast<size_t>(std::find(rip.begin(), rip.end(), "#RESUME#") - rip.begin()) + 1;
+  const int markLine = static_cast<int>(mark);
+  const std::string zeros =
+      "#TRUE#,\"0000000000000000\",\"0000000000000000\",\"0000000000000000\","
+      "\"0000000000000000\",\"0000000000000001\"";
+  const Hostile blockCases[] = {
+      cut(mark + 1, "PitQueueCount"),
+      cut(mark + 12, "Generator"),
+      {"queue", mark + 1, "0", kAll, FileErrorCode::OutOfRange, markLine + 1, "PitQueueCount"},
+      {"queued", mark + 2, "2,3,0,0", kAll, FileErrorCode::OutOfRange, markLine + 2, "PitQueueCar"},
+      {"zeros", mark + 12, zeros, kAll, FileErrorCode::OutOfRange, markLine + 12, "GeneratorWord"},
+      {"hex", mark + 12, "#TRUE#,\"12xyz\"", kAll, FileErrorCode::TypeMismatch, markLine + 12, "GeneratorWord"},
+  };
+  for (const Hostile& h : blockCases) ExpectRefused(rip, h, SavedRaceKind::Rip);
+
   // The undo layout: no points, the configuration's car record, highlights to the end.
   const std::vector<std::string> undo = Lines(SavedRaceText(*good, kCarsFolder, SavedRaceKind::Undo));
   const Hostile undoCases[] = {
-      cut(14, "CarSetupPoints"), cut(15, "CarStartSpeed"), cut(55, "LeadCar"), cut(564, "QualifyTime"),
-      {"text", 15, "60,40,60,220,4,#FALSE#,0,0,0,\"Gifs\\Car1\",\"Driver 1\",one", kAll, FileErrorCode::TypeMismatch, 15,
-       "CarDRM"},
+      cut(14, "CarSetupPoints"),
+      cut(15, "CarStartSpeed"),
+      cut(55, "LeadCar"),
+      cut(564, "QualifyTime"),
+      {"text", 15, "60,40,60,220,4,#FALSE#,0,0,0,\"Gifs\\Car1\",\"Driver 1\",one", kAll, FileErrorCode::TypeMismatch,
+       15, "CarDRM"},
       {"41 cars", 6, "41", kAll, FileErrorCode::OutOfRange, 6, "CarCount"},
   };
   for (const Hostile& h : undoCases) ExpectRefused(undo, h, SavedRaceKind::Undo);
+  // The mark ends the highlights of an undo file; a block cut off after it is an error.
+  const size_t undoMark = static_cast<size_t>(std::find(undo.begin(), undo.end(), "#RESUME#") - undo.begin()) + 1;
+  ExpectRefused(undo, cut(undoMark + 1, "PitQueueCount"), SavedRaceKind::Undo);
 }
 
 TEST(SavedRace, UndoFileHasNoPointsNoStartingRatingsAndNoTables) {
@@ -342,7 +392,8 @@ TEST(SavedRace, UndoFileHasNoPointsNoStartingRatingsAndNoTables) {
   auto loaded = std::make_unique<RaceState>(*rs);
   std::string shorter;
   for (size_t i = 0; i + kResumeBlockLines + 1 < undo.size(); ++i) shorter += undo[i] + "\r\n";
-  ASSERT_FALSE(ParseSavedRace(*loaded, shorter, "UFB.rip", kCarsFolder, SavedRaceKind::Undo, TrackLoaderFromFolder("")));
+  ASSERT_FALSE(
+      ParseSavedRace(*loaded, shorter, "UFB.rip", kCarsFolder, SavedRaceKind::Undo, TrackLoaderFromFolder("")));
   EXPECT_EQ(loaded->Highlights, std::vector<std::string>(rs->Highlights.begin(), rs->Highlights.end() - 1));
 }
 
@@ -360,6 +411,46 @@ TEST(SavedRace, MissingFileOrFolderIsAFileErrorAndNothingMore) {
   ASSERT_TRUE(read);
   EXPECT_EQ(read->Code, FileErrorCode::NotFound);
   EXPECT_TRUE(*loaded == *rs);
+}
+
+// A writer killed at any moment leaves the last whole file or the new whole file, never a part:
+// a child process saves two different races in turn as fast as it can and is killed with
+// SIGKILL at varied moments; each time the file on disk is one of the two, byte for byte, and
+// loads.
+TEST(SavedRace, AWriterKilledMidWayLeavesTheOldFileOrTheNewOneWhole) {
+  TempDir dir;
+  const auto first = MidRace();
+  auto second = std::make_unique<RaceState>(*first);
+  second->Highlights.assign(2000, "(Lap 9/Move 900) A long afternoon of racing");  // a bigger file, slower to write
+  const std::string path = dir.File("Race.rip");
+  const std::string texts[] = {SavedRaceText(*first, kCarsFolder, SavedRaceKind::Rip),
+                               SavedRaceText(*second, kCarsFolder, SavedRaceKind::Rip)};
+  ASSERT_FALSE(WriteSavedRace(*first, path, kCarsFolder, SavedRaceKind::Rip));
+  int caughtMidWay = 0;
+  for (int round = 0; round < 12; ++round) {
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      for (int i = 0;; ++i) WriteSavedRace(i % 2 ? *first : *second, path, kCarsFolder, SavedRaceKind::Rip);
+    }
+    ::usleep(static_cast<useconds_t>(2000 + 1700 * round));
+    ::kill(child, SIGKILL);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFSIGNALED(status));
+    const std::string text = ReadWholeFile(path).value_or("");
+    EXPECT_TRUE(text == texts[0] || text == texts[1]) << "round " << round << ": " << text.size() << " bytes";
+    auto loaded = std::make_unique<RaceState>(*first);
+    EXPECT_FALSE(ReadSavedRace(*loaded, path, kCarsFolder, SavedRaceKind::Rip, TrackLoaderFromFolder("")));
+    // A kill inside a write leaves the writer's temporary file beside the save.
+    std::vector<std::filesystem::path> others;
+    for (const auto& entry : std::filesystem::directory_iterator(dir.Path()))
+      if (entry.path() != path) others.push_back(entry.path());
+    caughtMidWay += others.empty() ? 0 : 1;
+    for (const auto& other : others) std::filesystem::remove(other);
+  }
+  // Some kill must have landed inside a write, or the test has tested nothing.
+  EXPECT_GT(caughtMidWay, 0);
 }
 
 }  // namespace
