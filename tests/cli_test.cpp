@@ -428,26 +428,17 @@ std::vector<std::string> DifferingKeys(const std::string& fileA, const std::stri
   return keys;
 }
 
-// Forty computer drivers, pit stops and weather: saved at the end of turn 40 and resumed from the
-// file alone, the race ends as the one run straight through. Only what belongs to the program and
-// not the race differs: the car file it loaded and where the pictures are looked for.
+// Twenty computer drivers, pit stops and weather: saved at the end of turn 40 and resumed from the
+// file alone, the race ends as the one run straight through, and saving it took nothing from it.
+// Only what belongs to the program and not the race differs: the car file it loaded and where the
+// pictures are looked for.
 TEST(CliPlay, ARaceSavedAtATurnAndResumedEndsAsTheStraightRun) {
   const testing_support::TempDir dir;
   const std::string data = VELOMARK_DATA;
-  const std::vector<std::string> race{"play",
-                                      "--track",
-                                      data + "/Tracks/Kestrel.trk",
-                                      "--tables",
-                                      kTables,
-                                      "--cars",
-                                      data + "/Field40.crs",
-                                      "--laps",
-                                      "12",
-                                      "--pits",
-                                      "1",
-                                      "--weather",
-                                      "--seed",
-                                      "4"};
+  const std::vector<std::string> race{"play",    "--track",      data + "/Tracks/Kestrel.trk", "--tables",
+                                      kTables,   "--cars",       data + "/Field40.crs",        "--cars-racing",
+                                      "20",      "--laps",       "12",                         "--pits",
+                                      "1",       "--weather",    "--seed",                     "4"};
   auto with = [&](std::vector<std::string> more) {
     std::vector<std::string> args = race;
     args.insert(args.end(), more.begin(), more.end());
@@ -456,9 +447,10 @@ TEST(CliPlay, ARaceSavedAtATurnAndResumedEndsAsTheStraightRun) {
   const CliRun straight = Cli(with({"--dump-json", dir.File("straight.json")}));
   ASSERT_EQ(straight.status, kExitOk) << straight.err;
   const std::string rip = dir.File("turn40.rip");
-  const CliRun saving = Cli(with({"--save-at", "40", rip}));
+  const CliRun saving = Cli(with({"--save-at", "40", rip, "--dump-json", dir.File("saving.json")}));
   ASSERT_EQ(saving.status, kExitOk) << saving.err;
   EXPECT_EQ(saving.out, "saved at the end of race turn 40: " + rip + "\n" + straight.out);
+  EXPECT_EQ(ReadWholeFile(dir.File("saving.json")), ReadWholeFile(dir.File("straight.json")));
   const CliRun resumed = Cli({"play", "--resume", rip, "--dump-json", dir.File("resumed.json")});
   ASSERT_EQ(resumed.status, kExitOk) << resumed.err;
   EXPECT_EQ(resumed.out, straight.out);
@@ -470,12 +462,12 @@ TEST(CliPlay, ARaceSavedAtATurnAndResumedEndsAsTheStraightRun) {
   // nothing; a damaged file is refused by line and field.
   EXPECT_EQ(Cli({"play", "--resume", rip, "--laps", "3"}).status, kExitUsage);
   EXPECT_EQ(Cli({"play", "--resume", rip, "--save-at", "x", "y"}).status, kExitUsage);
-  const CliRun tooLate = Cli(with({"--save-at", "9999", dir.File("never.rip")}));
+  const CliRun tooLate = Cli(PlayArgs(kDemo, {"--save-at", "9999", dir.File("never.rip")}));
   EXPECT_EQ(tooLate.status, kExitUsage);
   EXPECT_NE(tooLate.err.find("nothing was saved"), std::string::npos) << tooLate.err;
   EXPECT_FALSE(std::filesystem::exists(dir.File("never.rip")));
   std::string text = ReadWholeFile(rip).value();
-  text.replace(text.find("\r\n40\r\n"), 6, "\r\n41\r\n");  // the car count
+  text.replace(text.find("\r\n20\r\n"), 6, "\r\n41\r\n");  // the car count
   const std::string bad = dir.Add("bad.rip", text);
   const CliRun refused = Cli({"play", "--resume", bad});
   EXPECT_EQ(refused.status, kExitFileError);
