@@ -1,9 +1,10 @@
 #include "cli/commands.h"
 
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <ostream>
-
-#include <nlohmann/json.hpp>
+#include <random>
+#include <system_error>
 
 #include "cli/bench_command.h"
 #include "cli/cars_command.h"
@@ -11,9 +12,9 @@
 #include "cli/play.h"
 #include "core/curve_scan.h"
 #include "core/numbers.h"
-#include "game/startup.h"
 #include "core/random.h"
 #include "core/track_file.h"
+#include "game/startup.h"
 #include "rules/result_table_file.h"
 
 namespace vm {
@@ -21,12 +22,13 @@ namespace vm {
 namespace {
 
 const std::string kUsage =
-    std::string("usage: velomark-cli [--rnd V1,V2,...] [--data DIR] COMMAND ...\n"
-    "commands:\n"
-    "  track-info FILE.trk [--json] [--scan SPACE LANE]\n"
-    "      load a track as the game does and print its caption, chooser lines and tables\n"
-    "  tables FILE.rst [--json]\n"
-    "      load result tables as the game does and print each row: name, dice, low, high\n") +
+    std::string(
+        "usage: velomark-cli [--rnd V1,V2,...] [--data DIR] COMMAND ...\n"
+        "commands:\n"
+        "  track-info FILE.trk [--json] [--scan SPACE LANE]\n"
+        "      load a track as the game does and print its caption, chooser lines and tables\n"
+        "  tables FILE.rst [--json]\n"
+        "      load result tables as the game does and print each row: name, dice, low, high\n") +
     "  cars FILE.crs [--json]\n"
     "      load a car file as the game does and print each car with its design cost\n" +
     kGameCommandsUsage + kPlayUsage + kBenchUsage;
@@ -75,8 +77,8 @@ int TrackInfo(const TrackInfoArgs& a, std::ostream& out, std::ostream& err) {
   if (a.scan) {
     const auto [space, lane] = *a.scan;
     if (space < 1 || space > track.TrackLength || lane < 1 || lane > track.TrackLanes) {
-      err << "track-info: --scan needs a space in 1.." << track.TrackLength << " and a lane in 1.."
-          << track.TrackLanes << "\n";
+      err << "track-info: --scan needs a space in 1.." << track.TrackLength << " and a lane in 1.." << track.TrackLanes
+          << "\n";
       return kExitUsage;
     }
     spcSpd = SpcSpdText(ScanNextCurve(track, space, lane));
@@ -166,6 +168,22 @@ int Tables(const TablesArgs& a, std::ostream& out, std::ostream& err) {
 
 }  // namespace
 
+ScratchFolder::ScratchFolder(bool wanted, std::string_view prefix) {
+  if (!wanted) return;
+  std::random_device entropy;
+  std::error_code ec;
+  const std::filesystem::path base = std::filesystem::temp_directory_path(ec);
+  for (int attempt = 0; attempt < 100 && path_.empty() && !ec; ++attempt) {
+    const std::filesystem::path candidate = base / (std::string(prefix) + std::to_string(entropy()));
+    if (std::filesystem::create_directory(candidate, ec)) path_ = candidate;
+  }
+}
+
+ScratchFolder::~ScratchFolder() {
+  std::error_code ec;
+  if (!path_.empty()) std::filesystem::remove_all(path_, ec);
+}
+
 int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
   Random rng;
   rng.SeedFromClock();
@@ -201,7 +219,8 @@ int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
     std::optional<TrackInfoArgs> a = ParseTrackInfo(args, i + 1, err);
     return a ? TrackInfo(*a, out, err) : kExitUsage;
   }
-  if (command == "play") return Play(std::vector<std::string>(args.begin() + static_cast<long>(i) + 1, args.end()), rng, out, err);
+  if (command == "play")
+    return Play(std::vector<std::string>(args.begin() + static_cast<long>(i) + 1, args.end()), rng, out, err);
   if (command == "cars") return CarsCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, out, err);
   if (command == "check") return CheckCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, out, err);
   if (command == "start")

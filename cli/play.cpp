@@ -510,38 +510,6 @@ void PrintStandings(const RaceState& rs, std::ostream& out) {
   }
 }
 
-// A fresh folder of its own for RaceConfig.slq, made only for a single-lap qualifying and removed
-// with everything in it when the run ends. Its name comes from the system's entropy, never from
-// the race's generator.
-class ScratchFolder {
- public:
-  explicit ScratchFolder(bool wanted) {
-    if (!wanted) return;
-    std::random_device entropy;
-    std::error_code ec;
-    const std::filesystem::path base = std::filesystem::temp_directory_path(ec);
-    for (int attempt = 0; attempt < 100 && path_.empty() && !ec; ++attempt) {
-      const std::filesystem::path candidate = base / ("velomark-play-" + std::to_string(entropy()));
-      if (std::filesystem::create_directory(candidate, ec)) path_ = candidate;
-    }
-  }
-  ~ScratchFolder() {
-    std::error_code ec;
-    if (!path_.empty()) std::filesystem::remove_all(path_, ec);
-  }
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-  bool Made() const { return !path_.empty(); }
-  // The file's full name in the folder; "" when there is no folder.
-  std::string File(std::string_view name) const { return Made() ? (path_ / name).string() : ""; }
-
- private:
-  std::filesystem::path path_;
-};
-
-}  // namespace
-
 // Sets up the race from the command line: a configuration, a track, tables, cars and settings.
 // Returns kExitOk, or the status of a failure it has told.
 int SetUpRace(RaceState& rs, const PlayArgs& a, std::ostream& err) {
@@ -605,6 +573,8 @@ int SetUpRace(RaceState& rs, const PlayArgs& a, std::ostream& err) {
   return kExitOk;
 }
 
+}  // namespace
+
 int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, std::ostream& err) {
   std::optional<PlayArgs> a = ParsePlay(args, err);
   if (!a) return kExitUsage;
@@ -643,7 +613,7 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
   RaceEngine engine(*rs, rng, console, log);
   UseAIDrivers(engine);
   const bool singleLap = rs->QualifyingMethod == kQualifySingleLap && rs->GameMode != kModePractice;
-  const ScratchFolder scratch(singleLap);
+  const ScratchFolder scratch(singleLap, "velomark-play-");
   if (singleLap && !scratch.Made()) {
     err << "velomark-cli: no temporary folder could be made for " << kRaceConfigScratchName << "\n";
     return kExitFileError;
@@ -651,7 +621,7 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
   Qualifying qualifying(engine, {scratch.File(kRaceConfigScratchName), "",
                                  TrackLoaderFromFolder(DirName(NativePath(rs->track.TrackFile)))});
   // Undo files only for a script that takes a turn back: each is a file written every turn.
-  const ScratchFolder undoFolder(feed.Has("undo"));
+  const ScratchFolder undoFolder(feed.Has("undo"), "velomark-undo-");
   GameSession session;
   session.CarsFolder =
       a->resume.empty() ? DirName(NativePath(a->cars.empty() ? a->config : a->cars)) : DirName(NativePath(a->resume));

@@ -55,8 +55,12 @@ class TextWriter {
   TextWriter& Bool(bool value);
   // A bare word, unquoted: a mark no string field can be mistaken for.
   TextWriter& Word(std::string_view word);
+  // Whole lines written before by another writer, copied as they stand.
+  void Lines(std::string_view lines) { text_.append(lines.data(), lines.size()); }
   // Ends the current statement.
   void EndLine();
+  // Room for a text of about this many bytes, so a large file is not built by regrowing.
+  void Reserve(size_t bytes) { text_.reserve(bytes); }
 
   const std::string& Text() const { return text_; }
 
@@ -85,9 +89,7 @@ class TextReader {
   // A whole number within [lo, hi]; a fractional value is rounded half to even first.
   long long ReadInteger(std::string_view field, long long lo, long long hi);
   int ReadInt16(std::string_view field) { return static_cast<int>(ReadInteger(field, -32768, 32767)); }
-  int ReadInt32(std::string_view field) {
-    return static_cast<int>(ReadInteger(field, INT32_MIN, INT32_MAX));
-  }
+  int ReadInt32(std::string_view field) { return static_cast<int>(ReadInteger(field, INT32_MIN, INT32_MAX)); }
   // #TRUE#/#FALSE#, or a number (non-zero is true); with allowWords also True/False.
   bool ReadBool(std::string_view field, bool allowWords = false);
   // Takes the next field when it is the bare (unquoted) `word`; otherwise reads nothing.
@@ -133,8 +135,21 @@ std::optional<FileError> ReadTextFile(const std::string& path, std::string& text
 // ReadTextFile for callers that need only the text: nullopt on any failure.
 std::optional<std::string> ReadWholeFile(const std::string& path);
 
+// Whether a written file is forced to the disk before it replaces the old one.
+enum class Durability {
+  Synced,  // survives a power cut: for every file a player keeps
+  Cached,  // left to the system's cache: for a scratch file rewritten every turn
+};
+
 // Writes a file through a temporary beside it and a rename, so a crash never leaves half a file.
-std::optional<FileError> WriteFileAtomic(const std::string& path, std::string_view content);
+std::optional<FileError> WriteFileAtomic(const std::string& path, std::string_view content,
+                                         Durability durability = Durability::Synced);
+
+// The same for a scratch file rewritten very often, at exact paths: the content is written over the
+// spare file in place (made when missing), reusing its room on disk, and the spare then renamed to
+// path. Path shows the old file or the new one, whole; the spare is not to be read. Not synced.
+std::optional<FileError> ReplaceFileViaSpare(const std::string& spare, const std::string& path,
+                                             std::string_view content);
 
 // Rounds half to even, as the game's Round does.
 double RoundHalfEven(double value);

@@ -1,7 +1,11 @@
 #include "game/race_files.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -47,6 +51,22 @@ std::string UndoFolderFor(const std::string& dataFolder) {
   std::error_code ec;
   std::filesystem::create_directories(user, ec);
   return CanWriteIn(user) ? WithSeparator(user) : "";
+}
+
+std::optional<FileError> WriteUndoFiles(const RaceState& rs, const std::string& folder, std::string_view carsFolder,
+                                        LapLinesCache* laps) {
+  const std::string newer = JoinPath(folder, kUndoFileNewer);
+  const std::string older = JoinPath(folder, kUndoFileOlder);
+  const std::string spare = JoinPath(folder, kUndoFileSpare);
+  const std::string text = SavedRaceText(rs, carsFolder, SavedRaceKind::Undo, nullptr, laps);
+  // Every turn: the older file's room is taken for the newest. Renames onto free names and a
+  // write in place cost far less than a file made and another deleted.
+  if (::access(newer.c_str(), F_OK) == 0) {
+    std::rename(older.c_str(), spare.c_str());
+    if (std::rename(newer.c_str(), older.c_str()) != 0)
+      return FileError{FileErrorCode::WriteFailed, older, 0, "", std::strerror(errno)};
+  }
+  return ReplaceFileViaSpare(spare, newer, text);
 }
 
 RaceFiles::RaceFiles(GameSession& g, RaceEngine& engine, std::string undoFolder)
@@ -147,16 +167,10 @@ void RaceFiles::SaveUndoFile() {
     ClearUndoFiles();
     raceStarts_ = engine_.FreshStarts();
   }
-  const std::string newer = NewerUndoFile();
-  const std::string older = OlderUndoFile();
-  std::error_code ec;
-  if (std::filesystem::exists(newer, ec)) {
-    std::filesystem::remove(older, ec);
-    std::filesystem::rename(newer, older, ec);
-  }
-  if (std::optional<FileError> error = WriteSavedRace(Rs(), newer, g_.CarsFolder, SavedRaceKind::Undo)) {
+  if (std::optional<FileError> error = WriteUndoFiles(Rs(), undoFolder_, g_.CarsFolder, lapLines_.get())) {
     // The older file would now lie two turns back: an undo must not reach it.
-    std::filesystem::remove(older, ec);
+    std::error_code ec;
+    std::filesystem::remove(OlderUndoFile(), ec);
     if (!undoWriteFailed_)
       Ui().ShowMessage("The undo file could not be written, so no race turn can be taken back: " + error->Describe(),
                        "Undo", MessageKind::Exclamation);
@@ -169,8 +183,8 @@ void RaceFiles::SaveUndoFile() {
 void RaceFiles::ClearUndoFiles() {
   if (undoFolder_.empty()) return;
   std::error_code ec;
-  std::filesystem::remove(NewerUndoFile(), ec);
-  std::filesystem::remove(OlderUndoFile(), ec);
+  for (std::string_view name : {kUndoFileNewer, kUndoFileOlder, kUndoFileSpare})
+    std::filesystem::remove(JoinPath(undoFolder_, name), ec);
   undoWriteFailed_ = false;
 }
 

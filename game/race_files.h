@@ -2,6 +2,7 @@
 // files at the end of every race turn and take the last turn back, and end the race.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -9,6 +10,7 @@
 #include "engine/turn_engine.h"
 #include "game/modes.h"
 #include "game/race_config.h"
+#include "game/saved_race.h"
 
 namespace vm {
 
@@ -18,6 +20,11 @@ std::string UndoFolderFor(const std::string& dataFolder);
 
 // The per-user data folder: $XDG_DATA_HOME/velomark, or ~/.local/share/velomark.
 std::string UserDataFolder();
+
+// SaveUndoFile's work in `folder`: UFA.rip becomes UFB.rip, and the race is written to UFA.rip.
+// The lap lines are taken from `laps` where the race has not changed them since the last file.
+std::optional<FileError> WriteUndoFiles(const RaceState& rs, const std::string& folder, std::string_view carsFolder,
+                                        LapLinesCache* laps = nullptr);
 
 class RaceFiles {
  public:
@@ -72,7 +79,9 @@ class RaceFiles {
   RaceEngine& engine_;
   std::string undoFolder_;
   bool undoWriteFailed_ = false;
-  int raceStarts_ = 0;  // the engine's fresh starts when the undo files were last written
+  int raceStarts_ = 0;
+  std::unique_ptr<LapLinesCache> lapLines_ =
+      std::make_unique<LapLinesCache>();  // the engine's fresh starts when the undo files were last written
 };
 
 }  // namespace vm

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <utility>
 
@@ -16,7 +17,8 @@ namespace {
 constexpr int kRipReservedInts = 3;
 constexpr int kRipTrailingInts = 10;
 constexpr int kRipTrailingStrings = 10;
-constexpr int kLapReportPlaces = 11;  // places 0..10 of the lap report
+constexpr int kLapReportPlaces = 11;              // places 0..10 of the lap report
+constexpr size_t kSavedRaceReserve = 160 * 1024;  // a full race of forty cars, with room to spare
 // Heads the block that follows the race's sections: what a race needs to go on exactly as it
 // would have, which those sections leave out. A bare word, so no highlight string can be taken for it.
 constexpr std::string_view kResumeMark = "#RESUME#";
@@ -102,13 +104,15 @@ void ReadRunning(TextReader& in, RaceState& rs, int i) {
 }
 
 // The cell each car holds, (0, 0) for none: a car in the pits, out of the race or spun off its
-// cell holds none even though its lane and space still say where it was.
-std::pair<int, int> HeldCell(const RaceState& rs, int car) {
+// cell holds none even though its lane and space still say where it was. The first cell in track
+// order counts, should a car somehow hold two.
+PerCar<std::pair<int, int>> HeldCells(const RaceState& rs) {
   const Track& t = rs.track;
-  for (int space = 1; space <= kMaxSpaces; ++space)
-    for (int lane = 1; lane <= kMaxLanes; ++lane)
-      if (t.CellOccupant[space][lane] == car) return {lane, space};
-  return {0, 0};
+  PerCar<std::pair<int, int>> held{};
+  for (int space = kMaxSpaces; space >= 1; --space)
+    for (int lane = kMaxLanes; lane >= 1; --lane)
+      if (const int car = t.CellOccupant[space][lane]; IsCarNumber(car)) held[car] = {lane, space};
+  return held;
 }
 
 // The held cells: the occupancy is rebuilt from scratch, so a file cannot leave a stale car behind.
@@ -285,7 +289,8 @@ void DeriveResumeFields(RaceState& rs) {
   rs.PaceSpeed = IsCarNumber(leader) ? rs.CarSpeed[leader] : 0;
 }
 
-void WriteBody(TextWriter& w, const RaceState& rs, std::string_view carsFolder, SavedRaceKind kind, const Random* rng) {
+void WriteBody(TextWriter& w, const RaceState& rs, std::string_view carsFolder, SavedRaceKind kind, const Random* rng,
+               LapLinesCache* laps) {
   const bool rip = kind == SavedRaceKind::Rip;
   w.Str(rs.track.TrackFile);
   w.EndLine();
@@ -323,14 +328,18 @@ void WriteBody(TextWriter& w, const RaceState& rs, std::string_view carsFolder, 
   w.EndLine();
   for (int i = 1; i <= kMaxCars; ++i) WriteRunning(w, rs, i);
   for (int lap = 0; lap <= kMaxLaps; ++lap) {
-    WritePerCarLine(w, rs.LapOrder[lap], PutInt);
-    WritePerCarLine(w, rs.LapGap[lap], PutDbl);
-    WritePerCarLine(w, rs.LapSpeedMph[lap], PutDbl);
+    if (laps != nullptr) {
+      laps->Write(w, rs, lap);
+    } else {
+      WritePerCarLine(w, rs.LapOrder[lap], PutInt);
+      WritePerCarLine(w, rs.LapGap[lap], PutDbl);
+      WritePerCarLine(w, rs.LapSpeedMph[lap], PutDbl);
+    }
   }
   for (int lap = 0; lap <= kMaxLaps; ++lap) WritePerCarLine(w, rs.LapWearsUsed[lap], PutInt);
+  const PerCar<std::pair<int, int>> held = HeldCells(rs);
   for (int car = 1; car <= kMaxCars; ++car) {
-    const auto [lane, space] = HeldCell(rs, car);
-    w.Int(lane).Int(space);
+    w.Int(held[car].first).Int(held[car].second);
     w.EndLine();
   }
   w.Bool(rs.PitLaneOpen).Int(rs.PitReplenishment).Int(rs.StartWearAllotment).Bool(rs.PitRepairOnly);
@@ -434,15 +443,34 @@ void ReadBody(TextReader& in, RaceState& rs, std::string_view carsFolder, SavedR
 
 }  // namespace
 
-std::string SavedRaceText(const RaceState& rs, std::string_view carsFolder, SavedRaceKind kind, const Random* rng) {
+void LapLinesCache::Write(TextWriter& w, const RaceState& rs, int lap) {
+  Entry& e = entries_[static_cast<size_t>(lap)];
+  // Compared as bytes: the text of a value is what must match, and -0 writes apart from 0.
+  auto same = [](const auto& a, const auto& b) { return std::memcmp(a.data(), b.data(), sizeof a) == 0; };
+  if (!e.Valid || !same(e.Order, rs.LapOrder[lap]) || !same(e.Gap, rs.LapGap[lap]) ||
+      !same(e.Mph, rs.LapSpeedMph[lap])) {
+    TextWriter lines;
+    WritePerCarLine(lines, rs.LapOrder[lap], PutInt);
+    WritePerCarLine(lines, rs.LapGap[lap], PutDbl);
+    WritePerCarLine(lines, rs.LapSpeedMph[lap], PutDbl);
+    e = Entry{true, rs.LapOrder[lap], rs.LapGap[lap], rs.LapSpeedMph[lap], lines.Text()};
+  }
+  w.Lines(e.Text);
+}
+
+std::string SavedRaceText(const RaceState& rs, std::string_view carsFolder, SavedRaceKind kind, const Random* rng,
+                          LapLinesCache* laps) {
   TextWriter w;
-  WriteBody(w, rs, carsFolder, kind, rng);
+  w.Reserve(kSavedRaceReserve);
+  WriteBody(w, rs, carsFolder, kind, rng, laps);
   return w.Text();
 }
 
 std::optional<FileError> WriteSavedRace(const RaceState& rs, const std::string& path, std::string_view carsFolder,
                                         SavedRaceKind kind, const Random* rng) {
-  return WriteFileAtomic(path, SavedRaceText(rs, carsFolder, kind, rng));
+  // An undo file is rewritten every turn and lives as long as the race: the system's cache will do.
+  const Durability durability = kind == SavedRaceKind::Undo ? Durability::Cached : Durability::Synced;
+  return WriteFileAtomic(path, SavedRaceText(rs, carsFolder, kind, rng), durability);
 }
 
 std::optional<FileError> ParseSavedRace(RaceState& rs, std::string text, const std::string& fileName,

@@ -3,6 +3,7 @@
 // version mark: writer and reader agree on the order alone.
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,6 +19,25 @@ inline constexpr std::string_view kSavedRaceFilter = "Race In Progress Files (*.
 inline constexpr std::string_view kSavedRaceExtension = ".rip";
 inline constexpr std::string_view kUndoFileNewer = "UFA.rip";  // the state at the start of this turn
 inline constexpr std::string_view kUndoFileOlder = "UFB.rip";  // the turn before: what an undo loads
+inline constexpr std::string_view kUndoFileSpare = "UFC.tmp";  // room kept for the next newer file
+
+// The lines of the lap tables as last written, kept from one undo file to the next: a lap's lines
+// change only while cars cross it, so most of them are copied and not formatted again.
+class LapLinesCache {
+ public:
+  // Writes the order, gap and speed lines of `lap`.
+  void Write(TextWriter& w, const RaceState& rs, int lap);
+
+ private:
+  struct Entry {
+    bool Valid = false;
+    PerCar<int> Order{};
+    PerCar<double> Gap{};
+    PerCar<double> Mph{};
+    std::string Text;
+  };
+  std::array<Entry, kMaxLaps + 1> entries_{};
+};
 
 // The undo files leave out the points, the starting ratings and the result tables: they never
 // outlive the race, whose settings stay in memory.
@@ -28,7 +48,7 @@ enum class SavedRaceKind { Rip, Undo };
 // turns and work, the finish order, the fastest lap, a weather roll due, the qualifying results)
 // and, when rng is given, where the generator stands.
 std::string SavedRaceText(const RaceState& rs, std::string_view carsFolder, SavedRaceKind kind,
-                          const Random* rng = nullptr);
+                          const Random* rng = nullptr, LapLinesCache* laps = nullptr);
 
 // Writes a saved race atomically: a crash never leaves half a file where the last one stood.
 std::optional<FileError> WriteSavedRace(const RaceState& rs, const std::string& path, std::string_view carsFolder,

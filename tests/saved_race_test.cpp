@@ -413,6 +413,21 @@ TEST(SavedRace, MissingFileOrFolderIsAFileErrorAndNothingMore) {
   EXPECT_TRUE(*loaded == *rs);
 }
 
+// The lap lines kept from one undo file to the next are written again wherever the race changed
+// them, down to a zero that turned negative.
+TEST(SavedRace, KeptLapLinesGiveTheSameTextAsLinesWrittenAfresh) {
+  auto rs = MidRace();
+  LapLinesCache laps;
+  const auto fresh = [&] { return SavedRaceText(*rs, kCarsFolder, SavedRaceKind::Undo); };
+  EXPECT_EQ(SavedRaceText(*rs, kCarsFolder, SavedRaceKind::Undo, nullptr, &laps), fresh());
+  rs->LapGap[2][3] = 1.5;
+  rs->LapOrder[100][40] = 7;
+  rs->LapSpeedMph[0][1] = -0.0;
+  EXPECT_EQ(SavedRaceText(*rs, kCarsFolder, SavedRaceKind::Undo, nullptr, &laps), fresh());
+  rs->LapGap[2][3] = 0.0;
+  EXPECT_EQ(SavedRaceText(*rs, kCarsFolder, SavedRaceKind::Undo, nullptr, &laps), fresh());
+}
+
 // A writer killed at any moment leaves the last whole file or the new whole file, never a part:
 // a child process writes two different saved races in turn as fast as it can and is killed with
 // SIGKILL at varied moments; each time the file on disk is one of the two, byte for byte, and
