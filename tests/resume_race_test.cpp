@@ -6,9 +6,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -45,7 +48,13 @@ constexpr std::uint64_t kSeed = 23;
 class WeatherConsole : public testing_support::AutoConsole {
  public:
   void ShowMessage(std::string_view text, std::string_view, MessageKind) override { Told.emplace_back(text); }
+  std::optional<std::string> ChooseFile(const FileDialogRequest& request) override {
+    Asked.push_back(request);
+    return Answer;
+  }
   std::vector<std::string> Told;
+  std::vector<FileDialogRequest> Asked;
+  std::optional<std::string> Answer;  // the file the dialogs choose; none is a cancel
   int ChooseNumber(const NumberPanel& panel) override {
     return panel.Name == "frmWeatherSetup" ? std::clamp(kWeatherCycles, panel.Min, panel.Max) : panel.Value;
   }
@@ -130,8 +139,7 @@ TEST(ResumeRace, SavedBetweenTurnsAndResumedEndsExactlyAsTheStraightRun) {
   saving.RunToEnd();
   const RaceState& straight = *saving.rs;
   ASSERT_GT(straight.CarsFinished, 20);
-  for (const char* why : {"pit lane", "weather due", "last lap", "finishers"})
-    EXPECT_TRUE(saves.count(why)) << why;
+  for (const char* why : {"pit lane", "weather due", "last lap", "finishers"}) EXPECT_TRUE(saves.count(why)) << why;
 
   for (const auto& [why, file] : saves) {
     SCOPED_TRACE(why);
@@ -187,6 +195,7 @@ class UndoRace : public ::testing::Test {
       if (p.Left.Visible && p.Left.Enabled) c = SteeringCommand::cmdLeft;
       if (p.Straight.Visible && p.Straight.Enabled) c = SteeringCommand::cmdStraight;
       undoOfferedMidTurn = undoOfferedMidTurn || files.UndoEnabled();
+      if (midTurn) midTurn();
       program.engine.Steer(c);
     }
     ASSERT_EQ(program.engine.WaitingFor(), Waiting::Speed);
@@ -194,6 +203,7 @@ class UndoRace : public ::testing::Test {
 
   static constexpr int kHuman = 40;
   bool undoOfferedMidTurn = false;
+  std::function<void()> midTurn;  // called at each steering step of the person's car
   const TempDir dir;
   Program program;
   GameSession session;
@@ -274,6 +284,71 @@ TEST_F(UndoRace, NoUndoWhileDisabledAndNoFilesAfterTheRaceEnds) {
   EXPECT_FALSE(std::filesystem::exists(files.NewerUndoFile()));
   EXPECT_TRUE(session[Cmd::mnuRaceSetup].Enabled);
   EXPECT_FALSE(session[Cmd::mnuRaceUndo].Enabled);
+}
+
+// The menu's save and load: a dialog outside a Season, the season's own file in one; a cancel
+// changes nothing; a race mid-turn cannot be saved.
+TEST_F(UndoRace, SaveAndLoadThroughTheDialogsOrTheSeasonsFile) {
+  RaceState& rs = *program.rs;
+  program.engine.StartRace();
+  DriveTurn();
+  WeatherConsole& ui = program.console;
+  EXPECT_FALSE(files.mnuRaceSave());  // cancelled
+  ASSERT_EQ(ui.Asked.size(), 1u);
+  EXPECT_EQ(std::tuple(ui.Asked[0].Save, ui.Asked[0].Title, ui.Asked[0].Filter),
+            std::tuple(true, std::string("Save Race"), std::string("Race In Progress Files (*.rip)|*.rip")));
+  ui.Answer = dir.File("Mine.rip");
+  ASSERT_TRUE(files.mnuRaceSave());
+  EXPECT_EQ(session.StatusText, "Mine.rip");
+  const auto saved = std::make_unique<RaceState>(rs);
+
+  DriveTurn();
+  ui.Answer.reset();
+  EXPECT_FALSE(files.mnuFileLoadSavedRace());
+  EXPECT_EQ(session.ModeChoice, "Cancel");
+  ui.Answer = dir.File("Mine.rip");
+  ASSERT_TRUE(files.mnuFileLoadSavedRace());
+  EXPECT_TRUE(session.RaceLoaded);
+  EXPECT_EQ(program.engine.WaitingFor(), Waiting::Speed);
+  EXPECT_EQ(rs.CarLap, saved->CarLap);
+  EXPECT_EQ(rs.CarRaceClock, saved->CarRaceClock);
+  // The undo files were another race's: a loaded race keeps none until its first turn ends.
+  EXPECT_FALSE(std::filesystem::exists(files.NewerUndoFile()));
+
+  // Mid-turn there is nothing whole to save.
+  int steps = 0, midTurnSaves = 0;
+  midTurn = [&] {
+    ++steps;
+    midTurnSaves += files.mnuRaceSave() ? 1 : 0;
+  };
+  DriveTurn();
+  midTurn = nullptr;
+  EXPECT_GT(steps, 0);
+  EXPECT_EQ(midTurnSaves, 0);
+
+  // In a Season the race goes beside the season's file, with no question.
+  rs.GameMode = std::string(kModeSeason);
+  session.SeasonFile = dir.File("Tour.sea");
+  const size_t asked = ui.Asked.size();
+  ASSERT_TRUE(files.mnuRaceSave());
+  EXPECT_EQ(ui.Asked.size(), asked);
+  EXPECT_TRUE(session.SeasonRaceStored);
+  EXPECT_TRUE(std::filesystem::exists(dir.File("Tour.rip")));
+}
+
+// Undo files go to the data folder when it can be written, else to the per-user folder.
+TEST(UndoFolder, TheDataFolderOrElseThePerUserOne) {
+  const TempDir dir;
+  EXPECT_EQ(UndoFolderFor(dir.Root()), dir.Root() + "/");
+  const char* was = std::getenv("XDG_DATA_HOME");
+  const std::string kept = was != nullptr ? was : "";
+  ::setenv("XDG_DATA_HOME", dir.File("share").c_str(), 1);
+  EXPECT_EQ(UndoFolderFor(dir.File("no/such/folder")), dir.File("share/velomark") + "/");
+  EXPECT_TRUE(std::filesystem::is_directory(dir.File("share/velomark")));
+  if (was != nullptr)
+    ::setenv("XDG_DATA_HOME", kept.c_str(), 1);
+  else
+    ::unsetenv("XDG_DATA_HOME");
 }
 
 }  // namespace
