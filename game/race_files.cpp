@@ -103,26 +103,27 @@ void RaceFiles::TakeUp() {
   engine_.StartRace(true);
 }
 
+std::optional<std::string> RaceFiles::ChooseRaceFile(bool save) {
+  if (Rs().GameMode == kModeSeason) {
+    g_.SeasonRaceStored = true;
+    return ReplaceExtension(g_.SeasonFile, kSavedRaceExtension);
+  }
+  FileDialogRequest ask;
+  ask.Save = save;
+  ask.Title = save ? "Save Race" : "Load Saved Race";
+  ask.Filter = kSavedRaceFilter;
+  ask.DefaultExtension = kSavedRaceExtension;
+  ask.InitialFolder = g_.AppPath;
+  return Ui().ChooseFile(ask);
+}
+
 bool RaceFiles::mnuRaceSave() {
   // Mid-turn, the race is partly in the engine's hands and no file could hold it.
   if (!engine_.AtTurnStart()) return false;
-  std::string path;
-  if (Rs().GameMode == kModeSeason) {
-    path = ReplaceExtension(g_.SeasonFile, kSavedRaceExtension);
-    g_.SeasonRaceStored = true;
-  } else {
-    FileDialogRequest ask;
-    ask.Save = true;
-    ask.Title = "Save Race";
-    ask.Filter = kSavedRaceFilter;
-    ask.DefaultExtension = kSavedRaceExtension;
-    ask.InitialFolder = g_.AppPath;
-    std::optional<std::string> chosen = Ui().ChooseFile(ask);
-    if (!chosen) return false;
-    path = *chosen;
-    g_.StatusText = BaseName(path);
-  }
-  if (std::optional<FileError> error = SaveRace(path)) {
+  const std::optional<std::string> path = ChooseRaceFile(true);
+  if (!path) return false;
+  if (Rs().GameMode != kModeSeason) g_.StatusText = BaseName(*path);
+  if (std::optional<FileError> error = SaveRace(*path)) {
     Ui().ShowMessage("The race could not be saved: " + error->Describe(), "Save Race", MessageKind::Critical);
     return false;
   }
@@ -131,23 +132,12 @@ bool RaceFiles::mnuRaceSave() {
 
 bool RaceFiles::mnuFileLoadSavedRace() {
   g_.FatalLoadError = false;
-  std::string path;
-  if (Rs().GameMode == kModeSeason) {
-    path = ReplaceExtension(g_.SeasonFile, kSavedRaceExtension);
-    g_.SeasonRaceStored = true;
-  } else {
-    FileDialogRequest ask;
-    ask.Title = "Load Saved Race";
-    ask.Filter = kSavedRaceFilter;
-    ask.DefaultExtension = kSavedRaceExtension;
-    ask.InitialFolder = g_.AppPath;
-    std::optional<std::string> chosen = Ui().ChooseFile(ask);
-    if (!chosen) {
-      g_.ModeChoice = "Cancel";
-      return false;
-    }
-    path = *chosen;
+  const std::optional<std::string> chosen = ChooseRaceFile(false);
+  if (!chosen) {
+    g_.ModeChoice = "Cancel";
+    return false;
   }
+  const std::string& path = *chosen;
   g_.TrackWindowOpen = false;
   if (std::optional<FileError> error = LoadSavedRace(path)) {
     g_.FatalLoadError = true;

@@ -72,6 +72,8 @@ class RaceFiles {
   RaceState& Rs() { return engine_.Context().rs; }
   Console& Ui() { return engine_.Context().console; }
   RaceConfigTrackLoader TrackLoader() const;
+  // The .rip of the season in a Season, otherwise the one the save or load dialog picks.
+  std::optional<std::string> ChooseRaceFile(bool save);
   // Takes up a race just read: the engine starts it without a reset.
   void TakeUp();
 
