@@ -122,11 +122,11 @@ bool RaceFiles::mnuRaceSave() {
   if (!engine_.AtTurnStart()) return false;
   const std::optional<std::string> path = ChooseRaceFile(true);
   if (!path) return false;
-  if (Rs().GameMode != kModeSeason) g_.StatusText = BaseName(*path);
   if (std::optional<FileError> error = SaveRace(*path)) {
     Ui().ShowMessage("The race could not be saved: " + error->Describe(), "Save Race", MessageKind::Critical);
     return false;
   }
+  if (Rs().GameMode != kModeSeason) g_.StatusText = BaseName(*path);
   return true;
 }
 
@@ -151,7 +151,12 @@ bool RaceFiles::mnuFileLoadSavedRace() {
 // --- Undo -------------------------------------------------------------------------------------------
 
 void RaceFiles::SaveUndoFile() {
-  if (undoFolder_.empty() || Rs().UndoDisabled) return;
+  if (undoFolder_.empty()) return;
+  // Files kept before the undo was switched off would lie turns back once it is on again.
+  if (Rs().UndoDisabled) {
+    ClearUndoFiles();
+    return;
+  }
   // The first turn of a new race: what the files hold is an earlier race's.
   if (engine_.FreshStarts() != raceStarts_) {
     ClearUndoFiles();

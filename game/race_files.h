@@ -51,13 +51,14 @@ class RaceFiles {
   // turn engine calls it at the end of every race turn. A file that cannot be written is told
   // once a race, and the undo is then off.
   void SaveUndoFile();
-  // Removes both undo files: a new race must never take back a turn of an earlier one.
+  // Removes the undo files and their spare: a new race must never take back a turn of an earlier one.
   void ClearUndoFiles();
   // Whether mnuRaceUndo is enabled.
   bool UndoEnabled() const;
   // mnuRaceUndo: the race as UFB.rip holds it, at the start of the previous race turn, then the
-  // race goes on from there; that file becomes UFA.rip, the state of this turn's start. Nothing happens while the undo
-  // is off; a missing or damaged file gives the standard file message and leaves the race as it was.
+  // race goes on from there; that file becomes UFA.rip, the state of this turn's start. Nothing
+  // happens while the undo is off; a missing or damaged file gives the standard file message and
+  // leaves the race as it was.
   bool mnuRaceUndo();
 
   // mnuRaceEndRace: the race ends with nothing asked (the caller has asked): the working ratings
@@ -81,9 +82,8 @@ class RaceFiles {
   RaceEngine& engine_;
   std::string undoFolder_;
   bool undoWriteFailed_ = false;
-  int raceStarts_ = 0;
-  std::unique_ptr<LapLinesCache> lapLines_ =
-      std::make_unique<LapLinesCache>();  // the engine's fresh starts when the undo files were last written
+  int raceStarts_ = 0;  // the engine's fresh starts when the undo files were last written
+  std::unique_ptr<LapLinesCache> lapLines_ = std::make_unique<LapLinesCache>();
 };
 
 }  // namespace vm

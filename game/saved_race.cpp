@@ -364,8 +364,10 @@ void WriteBody(TextWriter& w, const RaceState& rs, std::string_view carsFolder, 
   WriteResumeBlock(w, rs, rng);
 }
 
-void ReadBody(TextReader& in, RaceState& rs, std::string_view carsFolder, SavedRaceKind kind,
-              std::optional<RandomState>& generator) {
+// Returns the first line of the running records, which a race that does not hold together is
+// laid to.
+int ReadBody(TextReader& in, RaceState& rs, std::string_view carsFolder, SavedRaceKind kind,
+             std::optional<RandomState>& generator) {
   const bool rip = kind == SavedRaceKind::Rip;
   rs.UndoDisabled = in.ReadBool("UndoDisabled");
   rs.AllowManualDice = in.ReadBool("AllowManualDice");
@@ -391,6 +393,7 @@ void ReadBody(TextReader& in, RaceState& rs, std::string_view carsFolder, SavedR
       ReadRaceConfigCar(in, rs, car, carsFolder);
   }
   rs.LeadCar = ReadCarRef(in, "LeadCar");
+  const int runningLine = in.Line();
   for (int i = 1; i <= kMaxCars; ++i) ReadRunning(in, rs, i);
   for (int lap = 0; lap <= kMaxLaps; ++lap) {
     for (int pos = 1; pos <= kMaxCars; ++pos) rs.LapOrder[lap][pos] = ReadCarRef(in, "LapOrder");
@@ -439,6 +442,7 @@ void ReadBody(TextReader& in, RaceState& rs, std::string_view carsFolder, SavedR
   rs.RestartAfterPit = !underway;
   rs.TargetSpace = 0;
   rs.TargetLane = 0;
+  return runningLine;
 }
 
 }  // namespace
@@ -498,7 +502,12 @@ std::optional<FileError> ParseSavedRace(RaceState& rs, std::string text, const s
     } else {
       work->track.TrackFile = trackFile;
     }
-    ReadBody(in, *work, carsFolder, kind, generator);
+    const int runningLine = ReadBody(in, *work, carsFolder, kind, generator);
+    // Each field may be in range and the whole still impossible: a running order with a car twice,
+    // a car in the pits and on a cell. The turn engine counts on a race that holds together.
+    if (const std::vector<std::string> broken = CheckRaceState(*work); !broken.empty())
+      in.Fail(FileErrorCode::OutOfRange, "RunningOrder", "the race does not hold together: " + broken.front(),
+              runningLine);
   } catch (const FileFormatError& e) {
     return e.Error();
   }

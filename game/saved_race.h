@@ -50,7 +50,8 @@ enum class SavedRaceKind { Rip, Undo };
 std::string SavedRaceText(const RaceState& rs, std::string_view carsFolder, SavedRaceKind kind,
                           const Random* rng = nullptr, LapLinesCache* laps = nullptr);
 
-// Writes a saved race atomically: a crash never leaves half a file where the last one stood.
+// Writes a saved race atomically: a crash never leaves half a file where the last one stood. A .rip
+// is synced to the disk; an undo file, rewritten every turn, is left to the system's cache.
 std::optional<FileError> WriteSavedRace(const RaceState& rs, const std::string& path, std::string_view carsFolder,
                                         SavedRaceKind kind, const Random* rng = nullptr);
 

@@ -286,6 +286,17 @@ TEST(SavedRace, HostileFilesNameLineAndFieldAndLeaveTheRaceAlone) {
   auto cut = [](size_t line, const char* field) {
     return Hostile{field, 0, "", line - 1, FileErrorCode::PastEnd, static_cast<int>(line), field};
   };
+  // The running record of place 2 with place 1's car in the running order (its eighth field).
+  auto fields = [](const std::string& line) {
+    std::vector<std::string> out;
+    std::istringstream in(line);
+    for (std::string f; std::getline(in, f, ',');) out.push_back(f);
+    return out;
+  };
+  std::vector<std::string> second = fields(rip[58]);
+  second[7] = fields(rip[57])[7];
+  std::string twiceInOrder;
+  for (const std::string& f : second) twiceInOrder += (twiceInOrder.empty() ? "" : ",") + f;
   static constexpr char kElf[] =
       "\x7f"
       "ELF\x02\x01\x01\0\0\0,\0\x03\0>";
@@ -338,6 +349,8 @@ TEST(SavedRace, HostileFilesNameLineAndFieldAndLeaveTheRaceAlone) {
       {"elsewhere", 502, car2At, kAll, FileErrorCode::OutOfRange, 502, "CellSpace"},
       {"no cell", 502, noCell, kAll, FileErrorCode::OutOfRange, 502, "CellSpace"},
       {"pits", 554, "#TRUE#", kAll, FileErrorCode::OutOfRange, 554, "CarInPit"},
+      // Every field in range, the whole impossible: the leader in the running order twice.
+      {"order", 59, twiceInOrder, kAll, FileErrorCode::OutOfRange, 58, "RunningOrder"},
       // Not a saved race at all.
       {"binary", 1, binary, 1, FileErrorCode::NotAFile, 1, "TrackFile"},
       {"binary", 2, binary, 2, FileErrorCode::TypeMismatch, 2, "UndoDisabled"},
