@@ -84,7 +84,8 @@ void ReadRunning(TextReader& in, RaceState& rs, int i) {
   rs.CarOutOfRace[i] = in.ReadBool("CarOutOfRace");
   rs.RunningOrder[i] = ReadCarRef(in, "RunningOrder");
   rs.CarDraftTarget[i] = ReadCarRef(in, "CarDraftTarget");
-  rs.CarRaceDistance[i] = in.ReadInt16("CarRaceDistance");
+  // Laps times spaces passes 16 bits in a long race on a long circuit (100 x 330 on Brannock).
+  rs.CarRaceDistance[i] = in.ReadInt32("CarRaceDistance");
   // Lane and space index the track's tables wherever the car is looked up.
   rs.CarLane[i] = static_cast<int>(in.ReadInteger("CarLane", 0, kMaxLanes));
   rs.CarSpace[i] = static_cast<int>(in.ReadInteger("CarSpace", 0, kMaxSpaces));

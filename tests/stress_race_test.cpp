@@ -22,12 +22,14 @@
 #include "game/race_setup.h"
 #include "rules/result_table_file.h"
 #include "rules/weather.h"
+#include "tests/round_trip.h"
 #include "tests/rules_fixture.h"
 
 namespace vm {
 namespace {
 
 constexpr int kMinFinishers = 10;
+constexpr int kSaveEvery = 25;       // race turns between two trips through a saved race
 constexpr int kMinPitFinishers = 8;  // of twenty
 constexpr int kLookAhead = 40;       // cells: room to brake from 240 at 40 a turn
 constexpr int kBoldEvery = 8;        // one driver in eight takes risks
@@ -134,8 +136,14 @@ class StressRace {
       for (const std::string& f : found)
         if (faults_.size() < 20) faults_.push_back("check " + std::to_string(checks_) + ": " + f);
     };
-    // The end of every steering pass.
-    engine.Seams.SaveUndoFile = [&](RuleContext&) { check(); };
+    // The end of every steering pass; every so often the race goes through a saved race and back.
+    int turn = 0;
+    engine.Seams.SaveUndoFile = [&](RuleContext&) {
+      check();
+      if (++turn % kSaveEvery != 0) return;
+      for (const std::string& f : testing_support::SavedRaceRoundTripFaults(*rs_))
+        if (faults_.size() < 20) faults_.push_back("turn " + std::to_string(turn) + ": " + f);
+    };
     engine.StartRace();
     bool steering = rs_->SteeringPhase;
     for (long guard = 0; guard < 20'000'000 && engine.WaitingFor() != Waiting::RaceOver; ++guard) {
