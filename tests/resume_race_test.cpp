@@ -141,8 +141,12 @@ TEST(ResumeRace, SavedBetweenTurnsAndResumedEndsExactlyAsTheStraightRun) {
   ASSERT_GT(straight.CarsFinished, 20);
   for (const char* why : {"pit lane", "weather due", "last lap", "finishers"}) EXPECT_TRUE(saves.count(why)) << why;
 
+  // The sanitizer build (which shortens the long races) takes up the late saves only: the early
+  // ones are whole races again, and what they prove the plain build proves.
+  const bool shortened = std::getenv("VELOMARK_STRESS_LAPS") != nullptr;
   for (const auto& [why, file] : saves) {
     SCOPED_TRACE(why);
+    if (shortened && why != "last lap" && why != "finishers") continue;
     Program resumed(Field(circuit));
     resumed.rng.Seed(999);  // the file puts the generator back where it stood
     ASSERT_FALSE(ReadSavedRace(*resumed.rs, file, kData + "/Cars", SavedRaceKind::Rip,
