@@ -1,0 +1,16 @@
+#include "app/dialogs.h"
+
+#include "app/dialogs/car_dialogs.h"
+#include "app/dialogs/race_setup_dialogs.h"
+#include "app/dialogs/track_dialogs.h"
+#include "app/game_controller.h"
+
+namespace vm {
+
+void RegisterDialogs(GameController& controller) {
+  RegisterRaceSetupDialogs(controller);
+  RegisterCarDialogs(controller);
+  RegisterTrackDialogs(controller);
+}
+
+}  // namespace vm

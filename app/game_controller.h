@@ -1,0 +1,94 @@
+// The one object between the game and its windows: it owns the race state, the generator, the
+// session's commands and the turn engine, runs every command the windows send, and tells them by
+// signal when what they show has changed. Widgets read its state and never change it themselves.
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QWidget>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/race_log.h"
+#include "core/race_state.h"
+#include "core/random.h"
+#include "engine/turn_engine.h"
+#include "game/modes.h"
+#include "game/race_files.h"
+#include "ui/console.h"
+
+class QDialog;
+
+namespace vm {
+
+class GameController : public QObject {
+  Q_OBJECT
+
+ public:
+  // With no console given, the game speaks through modal Qt dialogs over `dialogParent`.
+  explicit GameController(Console* console = nullptr, QObject* parent = nullptr);
+  ~GameController() override;
+
+  // The start-up in its order; false when the program must end (reported already).
+  bool StartUp(const std::string& dataFolder);
+
+  // Runs a command of the menus or the mode screen. A command that is disabled does nothing.
+  void Run(Cmd command);
+  // The mode screen's buttons.
+  void cmdPracticeMode();
+  void cmdSingleRaceMode();
+  void cmdSeasonMode();
+  void cmdExitMode();
+
+  // The window over which dialogs open.
+  void SetDialogParent(QWidget* parent);
+  QWidget* DialogParent() const { return dialogParent_; }
+
+  // The dialogs of the game by their form names ("frmRaceSetup"). A factory builds the dialog bound
+  // to the game's state; the dialog applies what was chosen when it is accepted.
+  using DialogFactory = std::function<std::unique_ptr<QDialog>(GameController& controller, QWidget* parent)>;
+  void SetDialog(const std::string& form, DialogFactory factory);
+  // Builds the dialog without showing it (screenshots, tests); null for an unknown name.
+  std::unique_ptr<QDialog> MakeDialog(const std::string& form);
+  // Opens the dialog modally over the dialog parent; returns whether it was accepted. An unknown
+  // name opens nothing and returns false.
+  bool OpenDialog(const std::string& form);
+  std::vector<std::string> DialogNames() const;
+
+  // Tells the windows that the session changed outside a command (tests, the season's work).
+  void NotifyChanged() { Changed(); }
+
+  const GameSession& Session() const { return session_; }
+  GameSession& Session() { return session_; }
+  const RaceState& Race() const { return *rs_; }
+  RaceState& Race() { return *rs_; }
+  Console& Ui() { return *console_; }
+  RaceEngine& Engine() { return *engine_; }
+  RaceFiles& Files() { return *files_; }
+
+ Q_SIGNALS:
+  // The commands' states, their captions or the status text may have changed.
+  void commandsChanged();
+  // The program is to end (a fatal start-up failure, the agreement declined, File Exit).
+  void quitRequested();
+
+ private:
+  void Changed();
+
+  std::unique_ptr<RaceState> rs_;
+  Random rng_;
+  GameSession session_;
+  std::unique_ptr<Console> ownConsole_;
+  Console* console_ = nullptr;
+  HighlightList log_;
+  std::unique_ptr<RaceEngine> engine_;
+  std::unique_ptr<ModeCommands> modes_;
+  std::unique_ptr<RaceFiles> files_;
+  QPointer<QWidget> dialogParent_;
+  std::map<std::string, DialogFactory> dialogs_;
+};
+
+}  // namespace vm

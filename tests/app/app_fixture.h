@@ -1,0 +1,41 @@
+// A program on a copy of the bundled data folder, started with a scripted console, for the windows'
+// tests: the controller, its main window and the folder, removed afterwards.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <QTemporaryDir>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "app/dialogs.h"
+#include "app/game_controller.h"
+#include "app/main_window.h"
+#include "ui/scripted_console.h"
+
+namespace vm::testing_support {
+
+class AppFixture : public ::testing::Test {
+ protected:
+  AppFixture() {
+    std::filesystem::copy(VELOMARK_DATA, Data(), std::filesystem::copy_options::recursive);
+    RegisterDialogs(controller);
+    window = std::make_unique<MainWindow>(controller);
+  }
+
+  // Starts the program; the agreement, if asked, is accepted.
+  void StartUp() {
+    console.AddAnswer("1");
+    ASSERT_TRUE(controller.StartUp(Data()));
+  }
+
+  std::string Data() const { return folder.path().toStdString() + "/data"; }
+
+  QTemporaryDir folder;
+  ScriptedConsole console{{}, false};
+  GameController controller{&console};
+  std::unique_ptr<MainWindow> window;
+};
+
+}  // namespace vm::testing_support

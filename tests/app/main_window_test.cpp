@@ -1,0 +1,69 @@
+// The main window shows the session's commands as the modes set them: every action enabled and
+// captioned as the command table says, the menus following their level, the status text and the
+// mode screen.
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QMenu>
+
+#include "core/units.h"
+#include "tests/app/app_fixture.h"
+
+namespace vm {
+namespace {
+
+using MainWindowTest = testing_support::AppFixture;
+
+TEST_F(MainWindowTest, TheMenusFollowTheModesCommandTable) {
+  StartUp();
+  EXPECT_EQ(window->StatusText(), "Mode: Single Race");
+  struct Case {
+    const char* Mode;
+    const char* RaceMenu;
+    const char* StartRace;
+    bool LoadSavedRace;  // only a single race loads one
+    bool TrackLevelShown;
+  };
+  for (const Case& c :
+       {Case{"Disable", "&Race", "Start Race", false, false}, Case{"Single", "Race", "Start Race", true, false},
+        Case{"Practice", "Practice", "Begin Practice", false, false},
+        Case{"Season", "Race", "Start Race", false, false}}) {
+    SCOPED_TRACE(c.Mode);
+    SetModeMenus(controller.Session(), controller.Race(), c.Mode);
+    controller.NotifyChanged();
+    const GameSession& g = controller.Session();
+    for (int i = 0; i < kCommandCount; ++i) {
+      const Cmd command = static_cast<Cmd>(i);
+      if (QAction* action = window->ActionOf(command)) {
+        EXPECT_EQ(action->isEnabled(), g[command].Enabled) << CommandName(command);
+      }
+    }
+    EXPECT_EQ(window->ActionOf(Cmd::mnuFileLoadSavedRace)->isEnabled(), c.LoadSavedRace);
+    EXPECT_EQ(window->ActionOf(Cmd::mnuRaceStartRace)->text(), c.StartRace);
+    EXPECT_EQ(window->MenuOf(Cmd::mnuRaceLevel)->title(), c.RaceMenu);
+    // The track and mode menus are never on the bar: their commands come through the mode screen.
+    EXPECT_EQ(window->MenuOf(Cmd::mnuTrackLevel)->menuAction()->isVisible(), c.TrackLevelShown);
+    EXPECT_FALSE(window->MenuOf(Cmd::mnuModeLevel)->menuAction()->isVisible());
+  }
+}
+
+TEST_F(MainWindowTest, TheModeScreensCancelLeavesTheProgramWhereItWas) {
+  StartUp();
+  // Season mode, and "Cancel" on the season's mode panel.
+  console.AddAnswer("3");
+  controller.cmdSeasonMode();
+  const GameSession& g = controller.Session();
+  EXPECT_EQ(g.ModeChoice, "Cancel");
+  EXPECT_TRUE(g.BackgroundShown);
+  EXPECT_EQ(window->StatusText(), " ");
+  EXPECT_TRUE(window->ActionOf(Cmd::mnuGameSettings)->isEnabled());
+  EXPECT_FALSE(window->MenuOf(Cmd::mnuSeasonLevel)->isEnabled());
+  // A disabled command does nothing, whatever sends it.
+  const std::string mode = controller.Race().GameMode;
+  controller.Run(Cmd::mnuRaceStartRace);
+  EXPECT_FALSE(controller.Race().RaceRunning);
+  EXPECT_EQ(controller.Race().GameMode, mode);
+}
+
+}  // namespace
+}  // namespace vm
