@@ -55,6 +55,10 @@ void MainWindow::BuildMenus() {
         connect(action, &QAction::triggered, this, &MainWindow::close);
       } else if (item.Window == WindowCommand::HelpAbout) {
         connect(action, &QAction::triggered, this, &MainWindow::About);
+      } else if (item.Window == WindowCommand::ViewResultTables) {
+        // mnuViewResultTables: the editor of the tables in force, at any time.
+        action->setObjectName(QStringLiteral("mnuViewResultTables"));
+        connect(action, &QAction::triggered, this, [this] { controller_.OpenDialog("frmResultTableSetup"); });
       } else {
         const Cmd command = item.Command;
         action->setObjectName(Q(CommandName(command)));

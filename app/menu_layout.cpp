@@ -39,7 +39,10 @@ const std::vector<Menu>& MenuLayout() {
           item(Cmd::mnuRaceEndRace, "End Race"), item(Cmd::mnuRaceOptions, "Race Options..."),
           item(Cmd::mnuRaceLoadResultTables, "Load Result Tables..."), item(Cmd::mnuExitMode, "Exit Mode")}},
         {Cmd::mnuCarLevel, "&Cars", {item(Cmd::mnuCarSetup, "Car Setup...")}},
-        {std::nullopt, "&Settings", {item(Cmd::mnuGameSettings, "Default Game Settings...")}},
+        {std::nullopt,
+         "&Settings",
+         {item(Cmd::mnuGameSettings, "Default Game Settings..."),
+          window(WindowCommand::ViewResultTables, "Result Tables...")}},
         {std::nullopt, "&Help", {window(WindowCommand::HelpAbout, "&About Velomark", QKeySequence::HelpContents)}},
     };
   }();

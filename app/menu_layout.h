@@ -13,7 +13,7 @@
 namespace vm {
 
 // Commands of the window alone, beside the game's own.
-enum class WindowCommand { None, FileExit, HelpAbout };
+enum class WindowCommand { None, FileExit, HelpAbout, ViewResultTables };
 
 struct MenuItem {
   Cmd Command = Cmd::Count;  // Cmd::Count for a window command
