@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Set-up and everyday commands for Velomark.
-#   ./velomark.sh play   install what is missing, build, start the game on its bundled data
+#   ./velomark.sh play   install what is missing, build, start the game on its bundled data (without a
+#                        display, a race of computer drivers in the terminal)
 #   ./velomark.sh test   install what is missing, build, run every test (plain and sanitizer builds)
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -33,12 +34,14 @@ case "${1:-}" in
   play)
     install_missing
     build build -DCMAKE_BUILD_TYPE=RelWithDebInfo
-    # The windowed program arrives with the display work; until then the headless one shows the
-    # bundled circuit and runs a scripted two-car race on it.
-    ./build/cli/velomark-cli track-info data/Tracks/Tarnock.trk --scan 15 2
+    if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
+      exec ./build/app/velomark --data data
+    fi
+    # Without a screen the windows cannot open: a race of computer drivers runs in the terminal.
+    echo "No display found (DISPLAY and WAYLAND_DISPLAY are unset): the game's windows need one."
+    echo "Running a race of twelve computer drivers on Tarnock instead, with the order at each lap."
     ./build/cli/velomark-cli play --track data/Tracks/Tarnock.trk --tables data/Default.rst \
-      --car-design 60,40,60,200,5,0 --car-design 60,60,60,180,4,0 --laps 3 \
-      --script data/Scripts/Tarnock-two-cars.txt --log
+      --cars data/Field40.crs --cars-racing 12 --laps 5 --leaderboard
     ;;
   test)
     install_missing

@@ -35,7 +35,7 @@ const char* const kPlayUsage =
     "       [--laps N] [--cars-racing K] [--mode Practice|Single] [--seed S] [--rnd V1,V2,...]\n"
     "       [--qualifying \"Start Speed\"|\"Single Lap\"|\"Manually Set Starting Grid\"|none]\n"
     "       [--pits MINSTOPS] [--weather]  (the pit lane open, for races of 10 laps or more; weather)\n"
-    "       [--script S.txt] [--dump-json OUT.json] [--log] [--save-at TURN OUT.rip]\n"
+    "       [--script S.txt] [--dump-json OUT.json] [--log] [--leaderboard] [--save-at TURN OUT.rip]\n"
     "  play --resume IN.rip [--mode Practice|Single] [--seed S] [--rnd V1,...] [--script S.txt] ...\n"
     "      run a race of human drivers whose every choice comes from the script, one per line:\n"
     "      speed MPH [draft], left, right, straight, inturn-left, inturn-right, end, autopilot,\n"
@@ -48,6 +48,8 @@ const char* const kPlayUsage =
     "      computer drivers only (a car file's) needs no script: it runs to the flag by itself.\n";
 
 namespace {
+
+constexpr int kBoardPlaces = 10;  // cars on a line of the leaderboard
 
 // The grid in car order, with no qualifying.
 constexpr std::string_view kNoQualifying = "none";
@@ -273,6 +275,7 @@ struct PlayArgs {
   std::optional<std::uint64_t> seed;
   std::vector<double> rnd;
   bool log = false;
+  bool leaderboard = false;  // the running order each time the leader starts a lap
 };
 
 std::optional<PlayArgs> ParsePlay(const std::vector<std::string>& args, std::ostream& err) {
@@ -283,8 +286,8 @@ std::optional<PlayArgs> ParsePlay(const std::vector<std::string>& args, std::ost
   };
   for (size_t i = 0; i < args.size(); ++i) {
     const std::string& opt = args[i];
-    if (opt == "--log" || opt == "--weather") {
-      (opt == "--log" ? a.log : a.weather) = true;
+    if (opt == "--log" || opt == "--weather" || opt == "--leaderboard") {
+      (opt == "--log" ? a.log : opt == "--weather" ? a.weather : a.leaderboard) = true;
       continue;
     }
     if (opt == "--save-at") {
@@ -480,6 +483,21 @@ void Perform(RaceEngine& engine, RaceFiles& files, const ScriptLine& line) {
   }
 }
 
+// The running order when the leader has begun a new lap since the last board: one line, the lap
+// and the first ten cars by number and name.
+void PrintLeaderboard(const RaceState& rs, int& shownLap, std::ostream& out) {
+  const int leader = RaceLeader(rs);
+  if (!IsCarNumber(leader) || rs.CarLap[leader] <= shownLap || rs.CarLap[leader] > rs.RaceLaps) return;
+  shownLap = rs.CarLap[leader];
+  out << "Lap " << shownLap << " of " << rs.RaceLaps << ":";
+  for (int pos = 1, shown = 0; pos <= rs.CarCount - rs.CarsFinished && shown < kBoardPlaces; ++pos) {
+    const int car = rs.RunningOrder[pos];
+    if (!IsCarNumber(car) || rs.CarOutOfRace[car]) continue;
+    out << "  " << ++shown << ". #" << car << " " << rs.DriverName[car];
+  }
+  out << "\n";
+}
+
 // The final order: the finishers as they took the flag, then any car still running, then the cars
 // that went out, each with its race time, laps run, fastest lap and status.
 void PrintStandings(const RaceState& rs, std::ostream& out) {
@@ -628,15 +646,16 @@ int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, s
   session.TracksFolder = DirName(NativePath(a->resume));
   RaceFiles files(session, engine, undoFolder.Made() ? undoFolder.File("") : "");
   int turnsRun = 0;
+  int boardLap = 0;
   std::optional<FileError> saveError;
-  if (a->saveAt > 0) {
-    engine.Seams.SaveUndoFile = [&, keepUndo = engine.Seams.SaveUndoFile](RuleContext& ctx) {
-      keepUndo(ctx);
-      if (++turnsRun != a->saveAt) return;
-      saveError = files.SaveRace(a->saveFile, &rng);
-      if (!saveError) out << "saved at the end of race turn " << a->saveAt << ": " << a->saveFile << "\n";
-    };
-  }
+  engine.Seams.SaveUndoFile = [&, keepUndo = engine.Seams.SaveUndoFile](RuleContext& ctx) {
+    keepUndo(ctx);
+    ++turnsRun;
+    if (a->leaderboard) PrintLeaderboard(*rs, boardLap, out);
+    if (turnsRun != a->saveAt) return;
+    saveError = files.SaveRace(a->saveFile, &rng);
+    if (!saveError) out << "saved at the end of race turn " << a->saveAt << ": " << a->saveFile << "\n";
+  };
   // The single-lap list comes up whenever it is pending and no lap or race is running.
   auto showPending = [&] {
     qualifying.ShowPendingList();

@@ -125,6 +125,15 @@ TEST(AIRace, PlayRunsAComputerFieldWithoutAScript) {
                                          "2"};
   ASSERT_EQ(RunCli(race, out, err), kExitOk) << err.str();
   EXPECT_NE(out.str().find("race over\n1. "), std::string::npos) << out.str();
+  // The leaderboard: a line as the leader starts each lap, cars by number and name, before the end.
+  std::vector<std::string> withBoard = race;
+  withBoard.push_back("--leaderboard");
+  std::ostringstream boardOut, boardErr;
+  ASSERT_EQ(RunCli(withBoard, boardOut, boardErr), kExitOk) << boardErr.str();
+  const std::string board = boardOut.str();
+  EXPECT_EQ(board.find("Lap 1 of 2:  1. #"), 0u) << board;
+  EXPECT_LT(board.find("\nLap 2 of 2:  1. #"), board.find("race over")) << board;
+  EXPECT_EQ(board.substr(board.find("race over")), out.str());
   // "autopilot" hands a person's car to the AI for the turn: it chooses a speed and drives.
   const testing_support::TempDir dir;
   const std::string dump = dir.File("d.json");
