@@ -5,6 +5,7 @@
 
 #include <QAction>
 #include <QMenu>
+#include <QSettings>
 
 #include "core/units.h"
 #include "tests/app/app_fixture.h"
@@ -63,6 +64,21 @@ TEST_F(MainWindowTest, TheModeScreensCancelLeavesTheProgramWhereItWas) {
   controller.Run(Cmd::mnuRaceStartRace);
   EXPECT_FALSE(controller.Race().RaceRunning);
   EXPECT_EQ(controller.Race().GameMode, mode);
+}
+
+// The window comes back where it was closed, per user, under "Settings".
+TEST_F(MainWindowTest, TheWindowKeepsItsPlaceAndSize) {
+  QSettings().remove(QStringLiteral("Settings"));
+  window->setGeometry(120, 90, 800, 560);
+  window->close();
+  QSettings settings;
+  EXPECT_EQ(settings.value(QStringLiteral("Settings/MainWidth")).toInt(), 800);
+  EXPECT_EQ(settings.value(QStringLiteral("Settings/MainLeft")).toInt(), 120);
+  MainWindow again(controller);
+  again.RestorePlace();
+  EXPECT_EQ(again.geometry().size(), QSize(800, 560));
+  EXPECT_EQ(again.geometry().topLeft(), QPoint(120, 90));
+  QSettings().remove(QStringLiteral("Settings"));
 }
 
 }  // namespace
