@@ -113,7 +113,7 @@ std::optional<std::string> RaceFiles::ChooseRaceFile(bool save) {
   ask.Title = save ? "Save Race" : "Load Saved Race";
   ask.Filter = kSavedRaceFilter;
   ask.DefaultExtension = kSavedRaceExtension;
-  ask.InitialFolder = g_.AppPath;
+  ask.InitialFolder = g_.AppPath + "Races In Progress";
   return Ui().ChooseFile(ask);
 }
 

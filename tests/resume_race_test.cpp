@@ -299,8 +299,9 @@ TEST_F(UndoRace, SaveAndLoadThroughTheDialogsOrTheSeasonsFile) {
   WeatherConsole& ui = program.console;
   EXPECT_FALSE(files.mnuRaceSave());  // cancelled
   ASSERT_EQ(ui.Asked.size(), 1u);
-  EXPECT_EQ(std::tuple(ui.Asked[0].Save, ui.Asked[0].Title, ui.Asked[0].Filter),
-            std::tuple(true, std::string("Save Race"), std::string("Race In Progress Files (*.rip)|*.rip")));
+  EXPECT_EQ(std::tuple(ui.Asked[0].Save, ui.Asked[0].Title, ui.Asked[0].Filter, ui.Asked[0].InitialFolder),
+            std::tuple(true, std::string("Save Race"), std::string("Race In Progress Files (*.rip)|*.rip"),
+                       std::string("Races In Progress")));
   ui.Answer = dir.File("Mine.rip");
   ASSERT_TRUE(files.mnuRaceSave());
   EXPECT_EQ(session.StatusText, "Mine.rip");
