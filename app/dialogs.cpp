@@ -1,5 +1,6 @@
 #include "app/dialogs.h"
 
+#include "app/dialogs/about_dialog.h"
 #include "app/dialogs/car_dialogs.h"
 #include "app/dialogs/race_setup_dialogs.h"
 #include "app/dialogs/track_dialogs.h"
@@ -11,6 +12,7 @@ void RegisterDialogs(GameController& controller) {
   RegisterRaceSetupDialogs(controller);
   RegisterCarDialogs(controller);
   RegisterTrackDialogs(controller);
+  RegisterAboutDialog(controller);
 }
 
 }  // namespace vm

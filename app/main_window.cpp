@@ -5,7 +5,6 @@
 #include <QCloseEvent>
 #include <QLabel>
 #include <QMenuBar>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QSettings>
 #include <QStackedWidget>
@@ -140,12 +139,7 @@ QMenu* MainWindow::MenuOf(Cmd level) const {
 
 QString MainWindow::StatusText() const { return status_->text(); }
 
-void MainWindow::About() {
-  QMessageBox::about(this, QStringLiteral("About Velomark"),
-                     QStringLiteral("<b>Velomark</b> %1<br>A turn-based racing game of rule tables and dice,<br>"
-                                    "for one to forty cars.")
-                         .arg(QApplication::applicationVersion()));
-}
+void MainWindow::About() { controller_.OpenDialog("frmAbout"); }
 
 void MainWindow::RestorePlace() {
   QSettings settings;
