@@ -4,9 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <QAction>
+#include <QImage>
 #include <QMenu>
 #include <QSettings>
+#include <algorithm>
+#include <string>
+#include <vector>
 
+#include "app/screenshots.h"
 #include "core/units.h"
 #include "tests/app/app_fixture.h"
 
@@ -64,6 +69,25 @@ TEST_F(MainWindowTest, TheModeScreensCancelLeavesTheProgramWhereItWas) {
   controller.Run(Cmd::mnuRaceStartRace);
   EXPECT_FALSE(controller.Race().RaceRunning);
   EXPECT_EQ(controller.Race().GameMode, mode);
+}
+
+// Every window renders offscreen to a picture of a sensible size: the main window and each dialog
+// the program registers; an unknown name says which ones there are.
+TEST_F(MainWindowTest, EachWindowRendersToAPicture) {
+  StartUp();
+  std::vector<std::string> names = controller.DialogNames();
+  EXPECT_NE(std::find(names.begin(), names.end(), "frmAbout"), names.end());
+  names.push_back("frmMain");
+  for (const std::string& name : names) {
+    SCOPED_TRACE(name);
+    const QString file = folder.filePath(QString::fromStdString(name) + ".png");
+    ASSERT_EQ(SaveScreenshot(controller, *window, name, file), "");
+    const QImage picture(file);
+    EXPECT_GT(picture.width(), 150);
+    EXPECT_GT(picture.height(), 80);
+  }
+  const std::string why = SaveScreenshot(controller, *window, "frmNowhere", folder.filePath("x.png"));
+  EXPECT_NE(why.find("no window is called \"frmNowhere\" (known: frmMain, "), std::string::npos) << why;
 }
 
 // The window comes back where it was closed, per user, under "Settings".
