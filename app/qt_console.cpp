@@ -57,6 +57,15 @@ struct Panel {
   // Shows the panel until a button is pressed; returns its index.
   int Run() { return dialog.exec() - kFirstButton; }
   static constexpr int kFirstButton = 10;  // above QDialog's own Accepted and Rejected
+  // The options of an excess frame as radio buttons of `group`, their ids the option's index.
+  void AddOptions(QButtonGroup& group, const std::vector<std::string>& options, int checked) {
+    for (size_t i = 0; i < options.size(); ++i) {
+      auto* option = new QRadioButton(Q(options[i]));
+      option->setChecked(static_cast<int>(i) == checked);
+      group.addButton(option, static_cast<int>(i));
+      column->addWidget(option);
+    }
+  }
   void AddValues(const std::vector<PanelValue>& values) {
     auto* form = new QFormLayout;
     for (const PanelValue& v : values) form->addRow(Q(v.Label), new QLabel(Q(v.Text)));
@@ -142,12 +151,7 @@ int QtConsole::ChooseOption(const ChoicePanel& panel) {
   Panel p(parent_(), panel.Caption);
   p.AddValues(panel.Values);
   QButtonGroup group;
-  for (size_t i = 0; i < panel.Options.size(); ++i) {
-    auto* option = new QRadioButton(Q(panel.Options[i]));
-    option->setChecked(static_cast<int>(i) == panel.Preselected);
-    group.addButton(option, static_cast<int>(i));
-    p.column->addWidget(option);
-  }
+  p.AddOptions(group, panel.Options, panel.Preselected);
   p.AddButtons({panel.Button});
   p.Run();
   return std::max(0, group.checkedId());
@@ -229,12 +233,7 @@ PitStopChoice QtConsole::ChoosePitStop(const ChoicePanel& panel, const PitStopCh
   Panel p(parent_(), panel.Caption);
   p.AddValues(panel.Values);
   QButtonGroup group;
-  for (size_t i = 0; i < panel.Options.size(); ++i) {
-    auto* option = new QRadioButton(Q(panel.Options[i]));
-    option->setChecked(static_cast<int>(i) == preset.Option);
-    group.addButton(option, static_cast<int>(i));
-    p.column->addWidget(option);
-  }
+  p.AddOptions(group, panel.Options, preset.Option);
   auto* wear = new QCheckBox(QStringLiteral("Replenish Wear"));
   auto* repair = new QCheckBox(QStringLiteral("Make Repairs"));
   auto* splash = new QCheckBox(QStringLiteral("Splash and Go (1/2  Replenishment)"));
