@@ -11,6 +11,7 @@
 #include "app/game_controller.h"
 #include "app/main_window.h"
 #include "app/screenshots.h"
+#include "game/race_files.h"
 #include "game/startup.h"
 #include "ui/scripted_console.h"
 
@@ -66,11 +67,18 @@ int main(int argc, char** argv) {
     return 0;
   }
 
+  // An installed program's data is shared and read-only: each player plays in a copy of their own.
+  const std::string playable = vm::PlayableDataFolder(data);
+  if (playable.empty()) {
+    std::fprintf(stderr, "velomark: no data folder that can be written: %s is read-only and no copy could be made\n",
+                 data.c_str());
+    return 2;
+  }
   vm::GameController controller;
   vm::RegisterDialogs(controller);
   vm::MainWindow window(controller);
   window.RestorePlace();
   window.show();
-  if (!controller.StartUp(data)) return 0;
+  if (!controller.StartUp(playable)) return 0;
   return QApplication::exec();
 }

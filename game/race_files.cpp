@@ -53,6 +53,20 @@ std::string UndoFolderFor(const std::string& dataFolder) {
   return CanWriteIn(user) ? WithSeparator(user) : "";
 }
 
+std::string PlayableDataFolder(const std::string& dataFolder) {
+  if (CanWriteIn(dataFolder)) return dataFolder;
+  const std::string user = UserDataFolder();
+  if (user.empty()) return "";
+  std::error_code ec;
+  if (!std::filesystem::exists(JoinPath(user, "VMR.ini"), ec)) {
+    std::filesystem::create_directories(user, ec);
+    std::filesystem::copy(dataFolder, user,
+                          std::filesystem::copy_options::recursive | std::filesystem::copy_options::skip_existing, ec);
+    if (ec) return "";
+  }
+  return CanWriteIn(user) ? user : "";
+}
+
 std::optional<FileError> WriteUndoFiles(const RaceState& rs, const std::string& folder, std::string_view carsFolder,
                                         LapLinesCache* laps) {
   const std::string newer = JoinPath(folder, kUndoFileNewer);

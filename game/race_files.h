@@ -21,6 +21,11 @@ std::string UndoFolderFor(const std::string& dataFolder);
 // The per-user data folder: $XDG_DATA_HOME/velomark, or ~/.local/share/velomark.
 std::string UserDataFolder();
 
+// The data folder the program can play in: the given one when a file can be written there (a
+// folder beside the program), else the per-user data folder, filled with a copy of the given one
+// when it has no settings yet (an installed program's shared data). "" when neither can be had.
+std::string PlayableDataFolder(const std::string& dataFolder);
+
 // SaveUndoFile's work in `folder`: UFA.rip becomes UFB.rip, and the race is written to UFA.rip.
 // The lap lines are taken from `laps` where the race has not changed them since the last file.
 std::optional<FileError> WriteUndoFiles(const RaceState& rs, const std::string& folder, std::string_view carsFolder,

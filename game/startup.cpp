@@ -31,6 +31,9 @@ std::string DefaultDataFolder() {
   if (!ec) {
     for (std::filesystem::path dir = exe.parent_path(); !dir.empty(); dir = dir.parent_path()) {
       if (std::filesystem::exists(dir / "data" / "VMR.ini", ec)) return (dir / "data").string();
+      // An installed program: PREFIX/bin/velomark with its data in PREFIX/share/velomark.
+      if (std::filesystem::exists(dir / "share" / "velomark" / "VMR.ini", ec))
+        return (dir / "share" / "velomark").string();
       if (dir == dir.root_path()) break;
     }
   }

@@ -15,8 +15,8 @@ namespace vm {
 inline constexpr const char* kDataFolders[] = {"Cars",   "Tracks",              "CarGifs",          "Reports",
                                                "Online Files", "Season", "Race Configurations", "Races In Progress"};
 
-// The data folder to use when none is given: the first "data" folder found beside the program or
-// above it, else "data" in the working folder.
+// The data folder to use when none is given: the first "data" folder (or, installed,
+// "share/velomark") found beside the program or above it, else "data" in the working folder.
 std::string DefaultDataFolder();
 
 // Sets AppPath, made absolute, and the folders below it; AppPath keeps a trailing separator.

@@ -341,10 +341,12 @@ TEST_F(UndoRace, SaveAndLoadThroughTheDialogsOrTheSeasonsFile) {
   EXPECT_TRUE(std::filesystem::exists(dir.File("Tour.rip")));
 }
 
-// Undo files go to the data folder when it can be written, else to the per-user folder.
+// Undo files go to the data folder when it can be written, else to the per-user folder; a data
+// folder that can be written is played in where it is.
 TEST(UndoFolder, TheDataFolderOrElseThePerUserOne) {
   const TempDir dir;
   EXPECT_EQ(UndoFolderFor(dir.Root()), dir.Root() + "/");
+  EXPECT_EQ(PlayableDataFolder(dir.Root()), dir.Root());
   const char* was = std::getenv("XDG_DATA_HOME");
   const std::string kept = was != nullptr ? was : "";
   ::setenv("XDG_DATA_HOME", dir.File("share").c_str(), 1);
