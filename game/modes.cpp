@@ -8,16 +8,16 @@ namespace vm {
 namespace {
 
 constexpr std::array<std::string_view, kCommandCount> kNames{
-    "mnuModeLevel",         "mnuModeSeason",      "mnuModePractice",         "mnuModeSingleRace",
-    "mnuTrackLevel",        "mnuTrackLoadTrack",  "mnuTrackLoadTrackNew",    "mnuSeasonLevel",
-    "mnuSeasonLoad",        "mnuSeasonCreate",    "mnuSeasonSettings",       "mnuSeasonNextRace",
-    "mnuSeasonStandings",   "mnuSeasonExit",      "mnuSeasonExitCurrent",    "mnuRaceLevel",
-    "mnuRaceSetup",         "mnuRaceStartRace",   "mnuFileLoadSavedRace",    "mnuRaceSave",
-    "mnuRaceSaveSnapshot",  "mnuRaceConfigLevel", "mnuFileLoadRace",         "mnuFileSaveRace",
-    "mnuRaceQualifying",    "mnuRaceReset",       "mnuRaceEndRace",          "mnuRaceOptions",
-    "mnuExitMode",          "mnuRaceUndo",        "mnuRaceLoadResultTables", "mnuCarLevel",
-    "mnuCarSetup",          "mnuGameSettings",    "mnuOnlineLevel",          "mnuOnlineTestLevel",
-    "mnuSaveTIP",           "mnuLoadTIP",         "mnuOnlineTestSelectCC"};
+    "mnuModeLevel",        "mnuModeSeason",      "mnuModePractice",         "mnuModeSingleRace",
+    "mnuTrackLevel",       "mnuTrackLoadTrack",  "mnuTrackLoadTrackNew",    "mnuSeasonLevel",
+    "mnuSeasonLoad",       "mnuSeasonCreate",    "mnuSeasonSettings",       "mnuSeasonNextRace",
+    "mnuSeasonStandings",  "mnuSeasonExit",      "mnuSeasonExitCurrent",    "mnuRaceLevel",
+    "mnuRaceSetup",        "mnuRaceStartRace",   "mnuFileLoadSavedRace",    "mnuRaceSave",
+    "mnuRaceSaveSnapshot", "mnuRaceConfigLevel", "mnuFileLoadRace",         "mnuFileSaveRace",
+    "mnuRaceQualifying",   "mnuRaceReset",       "mnuRaceEndRace",          "mnuRaceOptions",
+    "mnuExitMode",         "mnuRaceUndo",        "mnuRaceLoadResultTables", "mnuCarLevel",
+    "mnuCarSetup",         "mnuGameSettings",    "mnuOnlineLevel",          "mnuOnlineTestLevel",
+    "mnuSaveTIP",          "mnuLoadTIP",         "mnuOnlineTestSelectCC"};
 
 // Each command's state per mode, in the columns "Disable", "Single", "Practice", "Season":
 // E enabled, D disabled, - left as it was.
@@ -26,17 +26,39 @@ struct Row {
   const char* States;
 };
 constexpr Row kTable[] = {
-    {Cmd::mnuModeLevel, "EEEE"},        {Cmd::mnuModeSeason, "DEEE"},        {Cmd::mnuModePractice, "DEEE"},
-    {Cmd::mnuModeSingleRace, "DEEE"},   {Cmd::mnuTrackLevel, "DEED"},        {Cmd::mnuTrackLoadTrack, "D--D"},
-    {Cmd::mnuTrackLoadTrackNew, "DEED"}, {Cmd::mnuSeasonLevel, "DDDE"},      {Cmd::mnuSeasonLoad, "DDDE"},
-    {Cmd::mnuSeasonCreate, "DDDE"},     {Cmd::mnuSeasonSettings, "DDDD"},    {Cmd::mnuSeasonNextRace, "DDDD"},
-    {Cmd::mnuSeasonStandings, "DDDD"},  {Cmd::mnuSeasonExit, "DDDE"},        {Cmd::mnuSeasonExitCurrent, "DDDE"},
-    {Cmd::mnuRaceLevel, "DEED"},        {Cmd::mnuRaceSetup, "DEED"},         {Cmd::mnuRaceStartRace, "DDDD"},
-    {Cmd::mnuFileLoadSavedRace, "DEDD"}, {Cmd::mnuRaceSave, "DDDD"},         {Cmd::mnuRaceSaveSnapshot, "DDDD"},
-    {Cmd::mnuRaceConfigLevel, "DEDD"},  {Cmd::mnuFileLoadRace, "DEDD"},      {Cmd::mnuFileSaveRace, "DDDD"},
-    {Cmd::mnuRaceQualifying, "DDDD"},   {Cmd::mnuRaceReset, "DDDD"},         {Cmd::mnuRaceEndRace, "DDDD"},
-    {Cmd::mnuRaceOptions, "DDDD"},      {Cmd::mnuExitMode, "DEEE"},          {Cmd::mnuRaceUndo, "DDDD"},
-    {Cmd::mnuRaceLoadResultTables, "DEDD"}, {Cmd::mnuCarLevel, "DEED"},      {Cmd::mnuCarSetup, "DEEE"},
+    {Cmd::mnuModeLevel, "EEEE"},
+    {Cmd::mnuModeSeason, "DEEE"},
+    {Cmd::mnuModePractice, "DEEE"},
+    {Cmd::mnuModeSingleRace, "DEEE"},
+    {Cmd::mnuTrackLevel, "DEED"},
+    {Cmd::mnuTrackLoadTrack, "D--D"},
+    {Cmd::mnuTrackLoadTrackNew, "DEED"},
+    {Cmd::mnuSeasonLevel, "DDDE"},
+    {Cmd::mnuSeasonLoad, "DDDE"},
+    {Cmd::mnuSeasonCreate, "DDDE"},
+    {Cmd::mnuSeasonSettings, "DDDD"},
+    {Cmd::mnuSeasonNextRace, "DDDD"},
+    {Cmd::mnuSeasonStandings, "DDDD"},
+    {Cmd::mnuSeasonExit, "DDDE"},
+    {Cmd::mnuSeasonExitCurrent, "DDDE"},
+    {Cmd::mnuRaceLevel, "DEED"},
+    {Cmd::mnuRaceSetup, "DEED"},
+    {Cmd::mnuRaceStartRace, "DDDD"},
+    {Cmd::mnuFileLoadSavedRace, "DEDD"},
+    {Cmd::mnuRaceSave, "DDDD"},
+    {Cmd::mnuRaceSaveSnapshot, "DDDD"},
+    {Cmd::mnuRaceConfigLevel, "DEDD"},
+    {Cmd::mnuFileLoadRace, "DEDD"},
+    {Cmd::mnuFileSaveRace, "DDDD"},
+    {Cmd::mnuRaceQualifying, "DDDD"},
+    {Cmd::mnuRaceReset, "DDDD"},
+    {Cmd::mnuRaceEndRace, "DDDD"},
+    {Cmd::mnuRaceOptions, "DDDD"},
+    {Cmd::mnuExitMode, "DEEE"},
+    {Cmd::mnuRaceUndo, "DDDD"},
+    {Cmd::mnuRaceLoadResultTables, "DEDD"},
+    {Cmd::mnuCarLevel, "DEED"},
+    {Cmd::mnuCarSetup, "DEEE"},
 };
 
 int Column(std::string_view mode) {
@@ -78,15 +100,14 @@ void SetModeMenus(GameSession& g, RaceState& rs, std::string_view mode) {
 }
 
 void CommandsAfterTrackLoad(GameSession& g) {
-  for (Cmd c : {Cmd::mnuFileSaveRace, Cmd::mnuRaceStartRace, Cmd::mnuRaceLevel, Cmd::mnuRaceSetup})
-    g[c].Enabled = true;
+  for (Cmd c : {Cmd::mnuFileSaveRace, Cmd::mnuRaceStartRace, Cmd::mnuRaceLevel, Cmd::mnuRaceSetup}) g[c].Enabled = true;
 }
 
 void CommandsAtRaceStart(GameSession& g, const RaceState& rs) {
   for (Cmd c : {Cmd::mnuFileLoadRace, Cmd::mnuFileLoadSavedRace, Cmd::mnuFileSaveRace, Cmd::mnuRaceConfigLevel,
                 Cmd::mnuRaceLoadResultTables, Cmd::mnuTrackLoadTrack, Cmd::mnuTrackLoadTrackNew, Cmd::mnuRaceSetup,
-                Cmd::mnuRaceStartRace, Cmd::mnuRaceQualifying, Cmd::mnuCarSetup, Cmd::mnuCarLevel,
-                Cmd::mnuTrackLevel, Cmd::mnuModeLevel})
+                Cmd::mnuRaceStartRace, Cmd::mnuRaceQualifying, Cmd::mnuCarSetup, Cmd::mnuCarLevel, Cmd::mnuTrackLevel,
+                Cmd::mnuModeLevel})
     g[c].Enabled = false;
   g[Cmd::mnuRaceEndRace].Enabled = true;
   g[Cmd::mnuRaceOptions].Enabled = true;
@@ -178,6 +199,8 @@ bool ModeCommands::LoadPendingTrack() {
 
 void ModeCommands::mnuRaceSetup() {
   auto newRace = [&] {
+    // A setup cancelled before must not keep this one from loading its track.
+    g_.PendingTrackFile.clear();
     const bool accepted = hooks_.RaceSetup ? hooks_.RaceSetup() : false;
     if (!accepted) g_.PendingTrackFile = "CANCEL.LOAD";
     g_[Cmd::mnuExitMode].Enabled = true;
@@ -187,7 +210,9 @@ void ModeCommands::mnuRaceSetup() {
     newRace();
   } else if (rs_.GameMode == kModeSingle) {
     // Loading is not offered to a client of an online race.
-    const int pick = console_.ChooseButton({"frmSingleRaceModeSelect", "Single Race Mode", "",
+    const int pick = console_.ChooseButton({"frmSingleRaceModeSelect",
+                                            "Single Race Mode",
+                                            "",
                                             {"New Race", "Load Saved Race", "Load Race Config", "Cancel"}});
     g_.ModeChoice = pick == 0 ? "New Race" : pick == 1 ? "Load Race" : pick == 2 ? "Load Config" : "Cancel";
     if (g_.ModeChoice == "Load Race" && hooks_.LoadSavedRace) hooks_.LoadSavedRace();
