@@ -16,6 +16,14 @@
 
 namespace vm::testing_support {
 
+// A dialog's widget by its object name; a missing one fails the test.
+template <typename W>
+W* Child(QObject& dialog, const char* name) {
+  W* widget = dialog.findChild<W*>(QString::fromLatin1(name));
+  EXPECT_NE(widget, nullptr) << name;
+  return widget;
+}
+
 class AppFixture : public ::testing::Test {
  protected:
   AppFixture() {

@@ -23,12 +23,7 @@
 namespace vm {
 namespace {
 
-template <typename W>
-W* Child(QDialog& dialog, const char* name) {
-  W* widget = dialog.findChild<W*>(QString::fromLatin1(name));
-  EXPECT_NE(widget, nullptr) << name;
-  return widget;
-}
+using testing_support::Child;
 
 std::string Text(QDialog& dialog, const char* label) { return Child<QLabel>(dialog, label)->text().toStdString(); }
 

@@ -31,12 +31,7 @@
 namespace vm {
 namespace {
 
-template <typename W>
-W* Child(QDialog& dialog, const char* name) {
-  W* widget = dialog.findChild<W*>(QString::fromLatin1(name));
-  EXPECT_NE(widget, nullptr) << name;
-  return widget;
-}
+using testing_support::Child;
 
 // Picks the entry of a combo box as the player would.
 void Pick(QDialog& dialog, const char* box, const char* text) {
