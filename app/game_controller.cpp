@@ -1,6 +1,9 @@
 #include "app/game_controller.h"
 
+#include <QCoreApplication>
 #include <QDialog>
+#include <QElapsedTimer>
+#include <QEventLoop>
 #include <QWidget>
 #include <utility>
 
@@ -24,6 +27,7 @@ GameController::GameController(Console* console, QObject* parent)
   }
   engine_ = std::make_unique<RaceEngine>(*rs_, rng_, *console_, log_);
   UseAIDrivers(*engine_);
+  engine_->Seams.Yield = [this] { YieldToWindows(); };
   ModeHooks hooks;
   hooks.RaceSetup = [this] { return OpenDialog("frmRaceSetup"); };
   hooks.LoadSavedRace = [this] { files_->mnuFileLoadSavedRace(); };
@@ -88,6 +92,11 @@ void GameController::cmdExitMode() {
 }
 
 void GameController::Run(Cmd command) {
+  // A menu command while the cars move waits for them, as the race's own commands do.
+  if (busy_) {
+    queued_.push_back([this, command] { Run(command); });
+    return;
+  }
   if (!session_[command].Enabled) return;
   RaceState& rs = *rs_;
   switch (command) {
@@ -105,7 +114,7 @@ void GameController::Run(Cmd command) {
     case Cmd::mnuRaceStartRace:
       CommandsAtRaceStart(session_, rs);
       session_.TrackWindowOpen = true;
-      engine_->StartRace();
+      RaceCommand([this] { engine_->StartRace(); });
       break;
     case Cmd::mnuFileLoadSavedRace: files_->mnuFileLoadSavedRace(); break;
     case Cmd::mnuRaceSave: files_->mnuRaceSave(); break;
@@ -157,6 +166,73 @@ void GameController::Run(Cmd command) {
     default: break;  // the season, snapshot and online commands come with their own work
   }
   Changed();
+}
+
+// --- The race ----------------------------------------------------------------------------------------
+
+void GameController::RaceCommand(std::function<void()> command) {
+  if (busy_) {
+    queued_.push_back([this, command = std::move(command)] { RaceCommand(command); });
+    return;
+  }
+  busy_ = true;
+  command();
+  busy_ = false;
+  // Whatever came in while the cars moved, in the order it came.
+  while (!queued_.empty()) {
+    std::function<void()> next = std::move(queued_.front());
+    queued_.pop_front();
+    next();
+  }
+  Q_EMIT raceChanged();
+  Changed();
+}
+
+void GameController::YieldToWindows() {
+  Q_EMIT raceChanged();
+  const int delay = moveDelay_.value_or(rs_->CarMovementDelay);
+  QCoreApplication::processEvents(QEventLoop::AllEvents);
+  if (delay <= 0) return;
+  // A pause the window stays alive in: events run while it lasts.
+  QElapsedTimer waited;
+  waited.start();
+  while (waited.elapsed() < delay) {
+    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, static_cast<int>(delay - waited.elapsed()));
+  }
+}
+
+void GameController::NewSpeed(int button, bool draft) {
+  RaceCommand([this, button, draft] { engine_->NewSpeed(button, draft); });
+}
+void GameController::Steer(SteeringCommand command) {
+  RaceCommand([this, command] { engine_->Steer(command); });
+}
+void GameController::PitContinue() {
+  RaceCommand([this] { engine_->PitContinue(); });
+}
+void GameController::ChooseTires(bool wet) {
+  RaceCommand([this, wet] { engine_->ChooseTires(wet); });
+}
+void GameController::AutoPilot() {
+  RaceCommand([this] { engine_->AutoPilot(); });
+}
+void GameController::NextTurn() {
+  RaceCommand([this] { engine_->NextTurn(); });
+}
+void GameController::FinishLap() {
+  RaceCommand([this] { engine_->FinishLap(); });
+}
+void GameController::FinishRace() {
+  RaceCommand([this] { engine_->FinishRace(); });
+}
+void GameController::PauseRace() {
+  // A pause is asked for while the cars move: it is taken at the end of the race turn.
+  engine_->PauseRace();
+}
+void GameController::EndRaceRC() {
+  RaceCommand([this] {
+    if (engine_->EndRaceRC()) files_->mnuRaceEndRace();
+  });
 }
 
 }  // namespace vm

@@ -6,7 +6,9 @@
 #include <QObject>
 #include <QPointer>
 #include <QWidget>
+#include <deque>
 #include <functional>
+#include <optional>
 #include <map>
 #include <memory>
 #include <string>
@@ -58,6 +60,25 @@ class GameController : public QObject {
   bool OpenDialog(const std::string& form);
   std::vector<std::string> DialogNames() const;
 
+  // --- The race (frmTrack). Each command goes to the turn engine, which moves the cars until it
+  // waits for a person or the race controls. While it moves cars it yields to the window after
+  // each one (paced by CarMovementDelay); a command that arrives then is kept and carried out
+  // when the engine is back, so no input is lost and none runs inside another.
+  void NewSpeed(int button, bool draft = false);
+  void Steer(SteeringCommand command);
+  void PitContinue();
+  void ChooseTires(bool wet);
+  void AutoPilot();
+  void NextTurn();
+  void FinishLap();
+  void FinishRace();
+  void PauseRace();
+  void EndRaceRC();
+  // Whether the engine is moving cars now.
+  bool Busy() const { return busy_; }
+  // The pause after each car's move, in milliseconds; by default the race's CarMovementDelay.
+  void SetMoveDelayOverride(std::optional<int> milliseconds) { moveDelay_ = milliseconds; }
+
   // Tells the windows that the session changed outside a command (tests, the season's work).
   void NotifyChanged() { Changed(); }
 
@@ -74,9 +95,15 @@ class GameController : public QObject {
   void commandsChanged();
   // The program is to end (a fatal start-up failure, the agreement declined, File Exit).
   void quitRequested();
+  // The race moved on: after each car's move, and whenever the engine waits.
+  void raceChanged();
 
  private:
   void Changed();
+  // Runs an engine command now, or after the one running when the engine is busy.
+  void RaceCommand(std::function<void()> command);
+  // The engine's yield after each car: the windows repaint and events run, paced by the delay.
+  void YieldToWindows();
 
   std::unique_ptr<RaceState> rs_;
   Random rng_;
@@ -89,6 +116,9 @@ class GameController : public QObject {
   std::unique_ptr<RaceFiles> files_;
   QPointer<QWidget> dialogParent_;
   std::map<std::string, DialogFactory> dialogs_;
+  bool busy_ = false;
+  std::deque<std::function<void()>> queued_;
+  std::optional<int> moveDelay_;
 };
 
 }  // namespace vm
