@@ -12,6 +12,7 @@
 #include <QVBoxLayout>
 
 #include "app/menu_layout.h"
+#include "app/race/race_window.h"
 
 namespace vm {
 
@@ -20,7 +21,8 @@ namespace {
 QString Q(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
 
 constexpr int kModePage = 0;
-constexpr int kRacePage = 1;
+constexpr int kReadyPage = 1;
+constexpr int kRacePage = 2;
 
 }  // namespace
 
@@ -31,9 +33,11 @@ MainWindow::MainWindow(GameController& controller, QWidget* parent) : QMainWindo
   BuildMenus();
   pages_ = new QStackedWidget;
   pages_->addWidget(BuildModeScreen());
-  auto* race = new QLabel(QStringLiteral("The race is set up: start it from the Race menu."));
-  race->setAlignment(Qt::AlignCenter);
-  pages_->addWidget(race);
+  auto* ready = new QLabel(QStringLiteral("The race is set up: start it from the Race menu."));
+  ready->setAlignment(Qt::AlignCenter);
+  pages_->addWidget(ready);
+  race_ = new RaceWindow(controller_);
+  pages_->addWidget(race_);
   setCentralWidget(pages_);
   status_ = new QLabel;
   statusBar()->addWidget(status_, 1);
@@ -124,7 +128,8 @@ void MainWindow::Refresh() {
     menu->menuAction()->setVisible(g[level].Visible);
   }
   status_->setText(Q(g.StatusText));
-  pages_->setCurrentIndex(g.BackgroundShown ? kModePage : kRacePage);
+  const bool racing = controller_.Race().RaceRunning || controller_.Engine().WaitingFor() == Waiting::RaceOver;
+  pages_->setCurrentIndex(g.BackgroundShown ? kModePage : g.TrackWindowOpen && racing ? kRacePage : kReadyPage);
 }
 
 QAction* MainWindow::ActionOf(Cmd command) const {
@@ -138,6 +143,8 @@ QMenu* MainWindow::MenuOf(Cmd level) const {
 }
 
 QString MainWindow::StatusText() const { return status_->text(); }
+
+RaceWindow& MainWindow::Race() { return *race_; }
 
 void MainWindow::About() { controller_.OpenDialog("frmAbout"); }
 

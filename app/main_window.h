@@ -15,6 +15,8 @@ class QStackedWidget;
 
 namespace vm {
 
+class RaceWindow;
+
 // The window's place and size, kept per user under "Settings".
 inline constexpr const char* kSettingsGroup = "Settings";
 
@@ -30,6 +32,8 @@ class MainWindow : public QMainWindow {
   QAction* ActionOf(Cmd command) const;
   QMenu* MenuOf(Cmd level) const;
   QString StatusText() const;
+  // frmTrack, the race page.
+  RaceWindow& Race();
 
  protected:
   void closeEvent(QCloseEvent* event) override;
@@ -45,6 +49,7 @@ class MainWindow : public QMainWindow {
   std::map<Cmd, QMenu*> menus_;
   QLabel* status_ = nullptr;
   QStackedWidget* pages_ = nullptr;
+  RaceWindow* race_ = nullptr;
 };
 
 }  // namespace vm
