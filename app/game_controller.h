@@ -3,6 +3,7 @@
 // signal when what they show has changed. Widgets read its state and never change it themselves.
 #pragma once
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QPointer>
 #include <QWidget>
@@ -119,6 +120,8 @@ class GameController : public QObject {
   bool busy_ = false;
   std::deque<std::function<void()>> queued_;
   std::optional<int> moveDelay_;
+  QElapsedTimer lastYield_;
+  static constexpr int kFrameMilliseconds = 16;
 };
 
 }  // namespace vm

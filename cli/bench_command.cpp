@@ -185,12 +185,16 @@ AIRaceResult RunAIRace(RaceState& rs, std::uint64_t seed, const std::function<vo
   return result;
 }
 
-std::optional<FileError> BenchRaceUnderWay(RaceState& rs, const std::string& dataFolder, std::uint64_t seed, int lap) {
-  if (std::optional<FileError> e = SetUpBenchField(rs, dataFolder, kMaxLaps, kMaxCars)) return e;
+std::optional<FileError> SetUpBenchRace(RaceState& rs, const std::string& dataFolder, int laps, int cars) {
+  if (std::optional<FileError> e = SetUpBenchField(rs, dataFolder, laps, cars)) return e;
   const std::string tracks = JoinPath(dataFolder, "Tracks");
   const std::vector<std::string> circuits = CircuitsIn(tracks);
   if (circuits.empty()) return FileError{FileErrorCode::NotFound, tracks, 0, "", "no circuits in the folder"};
-  if (std::optional<FileError> e = LoadTrack(rs.track, circuits.front())) return e;
+  return LoadTrack(rs.track, circuits.front());
+}
+
+std::optional<FileError> BenchRaceUnderWay(RaceState& rs, const std::string& dataFolder, std::uint64_t seed, int lap) {
+  if (std::optional<FileError> e = SetUpBenchRace(rs, dataFolder, kMaxLaps, kMaxCars)) return e;
   Random rng(seed);
   ScriptedConsole console({}, false);
   HighlightList log(rs);

@@ -38,6 +38,10 @@ AIRaceResult RunAIRace(RaceState& rs, std::uint64_t seed, const std::function<vo
 // Folds a race's results into a signature: the order, and each car's laps, status and race time.
 std::uint64_t ResultSignature(const RaceState& rs, const AIRaceResult& result, std::uint64_t signature);
 
+// The bench's field of computer cars (the first `cars` of Field40.crs) set up for `laps` laps of
+// the data folder's first circuit, not yet started.
+std::optional<FileError> SetUpBenchRace(RaceState& rs, const std::string& dataFolder, int laps, int cars);
+
 // A race well under way, for timing the saved-race files: the bench's field of 40 computer cars over
 // kMaxLaps laps of the data folder's first circuit, played with seed `seed` until the leader is on
 // lap `lap`.
