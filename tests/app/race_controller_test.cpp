@@ -1,0 +1,90 @@
+// The controller's race: commands reach the engine, the windows hear of every car's move, and a
+// command that comes while the cars move is kept and carried out afterwards, never inside another.
+#include <gtest/gtest.h>
+
+#include <QObject>
+#include <vector>
+
+#include "core/track_file.h"
+#include "core/units.h"
+#include "tests/app/app_fixture.h"
+
+namespace vm {
+namespace {
+
+class RaceControllerTest : public testing_support::AppFixture {
+ protected:
+  void SetUp() override {
+    StartUp();
+    RaceState& rs = controller.Race();
+    ASSERT_FALSE(LoadTrack(rs.track, Data() + "/Tracks/Kestrel.trk"));
+    rs.GameMode = std::string(kModeSingle);
+    rs.QualifyingMethod = "none";
+    rs.RaceLaps = 2;
+    rs.CarCount = 4;
+    for (int car = 1; car <= 4; ++car) rs.CarIsAI[car] = car != 1;
+    controller.SetMoveDelayOverride(1);  // a yield after every car
+    controller.Session()[Cmd::mnuRaceStartRace].Enabled = true;
+  }
+
+  // The slowest speed above standing still on the person's panel.
+  int SlowestSpeed() {
+    for (const SpeedButton& b : controller.Engine().SpeedPanel().Buttons)
+      if (b.Enabled && b.Seen && b.Speed > 0) return b.Speed / 20;
+    return 0;
+  }
+};
+
+TEST_F(RaceControllerTest, InputWhileCarsMoveWaitsForThemAndIsNotLost) {
+  int moves = 0;
+  QObject::connect(&controller, &GameController::raceChanged, &controller, [&] { ++moves; });
+  controller.Run(Cmd::mnuRaceStartRace);
+  ASSERT_EQ(controller.Engine().WaitingFor(), Waiting::Speed);
+  EXPECT_FALSE(controller.Busy());
+
+  // The person's speed sends the cars on; while they move, another command comes in.
+  int pressedWhileBusy = 0;
+  Waiting seenInside = Waiting::Nothing;
+  const auto inside = QObject::connect(&controller, &GameController::raceChanged, &controller, [&] {
+    if (!controller.Busy() || pressedWhileBusy > 0) return;
+    ++pressedWhileBusy;
+    seenInside = controller.Engine().WaitingFor();
+    controller.Steer(SteeringCommand::cmdStraight);
+    // Kept, not run: the engine is where it was.
+    EXPECT_EQ(controller.Engine().WaitingFor(), seenInside);
+  });
+  const int before = moves;
+  const int startSpace = controller.Race().CarSpace[1];
+  controller.NewSpeed(SlowestSpeed());
+  QObject::disconnect(inside);
+  EXPECT_EQ(pressedWhileBusy, 1);
+  EXPECT_GT(moves - before, 2);  // the windows heard of the AI cars' moves one by one
+  EXPECT_FALSE(controller.Busy());
+  // The kept press was carried out once the engine was back: the person's car has moved on.
+  EXPECT_NE(controller.Race().CarSpace[1], startSpace) << controller.Engine().WaitDescription();
+}
+
+TEST_F(RaceControllerTest, APersonDrivesARaceToTheFlagThroughTheController) {
+  controller.SetMoveDelayOverride(0);
+  controller.Run(Cmd::mnuRaceStartRace);
+  for (int guard = 0; guard < 3000 && controller.Engine().WaitingFor() != Waiting::RaceOver; ++guard) {
+    switch (controller.Engine().WaitingFor()) {
+      case Waiting::Speed: controller.NewSpeed(SlowestSpeed()); break;
+      case Waiting::Steering: {
+        const SteeringPanel& p = controller.Engine().SteeringPanelShown();
+        controller.Steer(p.Straight.Visible && p.Straight.Enabled ? SteeringCommand::cmdStraight
+                         : p.Left.Visible && p.Left.Enabled       ? SteeringCommand::cmdLeft
+                         : p.Right.Visible && p.Right.Enabled     ? SteeringCommand::cmdRight
+                                                                  : SteeringCommand::cmdEndEarly);
+        break;
+      }
+      case Waiting::PitContinue: controller.PitContinue(); break;
+      default: controller.NextTurn(); break;
+    }
+  }
+  EXPECT_EQ(controller.Engine().WaitingFor(), Waiting::RaceOver);
+  EXPECT_GT(controller.Race().FinishOrderCount, 0);
+}
+
+}  // namespace
+}  // namespace vm
