@@ -10,6 +10,7 @@
 #include "ai/drivers.h"
 #include "app/qt_console.h"
 #include "core/paths.h"
+#include "core/units.h"
 #include "game/race_config.h"
 #include "game/startup.h"
 #include "rules/result_table_file.h"
@@ -60,11 +61,21 @@ std::vector<std::string> GameController::DialogNames() const {
   return names;
 }
 
-void GameController::Changed() { Q_EMIT commandsChanged(); }
+void GameController::Changed() {
+  // The race's own commands follow the engine: undo while a turn may be taken back, saving only
+  // between turns.
+  if (rs_->RaceRunning) {
+    session_[Cmd::mnuRaceUndo].Enabled = files_->UndoEnabled();
+    session_[Cmd::mnuRaceSave].Enabled = engine_->AtTurnStart() && rs_->GameMode != kModePractice;
+  }
+  Q_EMIT commandsChanged();
+}
 
 bool GameController::StartUp(const std::string& dataFolder) {
   const bool ok = vm::StartUp(session_, *rs_, rng_, *console_, dataFolder);
   // The undo files go where a file can be written: the data folder, else the user's own.
+  // The old commands go first: they unhook themselves from the engine as they go.
+  files_.reset();
   files_ = std::make_unique<RaceFiles>(session_, *engine_, UndoFolderFor(session_.AppPath));
   Changed();
   if (!ok) Q_EMIT quitRequested();

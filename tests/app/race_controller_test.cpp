@@ -86,5 +86,31 @@ TEST_F(RaceControllerTest, APersonDrivesARaceToTheFlagThroughTheController) {
   EXPECT_GT(controller.Race().FinishOrderCount, 0);
 }
 
+// The race menu follows the engine: Save and Undo at the start of a turn once one has ended, and
+// neither once the person has chosen a speed.
+TEST_F(RaceControllerTest, SaveAndUndoFollowTheTurn) {
+  controller.SetMoveDelayOverride(0);
+  controller.Run(Cmd::mnuRaceStartRace);
+  const GameSession& g = controller.Session();
+  EXPECT_TRUE(g[Cmd::mnuRaceSave].Enabled);
+  EXPECT_FALSE(g[Cmd::mnuRaceUndo].Enabled);  // nothing to take back yet
+  // Two turns, so that there is a turn before the last to go back to.
+  for (int turn = 1; turn <= 2; ++turn) {
+    controller.NewSpeed(SlowestSpeed());
+    if (controller.Engine().WaitingFor() == Waiting::Steering) {
+      EXPECT_FALSE(g[Cmd::mnuRaceSave].Enabled);
+      EXPECT_FALSE(g[Cmd::mnuRaceUndo].Enabled);
+    }
+    for (int guard = 0; guard < 50 && controller.Engine().WaitingFor() == Waiting::Steering; ++guard)
+      controller.Steer(SteeringCommand::cmdEndEarly);
+    ASSERT_EQ(controller.Engine().WaitingFor(), Waiting::Speed);
+    EXPECT_TRUE(g[Cmd::mnuRaceSave].Enabled);
+    EXPECT_TRUE(g[Cmd::mnuRaceUndo].Enabled);
+  }
+  controller.Run(Cmd::mnuRaceUndo);
+  EXPECT_TRUE(controller.Race().TurnWasUndone);
+  EXPECT_FALSE(g[Cmd::mnuRaceUndo].Enabled);  // one level
+}
+
 }  // namespace
 }  // namespace vm
