@@ -28,22 +28,50 @@ QTableWidget* Table(const char* name, const QStringList& columns, QWidget* paren
   t->setEditTriggers(QAbstractItemView::NoEditTriggers);
   t->setSelectionMode(QAbstractItemView::NoSelection);
   t->setFocusPolicy(Qt::NoFocus);
-  t->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+  // Columns are fitted once per redraw (Fitted), not by the header after every cell: that would
+  // measure the whole column again for each of a leaderboard's two hundred cells.
   t->horizontalHeader()->setStretchLastSection(true);
   return t;
 }
 
-void SetRow(QTableWidget* t, int row, const QStringList& cells, bool bold = false) {
+// Writes a row in place; returns whether anything changed, so an unchanged board costs no layout.
+bool SetRow(QTableWidget* t, int row, const QStringList& cells, bool bold = false) {
+  bool changed = false;
   for (int c = 0; c < cells.size(); ++c) {
-    auto* item = new QTableWidgetItem(cells[c]);
-    if (bold) {
-      QFont f = item->font();
-      f.setBold(true);
-      item->setFont(f);
+    QTableWidgetItem* item = t->item(row, c);
+    if (item == nullptr) {
+      item = new QTableWidgetItem;
+      t->setItem(row, c, item);
     }
-    t->setItem(row, c, item);
+    if (item->text() != cells[c]) {
+      item->setText(cells[c]);
+      changed = true;
+    }
+    if (item->font().bold() != bold) {
+      QFont f = item->font();
+      f.setBold(bold);
+      item->setFont(f);
+      changed = true;
+    }
   }
+  return changed;
 }
+
+// Row counts are set first by the caller; a changed count or changed cell fits the columns again.
+class Fitted {
+ public:
+  Fitted(QTableWidget* t, int rows) : t_(t), changed_(t->rowCount() != rows) { t_->setRowCount(rows); }
+  ~Fitted() {
+    if (changed_) t_->resizeColumnsToContents();
+  }
+  Fitted(const Fitted&) = delete;
+  Fitted& operator=(const Fitted&) = delete;
+  void Row(int row, const QStringList& cells, bool bold = false) { changed_ |= SetRow(t_, row, cells, bold); }
+
+ private:
+  QTableWidget* t_;
+  bool changed_;
+};
 
 QString Gap(double seconds) { return QStringLiteral("+") + Q(FormatTimeMS(seconds)); }
 
@@ -109,7 +137,7 @@ void RaceBoards::ShowLeaderboard(const RaceState& rs, int currentCar) {
   };
   for (int place = 1; place <= rs.FinishOrderCount; ++place) add(rs.FinishOrder[place]);
   for (int pos = 1; pos <= rs.CarCount - rs.CarsFinished; ++pos) add(rs.RunningOrder[pos]);
-  leaderboard_->setRowCount(static_cast<int>(order.size()));
+  Fitted board(leaderboard_, static_cast<int>(order.size()));
   const int leader = RaceLeader(rs);
   for (size_t k = 0; k < order.size(); ++k) {
     const int car = order[k];
@@ -128,9 +156,9 @@ void RaceBoards::ShowLeaderboard(const RaceState& rs, int currentCar) {
     else
       status = Gap(ComputeGap(rs, car));
     const int lap = std::clamp(rs.CarLap[car], 0, std::max(rs.RaceLaps, 0));
-    SetRow(leaderboard_, static_cast<int>(k),
-           {QString::number(k + 1), QString::number(car), Q(rs.DriverName[car]), QString::number(lap), status},
-           car == currentCar);
+    board.Row(static_cast<int>(k),
+              {QString::number(k + 1), QString::number(car), Q(rs.DriverName[car]), QString::number(lap), status},
+              car == currentCar);
   }
 }
 
@@ -152,7 +180,7 @@ void RaceBoards::ShowLapHistory(const RaceState& rs) {
   }
   const int car = HistoryCar(rs, historyCar_->currentData().toInt());
   const int laps = IsCarNumber(car) ? std::clamp(rs.CarLap[car] - 1, 0, std::min(rs.RaceLaps, kMaxLaps)) : 0;
-  history_->setRowCount(laps);
+  Fitted board(history_, laps);
   // The newest lap on top, where it is seen without scrolling.
   for (int lap = laps, row = 0; lap >= 1; --lap, ++row) {
     const double mph = rs.LapSpeedMph[lap][car];
@@ -161,23 +189,25 @@ void RaceBoards::ShowLapHistory(const RaceState& rs) {
     for (int k = 1; k <= kMaxCars && pos == 0; ++k)
       if (rs.LapOrder[lap][k] == car) pos = k;
     const double gap = rs.LapGap[lap][car];
-    SetRow(history_, row,
-           {QString::number(lap), mph > 0 ? Q(FormatTimeMS(seconds)) : QStringLiteral("-"),
-            mph > 0 ? Q(FormatMph(mph)) : QStringLiteral("-"), pos ? QString::number(pos) : QStringLiteral("-"),
-            gap > 0 ? Gap(gap) : QStringLiteral("-")});
+    board.Row(row, {QString::number(lap), mph > 0 ? Q(FormatTimeMS(seconds)) : QStringLiteral("-"),
+                    mph > 0 ? Q(FormatMph(mph)) : QStringLiteral("-"), pos ? QString::number(pos) : QStringLiteral("-"),
+                    gap > 0 ? Gap(gap) : QStringLiteral("-")});
   }
 }
 
 void RaceBoards::ShowPitLane(const RaceState& rs) {
   const PitLaneView view = RefreshPitLane(rs);
   pitHead_->setText(rs.PitLaneOpen ? Q(view.Head) : QStringLiteral("The pit lane is closed in this race."));
-  pitLane_->setColumnCount(static_cast<int>(view.Columns.size()));
   QStringList heads;
   for (const std::string& c : view.Columns) heads << Q(c);
-  pitLane_->setHorizontalHeaderLabels(heads);
-  pitLane_->setRowCount(static_cast<int>(view.Rows.size()));
+  if (heads != pitHeads_) {
+    pitLane_->setColumnCount(static_cast<int>(heads.size()));
+    pitLane_->setHorizontalHeaderLabels(heads);
+    pitHeads_ = heads;
+  }
+  Fitted board(pitLane_, static_cast<int>(view.Rows.size()));
   for (size_t r = 0; r < view.Rows.size(); ++r)
-    SetRow(pitLane_, static_cast<int>(r), {Q(view.Rows[r][0]), Q(view.Rows[r][1]), Q(view.Rows[r][2])});
+    board.Row(static_cast<int>(r), {Q(view.Rows[r][0]), Q(view.Rows[r][1]), Q(view.Rows[r][2])});
 }
 
 void RaceBoards::ShowHighlights(const RaceState& rs) {

@@ -2,6 +2,7 @@
 // the pit lane and the highlights of the race log.
 #pragma once
 
+#include <QStringList>
 #include <QTabWidget>
 #include <cstddef>
 
@@ -36,6 +37,7 @@ class RaceBoards : public QTabWidget {
   QTableWidget* history_ = nullptr;
   QLabel* pitHead_ = nullptr;
   QTableWidget* pitLane_ = nullptr;
+  QStringList pitHeads_;
   QListWidget* highlights_ = nullptr;
   const RaceState* shown_ = nullptr;  // the race last drawn, for a change of the history's car
   int shownCars_ = -1;
