@@ -75,6 +75,7 @@ class CircuitCanvas : public QWidget {
     const QPoint now = event->globalPosition().toPoint();
     const QPoint delta = now - *dragFrom_;
     dragFrom_ = now;
+    view_.handMoved_.start();
     view_.horizontalScrollBar()->setValue(view_.horizontalScrollBar()->value() - delta.x());
     view_.verticalScrollBar()->setValue(view_.verticalScrollBar()->value() - delta.y());
   }
@@ -156,7 +157,11 @@ void CircuitView::Refresh() {
   pitList_->raise();
 
   PlaceTagsAtZoom();
-  if (std::optional<QPoint> at = CarPosition(flashingCar_)) {
+  // The view keeps the car waiting for its driver in sight; with no driver on the track it follows
+  // the leader, unless the person has just moved it to look elsewhere.
+  const bool lookingAway = handMoved_.isValid() && handMoved_.elapsed() < kLookAwayMilliseconds;
+  const int followed = flashingCar_ != 0 ? flashingCar_ : rs.FirstHumanCar == 0 && !lookingAway ? RaceLeader(rs) : 0;
+  if (std::optional<QPoint> at = CarPosition(followed)) {
     // A car near the edge is brought to the middle, so that the road ahead of it shows too.
     const int margin = static_cast<int>(std::max(60.0, 3 * kRingRadius * zoom_));
     const QRect seen(QPoint(horizontalScrollBar()->value(), verticalScrollBar()->value()), viewport()->size());
@@ -379,7 +384,10 @@ void CircuitView::Flash() {
 }
 
 void CircuitView::wheelEvent(QWheelEvent* event) {
-  if (!(event->modifiers() & Qt::ControlModifier)) return QScrollArea::wheelEvent(event);
+  if (!(event->modifiers() & Qt::ControlModifier)) {
+    handMoved_.start();
+    return QScrollArea::wheelEvent(event);
+  }
   // Fractions of a notch, as touchpads send them, zoom by as much less: the zoom glides.
   const double notches = event->angleDelta().y() / 120.0;
   SetZoom(zoom_ * std::pow(kZoomStep, notches), event->position().toPoint());

@@ -3,6 +3,7 @@
 // and what the mouse hovers over told in a tip.
 #pragma once
 
+#include <QElapsedTimer>
 #include <QHash>
 #include <QImage>
 #include <QScrollArea>
@@ -92,6 +93,8 @@ class CircuitView : public QScrollArea {
   int flashingCar_ = 0;
   int leader_ = 0;  // circled, when the race asks for it
   bool flashLit_ = true;
+  QElapsedTimer handMoved_;  // the person's last scroll or drag
+  static constexpr int kLookAwayMilliseconds = 4000;
   mutable QHash<QString, QImage> carImages_;
 };
 

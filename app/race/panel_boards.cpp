@@ -75,6 +75,19 @@ class Fitted {
 
 QString Gap(double seconds) { return QStringLiteral("+") + Q(FormatTimeMS(seconds)); }
 
+// A running car's gap as the line last timed it; a car a whole lap or more behind the leader by
+// distance shows the laps instead, and a car that has not yet finished a lap shows none.
+QString RunningGap(const RaceState& rs, int car, int leader) {
+  const int length = rs.track.TrackLength;
+  if (IsCarNumber(leader) && length > 0) {
+    const int down = (rs.CarRaceDistance[leader] - rs.CarRaceDistance[car]) / length;
+    if (down >= 1) return QStringLiteral("+%1 Lap%2").arg(down).arg(down == 1 ? "" : "s");
+  }
+  const int timed = std::min(rs.CarLap[car] - 1, kMaxLaps);
+  if (timed < 1 || rs.LapGap[timed][car] <= 0) return QStringLiteral("-");
+  return Gap(rs.LapGap[timed][car]);
+}
+
 }  // namespace
 
 RaceBoards::RaceBoards(QWidget* parent) : QTabWidget(parent) {
@@ -151,10 +164,8 @@ void RaceBoards::ShowLeaderboard(const RaceState& rs, int currentCar) {
       status = QStringLiteral("In Pit");
     else if (car == leader && rs.CarsFinished == 0)
       status = QStringLiteral("Leader");
-    else if (rs.CarLap[car] < 1)
-      status = QStringLiteral("-");
     else
-      status = Gap(ComputeGap(rs, car));
+      status = RunningGap(rs, car, leader);
     const int lap = std::clamp(rs.CarLap[car], 0, std::max(rs.RaceLaps, 0));
     board.Row(static_cast<int>(k),
               {QString::number(k + 1), QString::number(car), Q(rs.DriverName[car]), QString::number(lap), status},

@@ -253,6 +253,32 @@ TEST_F(CircuitViewTest, TheCurrentCarFlashesWhileShownAndIsKeptInSight) {
   view.Refresh();
   EXPECT_EQ(view.FlashingCar(), 0);
   EXPECT_FALSE(view.Flashing());
+
+  // With no driver on the track the view follows the leader, unless the person has just scrolled
+  // it to look elsewhere.
+  Rs().FirstHumanCar = 0;
+  const int leader = RaceLeader(Rs());
+  ASSERT_TRUE(IsCarNumber(leader));
+  auto inSight = [&] {
+    return view.viewport()->rect().contains(view.Canvas().mapTo(view.viewport(), *view.CarPosition(leader)));
+  };
+  auto lookAway = [&] {
+    const QPoint car = *view.CarPosition(leader);
+    view.horizontalScrollBar()->setValue(car.x() < view.Canvas().width() / 2 ? view.horizontalScrollBar()->maximum()
+                                                                             : 0);
+    view.verticalScrollBar()->setValue(car.y() < view.Canvas().height() / 2 ? view.verticalScrollBar()->maximum() : 0);
+  };
+  view.SetZoom(3.0);
+  lookAway();
+  ASSERT_FALSE(inSight());
+  view.Refresh();
+  EXPECT_TRUE(inSight());
+  QWheelEvent wheel(QPointF(50, 50), view.mapToGlobal(QPointF(50, 50)), {}, QPoint(0, -120), Qt::NoButton,
+                    Qt::NoModifier, Qt::NoScrollPhase, false);
+  QCoreApplication::sendEvent(view.viewport(), &wheel);
+  lookAway();
+  view.Refresh();
+  EXPECT_FALSE(inSight()) << "the view was pulled back while the person looked elsewhere";
 }
 
 TEST_F(CircuitViewTest, TheLeaderIsCircledOnlyWhenTheRaceAsksForIt) {

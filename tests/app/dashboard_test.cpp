@@ -30,6 +30,16 @@ namespace {
 
 using testing_support::Child;
 
+// With VELOMARK_SCREENSHOTS set to a folder, a window is written there as race-NAME.png (the
+// whole window at the start, in the middle of the race and at the flag; the panels), for a person
+// to look at.
+void ShootWindow(QWidget& window, const char* name) {
+  const QByteArray folder = qgetenv("VELOMARK_SCREENSHOTS");
+  if (folder.isEmpty()) return;
+  QCoreApplication::processEvents();
+  EXPECT_TRUE(window.grab().save(QString::fromLocal8Bit(folder) + "/race-" + name + ".png")) << name;
+}
+
 class DashboardTest : public testing_support::AppFixture {
  protected:
   // A race of `cars` cars of the bundled car file on Kestrel, car 1 a person's unless `allAI`.
@@ -148,9 +158,7 @@ TEST_F(DashboardTest, TheSpeedButtonsShowTheFrameInColourAndInWords) {
   EXPECT_FALSE(Button("cmdStraight")->isVisible());
   EXPECT_FALSE(Button("cmdNextTurn")->isEnabled());
 
-  const QPixmap shot = Board().grab();
-  EXPECT_FALSE(shot.isNull());
-  shot.save(QStringLiteral("/tmp/dash_speed.png"));
+  ShootWindow(Board(), "speed-panel");
 }
 
 // With weather the first speed panel offers the tires; T swaps them, and the sky is told.
@@ -173,6 +181,32 @@ TEST_F(DashboardTest, TheTireChoiceAndTheWeatherShowWithWeatherOn) {
   Key(Qt::Key_0);
   Key(Qt::Key_Return);
   EXPECT_EQ(rs.CarWetTires[1], !wet);
+}
+
+// With no person on the track a change of weather is shown over the circuit for a moment; a
+// person's race tells it on the dashboard alone.
+TEST_F(DashboardTest, AWeatherChangeHoversOverTheCircuitOnlyWhenNoPersonDrives) {
+  for (const bool allAI : {true, false}) {
+    StartRace(3, 5, allAI, "Single", true);
+    RaceState& rs = controller.Race();
+    ASSERT_EQ(rs.FirstHumanCar != 0, !allAI);
+    RaceWindow& race = window->Race();
+    EXPECT_TRUE(race.WeatherHover() == nullptr || !race.WeatherHover()->isVisible());
+    rs.WeatherValue = rs.WeatherValue > 1 ? rs.WeatherValue - 1 : 2;
+    ApplyWeather(rs);
+    controller.NotifyChanged();
+    const std::string sky = "Weather - " + SkyText(rs.WeatherValue) + ", Track - " + rs.TrackCondition;
+    if (allAI) {
+      ASSERT_NE(race.WeatherHover(), nullptr);
+      EXPECT_TRUE(race.WeatherHover()->isVisible());
+      EXPECT_EQ(race.WeatherHover()->text().toStdString(), sky);
+      ShootWindow(*window, "weather-hover");
+      race.WeatherHover()->hide();
+    } else {
+      EXPECT_TRUE(race.WeatherHover() == nullptr || !race.WeatherHover()->isVisible());
+    }
+    controller.Run(Cmd::mnuRaceEndRace);
+  }
 }
 
 TEST_F(DashboardTest, KeysSelectOnlyOpenSpeedsAndEnterTakesTheSelection) {
@@ -223,8 +257,7 @@ TEST_F(DashboardTest, SteeringButtonsAndArrowsTakeOneStepEach) {
   EXPECT_FALSE(Button("cmdSpeed0")->isVisible());
   EXPECT_FALSE(Button("cmdFinishRace")->isEnabled());
 
-  const QPixmap shot = Board().grab();
-  shot.save(QStringLiteral("/tmp/dash_steer.png"));
+  ShootWindow(Board(), "steering-panel");
 
   ASSERT_TRUE(Button("cmdStraight")->isEnabled());
   const int space = rs.CarSpace[1];
@@ -271,6 +304,29 @@ TEST_F(DashboardTest, TheLeaderboardAndHighlightsFollowTheRace) {
   for (int pos = 1; pos <= 3; ++pos) {
     EXPECT_EQ(board->item(pos - 1, 1)->text(), QString::number(rs.RunningOrder[pos]));
     EXPECT_EQ(board->item(pos - 1, 2)->text().toStdString(), rs.DriverName[rs.RunningOrder[pos]]);
+  }
+  // Gaps: the leader's own word, the gap the line last timed, whole laps down by distance, and
+  // none before a car has finished a lap.
+  {
+    RaceState& r = controller.Race();
+    const int leader = r.RunningOrder[1], second = r.RunningOrder[2], third = r.RunningOrder[3];
+    const int length = r.track.TrackLength;
+    r.RaceLaps = 10;
+    r.CarLap[leader] = 4;
+    r.CarRaceDistance[leader] = 3 * length + 10;
+    r.CarLap[second] = 4;
+    r.CarRaceDistance[second] = 3 * length + 2;
+    r.LapGap[3][second] = 4.25;
+    r.CarLap[third] = 3;
+    r.CarRaceDistance[third] = 2 * length + 9;
+    controller.NotifyChanged();
+    EXPECT_EQ(board->item(0, 4)->text().toStdString(), "Leader");
+    EXPECT_EQ(board->item(1, 4)->text().toStdString(), "+0:04.250");
+    EXPECT_EQ(board->item(2, 4)->text().toStdString(), "+1 Lap");
+    r.CarRaceDistance[third] = 3 * length;
+    r.CarLap[second] = 1;
+    controller.NotifyChanged();
+    EXPECT_EQ(board->item(1, 4)->text().toStdString(), "-");
   }
   auto* log = Child<QListWidget>(Board(), "lstHighlights");
   EXPECT_EQ(log->count(), static_cast<int>(rs.Highlights.size()));
@@ -325,15 +381,6 @@ TEST_F(DashboardTest, PracticeHasNoFinishButtonsAndEndsAsPractice) {
   EXPECT_EQ(Button("cmdEndRaceRC")->text(), QStringLiteral("End Practice  [Esc]"));
   Key(Qt::Key_F);  // the finish is no practice key
   EXPECT_EQ(Wait(), Waiting::RaceControl);
-}
-
-// With VELOMARK_SCREENSHOTS set to a folder, the whole window is written there at the start, in
-// the middle of the race and at the flag, for a person to look at.
-void ShootWindow(QWidget& window, const char* name) {
-  const QByteArray folder = qgetenv("VELOMARK_SCREENSHOTS");
-  if (folder.isEmpty()) return;
-  QCoreApplication::processEvents();
-  EXPECT_TRUE(window.grab().save(QString::fromLocal8Bit(folder) + "/race-" + name + ".png")) << name;
 }
 
 TEST_F(DashboardTest, AOneLapRaceRunsToTheFlagFromTheKeyboard) {
