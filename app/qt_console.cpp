@@ -35,8 +35,11 @@ class PanelDialog : public QDialog {
 
 // A modal dialog with a caption and a column layout, sized to what it holds.
 struct Panel {
-  explicit Panel(QWidget* parent, std::string_view caption) : dialog(parent), column(new QVBoxLayout(&dialog)) {
+  // `name` is the panel's own name ("frmPitEntry"), kept as the dialog's object name.
+  Panel(QWidget* parent, std::string_view caption, std::string_view name = {})
+      : dialog(parent), column(new QVBoxLayout(&dialog)) {
     dialog.setWindowTitle(Q(caption));
+    dialog.setObjectName(Q(name));
   }
   PanelDialog dialog;
   QVBoxLayout* column;
@@ -148,7 +151,7 @@ std::optional<std::string> QtConsole::ChooseFile(const FileDialogRequest& reques
 }
 
 int QtConsole::ChooseOption(const ChoicePanel& panel) {
-  Panel p(parent_(), panel.Caption);
+  Panel p(parent_(), panel.Caption, panel.Name);
   p.AddValues(panel.Values);
   QButtonGroup group;
   p.AddOptions(group, panel.Options, panel.Preselected);
@@ -159,7 +162,7 @@ int QtConsole::ChooseOption(const ChoicePanel& panel) {
 
 void QtConsole::RollTable(const RollPanel& panel, const std::function<RollResult()>& roll,
                           const std::function<void()>& settle) {
-  Panel p(parent_(), panel.Caption);
+  Panel p(parent_(), panel.Caption, panel.Name);
   p.AddValues(panel.Values);
   for (const std::string& note : panel.Notes) p.column->addWidget(new QLabel(Q(note)));
   for (const PanelRow& row : panel.Rows) {
@@ -200,9 +203,10 @@ void QtConsole::RollTable(const RollPanel& panel, const std::function<RollResult
 }
 
 int QtConsole::EnterDiceResult(const DiceEntryPanel& panel) {
-  Panel p(parent_(), panel.Caption);
+  Panel p(parent_(), panel.Caption, "frmManualDiceEntry");
   std::vector<std::string> captions;
   for (int v : panel.Choices) captions.push_back(std::to_string(v));
+  p.column->addWidget(new QLabel(Q(panel.Caption)));
   p.AddButtons(captions);
   if (panel.Choices.empty()) return 0;
   const int pick = std::clamp(p.Run(), 0, static_cast<int>(panel.Choices.size()) - 1);
@@ -210,15 +214,14 @@ int QtConsole::EnterDiceResult(const DiceEntryPanel& panel) {
 }
 
 int QtConsole::ShowCrash(const CrashPanel& panel) {
-  Panel p(parent_(), panel.Caption);
+  Panel p(parent_(), panel.Caption, "frmCollision");
   p.column->addWidget(new QLabel(Q(panel.Text)));
   p.AddButtons(panel.Buttons);
   return std::max(0, p.Run());
 }
 
 int QtConsole::ChooseButton(const ButtonPanel& panel) {
-  Panel p(parent_(), panel.Caption);
-  p.dialog.setObjectName(Q(panel.Name));
+  Panel p(parent_(), panel.Caption, panel.Name);
   if (!panel.Text.empty()) {
     auto* text = new QTextBrowser;
     text->setPlainText(PlainDocumentText(panel.Text));
@@ -230,19 +233,52 @@ int QtConsole::ChooseButton(const ButtonPanel& panel) {
 }
 
 PitStopChoice QtConsole::ChoosePitStop(const ChoicePanel& panel, const PitStopChoice& preset) {
-  Panel p(parent_(), panel.Caption);
+  Panel p(parent_(), panel.Caption, panel.Name);
   p.AddValues(panel.Values);
   QButtonGroup group;
   p.AddOptions(group, panel.Options, preset.Option);
-  auto* wear = new QCheckBox(QStringLiteral("Replenish Wear"));
-  auto* repair = new QCheckBox(QStringLiteral("Make Repairs"));
-  auto* splash = new QCheckBox(QStringLiteral("Splash and Go (1/2  Replenishment)"));
-  auto* rain = new QCheckBox(QStringLiteral("RAIN tires"));
+  // The stop's controls carry the panel's own words, in its order: three boxes, the tires, the sky.
+  auto word = [&panel](size_t i, const char* fallback) {
+    return Q(i < panel.Controls.size() ? panel.Controls[i] : fallback);
+  };
+  auto* wear = new QCheckBox(word(0, "Replenish Wear"));
+  auto* repair = new QCheckBox(word(1, "Make Repairs"));
+  auto* splash = new QCheckBox(word(2, "Splash and Go (1/2  Replenishment)"));
+  wear->setObjectName(QStringLiteral("chkWear"));
+  repair->setObjectName(QStringLiteral("chkRepair"));
+  splash->setObjectName(QStringLiteral("chkSplashGo"));
   wear->setChecked(preset.Wear);
   repair->setChecked(preset.Repair);
-  splash->setChecked(preset.SplashGo);
-  rain->setChecked(preset.RainTires);
-  for (QCheckBox* box : {wear, repair, splash, rain}) p.column->addWidget(box);
+  splash->setChecked(preset.SplashGo && preset.Wear);
+  // A splash is half a replenishment: it means nothing without the wear box, so it follows it.
+  splash->setEnabled(preset.Wear);
+  QObject::connect(wear, &QCheckBox::toggled, splash, [splash](bool on) {
+    splash->setEnabled(on);
+    if (!on) splash->setChecked(false);
+  });
+  for (QCheckBox* box : {wear, repair, splash}) p.column->addWidget(box);
+  auto* tires = new QHBoxLayout;
+  auto* rain = new QRadioButton(word(3, "RAIN tires"));
+  auto* dry = new QRadioButton(word(4, "DRY tires"));
+  rain->setObjectName(QStringLiteral("optTireTypeRain"));
+  dry->setObjectName(QStringLiteral("optTireTypeDry"));
+  QButtonGroup tireGroup;
+  tireGroup.addButton(rain);
+  tireGroup.addButton(dry);
+  (preset.RainTires ? rain : dry)->setChecked(true);
+  tires->addWidget(rain);
+  tires->addWidget(dry);
+  auto* sky = new QPushButton(word(5, "Check Weather"));
+  sky->setObjectName(QStringLiteral("btnWeatherConditions"));
+  sky->setAutoDefault(false);
+  QObject::connect(sky, &QPushButton::clicked, &p.dialog, [this, &panel] {
+    QStringList lines;
+    for (const PanelValue& v : panel.Weather) lines << Q(v.Label) + QStringLiteral(" ") + Q(v.Text);
+    ShowMessage(lines.isEmpty() ? "There is no weather in this race." : lines.join('\n').toStdString(),
+                "Weather Conditions", MessageKind::Information);
+  });
+  tires->addWidget(sky);
+  p.column->addLayout(tires);
   p.AddButtons({panel.Button});
   p.Run();
   return {std::max(0, group.checkedId()), wear->isChecked(), repair->isChecked(), splash->isChecked(),
@@ -250,7 +286,7 @@ PitStopChoice QtConsole::ChoosePitStop(const ChoicePanel& panel, const PitStopCh
 }
 
 int QtConsole::ChooseNumber(const NumberPanel& panel) {
-  Panel p(parent_(), panel.Caption);
+  Panel p(parent_(), panel.Caption, panel.Name);
   auto* box = new QSpinBox;
   box->setRange(panel.Min, panel.Max);
   box->setValue(panel.Value);
@@ -263,7 +299,7 @@ int QtConsole::ChooseNumber(const NumberPanel& panel) {
 }
 
 ListAnswer QtConsole::ShowList(const ListPanel& panel) {
-  Panel p(parent_(), panel.Caption);
+  Panel p(parent_(), panel.Caption, panel.Name);
   auto* table = new QTableWidget(static_cast<int>(panel.Rows.size()), static_cast<int>(panel.Columns.size()));
   QStringList heads;
   for (const std::string& c : panel.Columns) heads << Q(c);

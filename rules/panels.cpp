@@ -5,6 +5,7 @@
 
 #include "core/units.h"
 #include "rules/dice.h"
+#include "rules/weather.h"
 
 namespace vm {
 
@@ -94,13 +95,15 @@ ChoicePanel CorneringPanel(const RaceState& rs) {
 ChoicePanel PitEntryPanel(const RaceState& rs) {
   const int car = Car(rs);
   ChoicePanel p = Choice("frmPitEntry", "Pit Entry",
-                {{"Excess Speed = ", std::to_string(rs.SpeedOverBy)},
-                 {"Entry Speed = ", std::to_string(rs.CarDeceleration[car] + 60)},
-                 {", Current Speed = ", std::to_string(rs.CarNewSpeed[car])},
-                 {"Wears Remaining", WearsLine(rs, car)}},
-                CurveExcessOptions(rs.SpeedOverBy));
-  p.Controls = {"Replenish Wear", "Make Repairs", "Splash and Go (1/2  Replenishment)", "RAIN tires", "DRY tires",
-                "Check Weather"};
+                         {{"Excess Speed = ", std::to_string(rs.SpeedOverBy)},
+                          {"Entry Speed = ", std::to_string(rs.CarDeceleration[car] + 60)},
+                          {", Current Speed = ", std::to_string(rs.CarNewSpeed[car])},
+                          {"Wears Remaining", WearsLine(rs, car)}},
+                         CurveExcessOptions(rs.SpeedOverBy));
+  p.Controls = {"Replenish Wear", "Make Repairs", "Splash and Go (1/2  Replenishment)",
+                "RAIN tires",     "DRY tires",    "Check Weather"};
+  if (rs.WeatherEnabled)
+    p.Weather = {{"Current Weather", SkyText(rs.WeatherValue)}, {"Current Track Condition:", rs.TrackCondition}};
   return p;
 }
 

@@ -16,10 +16,10 @@ enum class MessageKind { Information, Exclamation, Critical };
 struct FileDialogRequest {
   bool Save = false;
   std::string Title;
-  std::string Filter;         // "Track Definition Files (*.trk)|*.trk"
+  std::string Filter;            // "Track Definition Files (*.trk)|*.trk"
   std::string DefaultExtension;  // ".trk"
   std::string InitialFolder;
-  std::string FileName;       // proposed name, may be empty
+  std::string FileName;  // proposed name, may be empty
 };
 
 // A label and its value as a panel prints them: "Speed Over By" 40.
@@ -39,6 +39,8 @@ struct ChoicePanel {
   std::string Button = "Continue";
   // The panel's own controls beyond the frame, by their words (the pit entry's check boxes).
   std::vector<std::string> Controls;
+  // What the pit entry's "Check Weather" shows; empty when the race has no weather.
+  std::vector<PanelValue> Weather;
 };
 
 // One row of a result table as a roll panel prints it: low " - " high and its text.
@@ -76,8 +78,8 @@ struct DiceEntryPanel {
 
 // The panel a human driver sees when the car crashes.
 struct CrashPanel {
-  std::string Caption;  // "Crash !"
-  std::string Text;     // "NAME has crashed."
+  std::string Caption;               // "Crash !"
+  std::string Text;                  // "NAME has crashed."
   std::vector<std::string> Buttons;  // "Continue", "End Race"
 };
 

@@ -7,6 +7,7 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QCheckBox>
 #include <QLabel>
 #include <QPushButton>
 #include <QRadioButton>
@@ -107,6 +108,69 @@ TEST_F(QtConsoleTest, ARollPanelRollsSettlesAndThenContinues) {
       },
       [&] { ++settles; });
   EXPECT_EQ(std::tuple(rolls, settles), std::tuple(1, 1));
+}
+
+// With VELOMARK_SCREENSHOTS set, each panel is written there as panel-NAME.png for a person to see.
+void Shoot(QWidget* panel) {
+  const QByteArray folder = qgetenv("VELOMARK_SCREENSHOTS");
+  if (folder.isEmpty()) return;
+  EXPECT_TRUE(panel->grab().save(QString::fromLocal8Bit(folder) + "/panel-" + panel->objectName() + ".png"));
+}
+
+TEST_F(QtConsoleTest, ThePitEntryCrashAndDicePanelsAnswerWithTheirControls) {
+  ChoicePanel pit;
+  pit.Name = "frmPitEntry";
+  pit.Caption = "Pit Entry";
+  pit.Values = {{"Excess Speed = ", "20"}, {"Wears Remaining", "4 of 10 Wears"}};
+  pit.Options = {"Use 1 Wear", "Consult Chance Table"};
+  pit.Controls = {"Replenish Wear", "Make Repairs", "Splash and Go (1/2  Replenishment)",
+                  "RAIN tires",     "DRY tires",    "Check Weather"};
+  pit.Weather = {{"Current Weather", "Cloudy (5)"}, {"Current Track Condition:", "Wet"}};
+  WhenShown([](QWidget* p) {
+    EXPECT_EQ(p->objectName(), "frmPitEntry");
+    auto* wear = p->findChild<QCheckBox*>("chkWear");
+    auto* splash = p->findChild<QCheckBox*>("chkSplashGo");
+    ASSERT_TRUE(wear && splash);
+    EXPECT_EQ(splash->text(), "Splash and Go (1/2  Replenishment)");
+    splash->click();
+    EXPECT_TRUE(splash->isChecked());
+    Shoot(p);
+    // Without the wear box a splash means nothing: it is cleared and closed.
+    wear->click();
+    EXPECT_FALSE(splash->isChecked());
+    EXPECT_FALSE(splash->isEnabled());
+    p->findChild<QCheckBox*>("chkRepair")->click();
+    p->findChild<QRadioButton*>("optTireTypeRain")->click();
+    p->findChildren<QRadioButton*>().at(1)->click();  // the excess frame's second option
+    // "Check Weather" tells the sky in a message over the panel.
+    QTimer::singleShot(0, [] {
+      QWidget* message = QApplication::activeModalWidget();
+      ASSERT_NE(message, nullptr);
+      bool told = false;
+      for (QLabel* label : message->findChildren<QLabel*>())
+        told = told || label->text() == "Current Weather Cloudy (5)\nCurrent Track Condition: Wet";
+      EXPECT_TRUE(told);
+      Shoot(message);
+      Button(message, "OK")->click();
+    });
+    p->findChild<QPushButton*>("btnWeatherConditions")->click();
+    Button(p, "Continue")->click();
+  });
+  const PitStopChoice chosen = console.ChoosePitStop(pit, {0, true, false, false, false});
+  EXPECT_EQ(chosen, (PitStopChoice{1, false, true, false, true}));
+
+  WhenShown([](QWidget* p) {
+    EXPECT_EQ(p->objectName(), "frmCollision");
+    Shoot(p);
+    Button(p, "End Race")->click();
+  });
+  EXPECT_EQ(console.ShowCrash({"Crash !", "Alex Moreau has crashed.", {"Continue", "End Race"}}), 1);
+
+  WhenShown([](QWidget* p) {
+    Shoot(p);
+    Button(p, "9")->click();
+  });
+  EXPECT_EQ(console.EnterDiceResult({"Enter Dice Result", {2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}}), 9);
 }
 
 TEST(QtConsoleText, FiltersAndDocuments) {
