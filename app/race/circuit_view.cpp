@@ -114,7 +114,8 @@ CircuitView::CircuitView(GameController& controller, QWidget* parent)
 
   auto shortcut = [this](const QKeySequence& keys, auto action) {
     auto* s = new QShortcut(keys, this);
-    s->setContext(Qt::WidgetWithChildrenShortcut);
+    // The zoom keys work wherever the focus is in the race window, the dashboard included.
+    s->setContext(Qt::WindowShortcut);
     connect(s, &QShortcut::activated, this, action);
   };
   shortcut(QKeySequence(QKeySequence::ZoomIn), [this] { SetZoom(zoom_ * kZoomStep); });
