@@ -7,18 +7,6 @@ namespace vm {
 
 namespace {
 
-constexpr std::array<std::string_view, kCommandCount> kNames{
-    "mnuModeLevel",        "mnuModeSeason",      "mnuModePractice",         "mnuModeSingleRace",
-    "mnuTrackLevel",       "mnuTrackLoadTrack",  "mnuTrackLoadTrackNew",    "mnuSeasonLevel",
-    "mnuSeasonLoad",       "mnuSeasonCreate",    "mnuSeasonSettings",       "mnuSeasonNextRace",
-    "mnuSeasonStandings",  "mnuSeasonExit",      "mnuSeasonExitCurrent",    "mnuRaceLevel",
-    "mnuRaceSetup",        "mnuRaceStartRace",   "mnuFileLoadSavedRace",    "mnuRaceSave",
-    "mnuRaceSaveSnapshot", "mnuRaceConfigLevel", "mnuFileLoadRace",         "mnuFileSaveRace",
-    "mnuRaceQualifying",   "mnuRaceReset",       "mnuRaceEndRace",          "mnuRaceOptions",
-    "mnuExitMode",         "mnuRaceUndo",        "mnuRaceLoadResultTables", "mnuCarLevel",
-    "mnuCarSetup",         "mnuGameSettings",    "mnuOnlineLevel",          "mnuOnlineTestLevel",
-    "mnuSaveTIP",          "mnuLoadTIP",         "mnuOnlineTestSelectCC"};
-
 // Each command's state per mode, in the columns "Disable", "Single", "Practice", "Season":
 // E enabled, D disabled, - left as it was.
 struct Row {
@@ -75,8 +63,6 @@ void SetChecks(GameSession& g, std::string_view mode) {
 }
 
 }  // namespace
-
-std::string_view CommandName(Cmd c) { return kNames.at(static_cast<size_t>(c)); }
 
 void SetModeMenus(GameSession& g, RaceState& rs, std::string_view mode) {
   g[Cmd::mnuTrackLevel].Visible = false;
