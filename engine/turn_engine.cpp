@@ -181,6 +181,13 @@ void RaceEngine::StartRace(bool loaded) {
   if (!loaded) freshStarts_ += 1;
   // A loaded race restarts under the start rule only while nobody has begun a lap.
   if (loaded) rs_.RestartAfterPit = !RaceUnderWay(rs_);
+  // A race is saved between turns, never over: the end of the race in memory before (a season
+  // race paused, then taken up again) is not the loaded race's.
+  if (loaded) {
+    rs_.RaceOver = false;
+    rs_.RaceEndedByUser = false;
+    rs_.PauseRequested = false;
+  }
   // Step 3. (The fastest lap of a loaded race is the saved race's.)
   // Step 4.
   rs_.FirstHumanCar = FindFirstHumanCar();
@@ -723,11 +730,13 @@ void RaceEngine::PauseRace() {
 
 bool RaceEngine::EndRaceRC() {
   if (rs_.GameMode == kModeSeason && !rs_.QualifyingLapRunning) {
-    if (!ctx_.console.AskYesNo("Are you sure you want to PAUSE this race ?", "Pause Season Race")) return false;
-    // Writing the season's race state comes with the season work; the race screen is left.
-    rs_.RaceRunning = false;
-    waiting_ = Waiting::RaceOver;
-    return true;
+    // A paused season race is saved to be taken up again, and only a turn's start can be saved.
+    if (!atTurnStart_) {
+      ctx_.console.ShowMessage(kPauseBetweenTurnsText, "Pause Season Race", MessageKind::Information);
+      return false;
+    }
+    // The season saves the race as it stands, then ends it; nothing is changed here.
+    return ctx_.console.AskYesNo("Are you sure you want to PAUSE this race ?", "Pause Season Race");
   }
   if (!ctx_.console.AskYesNo("Are you sure you want to RED FLAG this race ?", "End Race")) return false;
   // A red flag on a qualifying lap calls off the qualifying: the field comes back whole.

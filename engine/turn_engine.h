@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include "core/race_state.h"
 #include "engine/speed.h"
@@ -27,6 +28,10 @@ enum class Waiting {
 
 // The work of subsystems that plug into the turn: each is called where the turn needs it and
 // does nothing until its subsystem fills it in.
+// Said when a season race is to be paused in the middle of a race turn.
+inline constexpr std::string_view kPauseBetweenTurnsText =
+    "A season race can be paused only between race turns: finish this turn first.";
+
 struct EngineSeams {
   // Step 5 of the race reset: forms the grid order by the race's qualifying method. Returns false
   // when the start must wait (single-lap qualifying has its list to show, or the start was refused).
@@ -73,7 +78,9 @@ class RaceEngine {
   // Asks for a pause, taken when the current race turn has ended: a pause after the speed pass
   // would begin the turn again and repeat every choice and roll.
   void PauseRace();
-  // cmdEndRaceRC: asks, then ends (outside Season) or pauses (Season); returns whether it did.
+  // cmdEndRaceRC: asks, then ends the race (outside Season) and returns whether it did. In Season
+  // it returns whether the person agreed to pause, and the season then saves and ends the race;
+  // only between race turns, since only a turn's start can be saved.
   bool EndRaceRC();
   void EndRace();
 
