@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include "cars/team_file.h"
 #include "core/paths.h"
 
 namespace vm {
@@ -18,8 +19,9 @@ constexpr std::array<Rating, kRatingCount> kRatings{Rating::StartSpeed, Rating::
 bool EndsWithNoCase(std::string_view text, std::string_view tail) {
   if (text.size() < tail.size()) return false;
   return std::equal(tail.begin(), tail.end(), text.end() - static_cast<std::ptrdiff_t>(tail.size()),
-                    [](char a, char b) { return std::tolower(static_cast<unsigned char>(a)) ==
-                                                std::tolower(static_cast<unsigned char>(b)); });
+                    [](char a, char b) {
+                      return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
+                    });
 }
 
 std::vector<std::string> ListFolder(const std::string& folder, bool directories) {
@@ -36,6 +38,8 @@ std::vector<std::string> ListFolder(const std::string& folder, bool directories)
   return names;
 }
 
+constexpr std::string_view kTrackSetupFilter = "Track Definition Files (*.trk)|*.trk";
+
 FileDialogRequest CarDialog(bool save, const std::string& programFolder) {
   FileDialogRequest request;
   request.Save = save;
@@ -43,6 +47,16 @@ FileDialogRequest CarDialog(bool save, const std::string& programFolder) {
   request.Filter = kCarFileFilter;
   request.DefaultExtension = kCarFileExtension;
   request.InitialFolder = programFolder;
+  return request;
+}
+
+FileDialogRequest OpenDialog(std::string title, std::string_view filter, std::string_view extension,
+                             const std::string& folder) {
+  FileDialogRequest request;
+  request.Title = std::move(title);
+  request.Filter = filter;
+  request.DefaultExtension = extension;
+  request.InitialFolder = folder;
   return request;
 }
 
@@ -55,9 +69,9 @@ std::string ButtonCaption(Rating rating, int index) {
   return rating == Rating::DRM ? FormatDRM(value) : std::to_string(value);
 }
 
-CarSetupDialog::CarSetupDialog(RaceState& rs, Console& console, std::string carsFolder, std::vector<std::string> teams,
-                               std::optional<int> onlineCar)
-    : rs_(rs), console_(console), carsFolder_(std::move(carsFolder)), teams_(std::move(teams)) {
+CarSetupDialog::CarSetupDialog(RaceState& rs, Console& console, Random& rng, std::string carsFolder,
+                               std::vector<std::string> teams, std::optional<int> onlineCar)
+    : rs_(rs), console_(console), rng_(rng), carsFolder_(std::move(carsFolder)), teams_(std::move(teams)) {
   for (int car = 1; car <= kMaxCars; ++car) saved_.Cars[static_cast<size_t>(car)] = GetCar(rs_, car);
   saved_.CarsInFile = rs_.CarsInFile;
   saved_.CarCount = rs_.CarCount;
@@ -67,6 +81,7 @@ CarSetupDialog::CarSetupDialog(RaceState& rs, Console& console, std::string cars
   if (onlineCar && IsCarNumber(*onlineCar)) {
     online_ = true;
     current_ = *onlineCar;
+    home_ = *onlineCar;
     rs_.CarIsAI[1] = false;
   }
   ShowCar(current_);
@@ -206,11 +221,78 @@ bool CarSetupDialog::AddDriver() {
 }
 
 void CarSetupDialog::CopyCurrentToAll() {
-  for (int car = 1; car <= kMaxCars; ++car) {
-    if (car == current_) continue;
-    for (Rating rating : kRatings) SetRatingOf(rs_, car, rating, RatingOf(rs_, current_, rating));
-  }
+  CopyRatings(rs_, current_, false);
   Refresh();
+}
+
+void CarSetupDialog::RandomizeComputerCars() { RandomizeCars(false); }
+
+void CarSetupDialog::RandomizeCars(bool alsoHumans) {
+  // The cars pass through over the points on their way down; only the end result counts.
+  randomising_ = true;
+  if (Seams.Reseed) Seams.Reseed(rng_);
+  RandomizeCarSetups(rs_, rng_, alsoHumans);
+  randomising_ = false;
+  ShowCar(home_);
+}
+
+bool CarSetupDialog::TrackSetup(const std::string& tracksFolder, bool alsoHumans) {
+  if (online_) return false;
+  const std::optional<std::string> path =
+      console_.ChooseFile(OpenDialog("Load Track", kTrackSetupFilter, ".trk", tracksFolder));
+  if (!path) return false;
+  if (std::optional<FileError> error =
+          LoadTrackSetup(rs_, rng_, *path, true, alsoHumans, TrackSetupFolders{tracksFolder, carsFolder_})) {
+    ReportFileError(console_, static_cast<int>(error->Code), *path);
+    if (error->Code != FileErrorCode::NotFound)
+      console_.ShowMessage("The track was not read. " + error->Describe(), "Car Setup", MessageKind::Exclamation);
+    return false;
+  }
+  // A car file the track brings may hold fewer cars than the one shown.
+  ShowCar(current_ <= rs_.CarCount ? current_ : 1);
+  return true;
+}
+
+bool CarSetupDialog::mnuCSActionsRandomizeTrack(const std::string& tracksFolder) {
+  return TrackSetup(tracksFolder, false);
+}
+
+bool CarSetupDialog::mnuCSActionsLoadTrack(const std::string& tracksFolder) { return TrackSetup(tracksFolder, true); }
+
+void CarSetupDialog::mnuCSActionsRandomizeAllCars() {
+  if (!online_) RandomizeCars(true);
+}
+
+void CarSetupDialog::mnuCSActionsCopyAllAIOnly() {
+  if (online_) return;
+  CopyRatings(rs_, current_, true);
+  Refresh();
+}
+
+void CarSetupDialog::mnuCSActionsRandomizeDrivers() {
+  if (online_) return;
+  RandomizeDriverProfiles(rs_, rng_);
+  Refresh();
+}
+
+void CarSetupDialog::mnuActionsCopyDriverProfile() {
+  if (online_) return;
+  CopyDriverProfile(rs_, current_);
+  Refresh();
+}
+
+bool CarSetupDialog::mnuChgTeamFile(const std::string& dataFolder) {
+  const std::optional<std::string> path =
+      console_.ChooseFile(OpenDialog("Change Team File", kTeamFileFilter, ".tms", dataFolder));
+  if (!path) return false;
+  // The list only offers names: the cars' own teams are left as they are.
+  if (std::optional<FileError> error = LoadTeamFile(teams_, *path)) {
+    ReportFileError(console_, static_cast<int>(error->Code), *path);
+    if (error->Code != FileErrorCode::NotFound)
+      console_.ShowMessage("The team file was not read. " + error->Describe(), "Car Setup", MessageKind::Exclamation);
+    return false;
+  }
+  return true;
 }
 
 bool CarSetupDialog::Ok() {

@@ -1,17 +1,21 @@
 // The car setup dialog, frmCarSetup, as logic without widgets: six rating groups of buttons
 // whose enabled state follows the design points left, the driver's profile and risk combos, the
-// car list, "Add Driver", "Copy Current To All Cars", the picture choice, the car file commands,
-// OK and Cancel. A window binds to this class by the names below.
+// car list, "Add Driver", "Copy Current To All Cars", "Randomize Computer Cars", the picture
+// choice, the car file and team file commands, the whole-field actions, OK and Cancel. A window
+// binds to this class by the names below.
 #pragma once
 
 #include <array>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "cars/car_actions.h"
 #include "cars/car_file.h"
 #include "core/race_state.h"
+#include "core/random.h"
 #include "ui/console.h"
 
 namespace vm {
@@ -26,6 +30,12 @@ inline constexpr std::string_view kNewDriverName = "New Driver";
 
 // The six risk combos of a computer driver.
 enum class RiskCombo { cmbRSS, cmbRC, cmbRD, cmbRCA, cmbRT, cmbRA };
+
+// Where the dialog reaches beyond itself; tests replace the clock.
+struct CarSetupSeams {
+  // Called before random cars are drawn, so that each press gives new ones.
+  std::function<void(Random&)> Reseed = [](Random& rng) { rng.SeedFromClock(); };
+};
 
 // How the dialog was closed.
 enum class CarSetupOutcome { Open, Accepted, Cancelled };
@@ -42,9 +52,12 @@ class CarSetupDialog {
   // Opens the dialog over the live cars: keeps a copy of cars 1 to 40, CarsInFile, CarCount,
   // CarSetupPoints and CurrentCarFile for Cancel, fills the lists and shows the first car. In an
   // online session (onlineCar set) that car is shown, car 1 is made human and the file commands,
-  // action menus and "Add Driver" are hidden. Models are the sub-folders of carsFolder.
-  CarSetupDialog(RaceState& rs, Console& console, std::string carsFolder, std::vector<std::string> teams,
+  // action menus and "Add Driver" are hidden. Models are the sub-folders of carsFolder. The
+  // random actions draw from rng, the game's generator.
+  CarSetupDialog(RaceState& rs, Console& console, Random& rng, std::string carsFolder, std::vector<std::string> teams,
                  std::optional<int> onlineCar = std::nullopt);
+
+  CarSetupSeams Seams;
 
   // --- Lists.
   // Returns the entries of cmbCurrentCar: 1 to CarCount.
@@ -114,8 +127,13 @@ class CarSetupDialog {
   // it, and selects it. At 40 cars shows the driver limit message and adds nothing. Returns
   // whether a car was added.
   bool AddDriver();
-  // Gives every other car 1 to 40 the six ratings of the current car.
+  // Gives every other car 1 to 40 the six ratings of the current car ("Copy Current To All
+  // Cars", mnuCSActionsCopyAll).
   void CopyCurrentToAll();
+  // Draws new designs for the computer cars within the design points, the over-budget message
+  // held back meanwhile, then shows car 1 (online: the player's own car). Also
+  // mnuCSActionsRandomize.
+  void RandomizeComputerCars();
   // Closes with the edits kept (cmdOK); over the design points shows the message and stays
   // open. Returns whether the dialog closed.
   bool Ok();
@@ -129,6 +147,23 @@ class CarSetupDialog {
   // file was written.
   bool SaveFile(const std::string& programFolder);
 
+  // --- The action menus, hidden online; each ends by showing the current car again.
+  // Both track commands give all 40 cars the setup of a track picked in a file dialog, human
+  // cars too whatever the caption says, and never vary it. A cancelled dialog changes nothing.
+  // Returns whether a track was read.
+  bool mnuCSActionsRandomizeTrack(const std::string& tracksFolder);
+  bool mnuCSActionsLoadTrack(const std::string& tracksFolder);
+  void mnuCSActionsRandomize() { RandomizeComputerCars(); }
+  void mnuCSActionsRandomizeAllCars();
+  void mnuCSActionsCopyAllAIOnly();
+  void mnuCSActionsCopyAll() { CopyCurrentToAll(); }
+  void mnuCSActionsRandomizeDrivers();
+  void mnuActionsCopyDriverProfile();
+  // Fills the team list from a team file picked in a dialog starting at the data folder. The
+  // cars keep their teams. A cancelled dialog changes nothing; an unreadable file is reported
+  // and the list stays. Returns whether the list was refilled.
+  bool mnuChgTeamFile(const std::string& dataFolder);
+
   // Turns the over-budget message off while the cars are being randomised.
   void SetRandomising(bool on) { randomising_ = on; }
   // Shows the current car again and recomputes the points, as every action ends.
@@ -141,6 +176,7 @@ class CarSetupDialog {
   bool CopyToAllEnabled() const { return okEnabled_; }
   bool FileCommandsVisible() const { return !online_; }
   bool AddDriverVisible() const { return !online_; }
+  bool ActionMenusVisible() const { return !online_; }
   // Returns the status line: "Most Recent Car File Loaded:  " + the file.
   std::string StatusText() const;
   CarSetupOutcome Outcome() const { return outcome_; }
@@ -157,14 +193,18 @@ class CarSetupDialog {
   // Recomputes the points and, once the dialog is open, applies the over-budget rule.
   void RecomputePoints();
   void ShowCar(int car);
+  bool TrackSetup(const std::string& tracksFolder, bool alsoHumans);
+  void RandomizeCars(bool alsoHumans);
 
   RaceState& rs_;
   Console& console_;
+  Random& rng_;
   std::string carsFolder_;
   std::vector<std::string> teams_;
   std::vector<std::string> models_;
   Saved saved_;
   int current_ = 1;
+  int home_ = 1;  // the car the random actions come back to
   bool online_ = false;
   bool loaded_ = false;
   bool randomising_ = false;

@@ -1,5 +1,6 @@
 #include "game/modes.h"
 
+#include "cars/car_actions.h"
 #include "core/track_file.h"
 #include "core/units.h"
 
@@ -179,6 +180,8 @@ bool ModeCommands::LoadPendingTrack() {
       console_.ShowMessage(FileErrorText(file) + e->Describe(), "Velomark", MessageKind::Critical);
     return false;
   }
+  if (rs_.AILoadOptimumSetup && rng_ != nullptr)
+    LoadTrackSetup(rs_, *rng_, rs_.track, false, false, TrackSetupFolders{g_.TracksFolder, g_.CarsFolder});
   CommandsAfterTrackLoad(g_);
   return true;
 }

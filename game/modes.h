@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "core/race_state.h"
+#include "core/random.h"
 #include "core/session.h"
 #include "ui/console.h"
 
@@ -37,8 +38,10 @@ void CommandsAtRaceEnd(GameSession& g);
 // The mode commands of the menu and of the mode screen.
 class ModeCommands {
  public:
-  ModeCommands(GameSession& g, RaceState& rs, Console& console, ModeHooks hooks = {})
-      : g_(g), rs_(rs), console_(console), hooks_(std::move(hooks)) {}
+  // rng is the game's generator, for the recommended setup a track load may vary; without one
+  // a track load leaves the cars alone.
+  ModeCommands(GameSession& g, RaceState& rs, Console& console, ModeHooks hooks = {}, Random* rng = nullptr)
+      : g_(g), rs_(rs), console_(console), hooks_(std::move(hooks)), rng_(rng) {}
 
   void mnuModePractice();
   void mnuModeSingleRace();
@@ -53,8 +56,9 @@ class ModeCommands {
   void cmdExitMode() { mnuExitMode(); }
 
   // Loads PendingTrackFile as the race's track (with none picked, the race's current track or
-  // else the default one); a success opens the race commands. A missing file is passed over
-  // silently, a damaged one is reported.
+  // else the default one); a success opens the race commands and, with AILoadOptimumSetup set,
+  // gives the cars the track's setup. A missing file is passed over silently, a damaged one is
+  // reported.
   bool LoadPendingTrack();
 
  private:
@@ -65,6 +69,7 @@ class ModeCommands {
   RaceState& rs_;
   Console& console_;
   ModeHooks hooks_;
+  Random* rng_;
 };
 
 }  // namespace vm

@@ -1,14 +1,15 @@
+#include "cars/car_setup.h"
+
 #include <gtest/gtest.h>
 
-#include "tests/temp_dir.h"
-
 #include <memory>
+#include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "cars/car_file.h"
-#include "cars/car_setup.h"
+#include "tests/temp_dir.h"
 #include "ui/scripted_console.h"
 
 namespace vm {
@@ -55,7 +56,8 @@ TEST(CarSetup, ButtonsFollowTheRemainingPointsEvenBelowZero) {
   // 40, 20, 20, 200, 4, +2 costs 2: one point over, and no message while the dialog opens.
   rs->CarTopSpeed[1] = 200;
   TitledConsole console;
-  CarSetupDialog d(*rs, console, "/Cars", {});
+  Random rng;
+  CarSetupDialog d(*rs, console, rng, "/Cars", {});
   EXPECT_TRUE(console.Messages().empty());
   EXPECT_EQ(d.UsedDesignPoints(), 2);
   EXPECT_EQ(d.RemainingPoints(), -1);
@@ -93,7 +95,8 @@ TEST(CarSetup, AddDriverUpToFortyThenRefuses) {
   auto rs = Field(39, 8);
   rs->CarCount = 10;
   TitledConsole console;
-  CarSetupDialog d(*rs, console, "/Cars", {});
+  Random rng;
+  CarSetupDialog d(*rs, console, rng, "/Cars", {});
   ASSERT_TRUE(d.AddDriver());
   EXPECT_EQ(std::tuple(rs->CarsInFile, rs->CarCount, d.CurrentCar(), d.CarItems().size()), std::tuple(40, 40, 40, 40u));
   CarRecord expected;
@@ -113,7 +116,8 @@ TEST(CarSetup, CancelPutsEverythingBackAfterEdits) {
   const std::string loaded = std::string(VELOMARK_DATA) + "/Default.crs";
   const std::string before = CarFileText(*rs, "/Cars");
   TitledConsole console({"file:" + loaded, "file:" + dir.File("saved.crs")});
-  CarSetupDialog d(*rs, console, "/Cars", {});
+  Random rng;
+  CarSetupDialog d(*rs, console, rng, "/Cars", {});
   rs->CarSetupPoints = 4;
   ASSERT_TRUE(d.LoadFile("/game"));
   EXPECT_EQ(rs->CarSetupPoints, 8);  // the dialog's load replaces the points
@@ -140,10 +144,74 @@ TEST(CarSetup, OnlineShowsThePlayersCarAndHidesFileCommands) {
   auto rs = Field(4, 8);
   rs->CarIsAI[1] = true;
   TitledConsole console;
-  CarSetupDialog d(*rs, console, "/Cars", {}, 3);
+  Random rng;
+  CarSetupDialog d(*rs, console, rng, "/Cars", {}, 3);
   EXPECT_EQ((std::tuple{d.CurrentCar(), rs->CarIsAI[1], d.FileCommandsVisible(), d.AddDriverVisible(), d.AddDriver(),
-                       rs->CarsInFile}),
-            std::tuple(3, false, false, false, false, 4));
+                        rs->CarsInFile, d.ActionMenusVisible()}),
+            std::tuple(3, false, false, false, false, 4, false));
+  // The action menus are hidden, and refuse when called all the same.
+  rs->CarIsAI[2] = true;
+  const std::string before = CarFileText(*rs, "/Cars");
+  d.mnuCSActionsRandomizeAllCars();
+  d.mnuCSActionsRandomizeDrivers();
+  d.mnuActionsCopyDriverProfile();
+  EXPECT_EQ(std::tuple(d.mnuCSActionsLoadTrack("/Tracks"), CarFileText(*rs, "/Cars"), rng.Draws()),
+            std::tuple(false, before, 0u));
+}
+
+TEST(CarSetup, RandomCarsHoldTheMessageBackAndComeBackToTheFirstCar) {
+  struct Case {
+    std::optional<int> online;
+    int shownAfter;
+  } cases[] = {{std::nullopt, 1}, {3, 3}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.shownAfter);
+    auto rs = Field(6, 4);
+    for (int car = 2; car <= kMaxCars; ++car) rs->CarIsAI[car] = true;
+    TitledConsole console;
+    Random rng;
+    // The dearest draw for every car: each passes through 7 points over before it is brought down.
+    rng.Script(std::vector<double>(5 * (kMaxCars - 1), 0.99));
+    CarSetupDialog d(*rs, console, rng, "/Cars", {}, c.online);
+    int reseeds = 0;
+    d.Seams.Reseed = [&](Random&) { ++reseeds; };
+    ASSERT_TRUE(d.SelectCar(2));
+    d.RandomizeComputerCars();
+    EXPECT_EQ(std::tuple(reseeds, rng.ScriptLeft(), d.CurrentCar(), console.Messages().size(), d.OkEnabled()),
+              std::tuple(1, 0u, c.shownAfter, 0u, true));
+    for (int car = 2; car <= kMaxCars; ++car) ASSERT_EQ(CarDesignCost(*rs, car), 4) << car;
+  }
+}
+
+TEST(CarSetup, ATeamFileOnlyOffersNames) {
+  TempDir dir;
+  const std::string empty = dir.Add("Empty.tms", "");
+  const std::string two = dir.Add("Two.tms", "\"North, South\"\n\"East\"\n");
+  auto rs = Field(2, 8);
+  rs->CarTeam[1] = "Own Team";
+  TitledConsole console({"cancel", "file:" + two, "file:" + empty, "file:" + dir.File("Missing.tms")});
+  Random rng;
+  CarSetupDialog d(*rs, console, rng, "/Cars", {"Listed"});
+
+  EXPECT_FALSE(d.mnuChgTeamFile(dir.Root()));
+  EXPECT_EQ(d.TeamItems(), std::vector<std::string>{"Listed"});
+  // The file's own comma stays in the list; only a name given to a car loses it.
+  EXPECT_TRUE(d.mnuChgTeamFile(dir.Root()));
+  EXPECT_EQ(d.TeamItems(), (std::vector<std::string>{"North, South", "East"}));
+  EXPECT_EQ(rs->CarTeam[1], "Own Team");
+  d.SetTeam(d.TeamItems().front());
+  EXPECT_EQ(rs->CarTeam[1], "North  South");
+
+  EXPECT_TRUE(d.mnuChgTeamFile(dir.Root()));
+  EXPECT_TRUE(d.TeamItems().empty());
+  d.SetTeam("Free, Typed");
+  EXPECT_EQ(rs->CarTeam[1], "Free  Typed");
+
+  // A file that is not there is reported and the list stays.
+  EXPECT_FALSE(d.mnuChgTeamFile(dir.Root()));
+  EXPECT_TRUE(d.TeamItems().empty());
+  EXPECT_EQ(console.Messages().size(), 1u);
+  EXPECT_NE(console.Transcript().front().find("Team Files (*.tms)|*.tms"), std::string::npos);
 }
 
 }  // namespace

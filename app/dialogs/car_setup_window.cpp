@@ -93,7 +93,8 @@ class CarSetupWindow : public QDialog {
       : QDialog(parent),
         controller_(controller),
         rs_(controller.Race()),
-        setup_(controller.Race(), controller.Ui(), controller.Session().CarsFolder, TeamLines(controller)) {
+        setup_(controller.Race(), controller.Ui(), controller.Engine().Context().rng, controller.Session().CarsFolder,
+               TeamLines(controller)) {
     setObjectName(Q(kCarSetupName));
     setWindowTitle(QStringLiteral("Car Setup"));
     Build();
@@ -131,7 +132,42 @@ class CarSetupWindow : public QDialog {
     loadAction_->setObjectName(QStringLiteral("mnuFileLoadCarFile"));
     saveAction_ = file->addAction(QStringLiteral("&Save Car File"), this, [this] { SaveFile(); });
     saveAction_->setObjectName(QStringLiteral("mnuSaveCarFile"));
+    file->addSeparator();
+    file->addAction(QStringLiteral("Change &Team File"), this, [this] { ChangeTeamFile(); })
+        ->setObjectName(QStringLiteral("mnuChgTeamFile"));
+
+    carActions_ = bar->addMenu(QStringLiteral("&Car Setup Actions"));
+    carActions_->setObjectName(QStringLiteral("mnuActionCarSetup"));
+    Action(carActions_, "Load AI Car Setup based on &Track", "mnuCSActionsRandomizeTrack",
+           [this] { TrackCommand(&CarSetupDialog::mnuCSActionsRandomizeTrack); });
+    Action(carActions_, "&Randomize AI Car Setup", "mnuCSActionsRandomize", [this] { setup_.mnuCSActionsRandomize(); });
+    Action(carActions_, "Copy Current Setup to AI Cars", "mnuCSActionsCopyAllAIOnly",
+           [this] { setup_.mnuCSActionsCopyAllAIOnly(); });
+    carActions_->addSeparator();
+    Action(carActions_, "Load Human and AI Car Setups based on Track", "mnuCSActionsLoadTrack",
+           [this] { TrackCommand(&CarSetupDialog::mnuCSActionsLoadTrack); });
+    Action(carActions_, "Randomize Human and AI Car Setup", "mnuCSActionsRandomizeAllCars",
+           [this] { setup_.mnuCSActionsRandomizeAllCars(); });
+    Action(carActions_, "&Copy Current Setup to Human and AI Cars", "mnuCSActionsCopyAll",
+           [this] { setup_.mnuCSActionsCopyAll(); });
+
+    driverActions_ = bar->addMenu(QStringLiteral("&Driver Profile Actions"));
+    driverActions_->setObjectName(QStringLiteral("mnuActionDriverProfiles"));
+    Action(driverActions_, "Randomize AI &Driver Profiles", "mnuCSActionsRandomizeDrivers",
+           [this] { setup_.mnuCSActionsRandomizeDrivers(); });
+    Action(driverActions_, "Copy Current &Driver Profile to All Cars", "mnuActionsCopyDriverProfile",
+           [this] { setup_.mnuActionsCopyDriverProfile(); });
     return bar;
+  }
+
+  // An action menu entry: the command runs on the model, then the window shows the car it ends on.
+  template <typename Command>
+  void Action(QMenu* menu, const char* caption, const char* name, Command command) {
+    QAction* action = menu->addAction(QString::fromLatin1(caption), this, [this, command] {
+      command();
+      ShowCar();
+    });
+    action->setObjectName(QString::fromLatin1(name));
   }
 
   QLayout* BuildDriverRow() {
@@ -140,7 +176,8 @@ class CarSetupWindow : public QDialog {
     carList_->setObjectName(QStringLiteral("cmbCurrentCar"));
     carList_->setMinimumContentsLength(18);
     connect(carList_, &QComboBox::activated, this, [this](int index) { ChooseCar(index); });
-    row->addWidget(Buddy("&Car:", carList_));
+    // Alt+C and Alt+D belong to the action menus; the car list is first in the tab order anyway.
+    row->addWidget(Buddy("Car:", carList_));
     row->addWidget(carList_);
 
     driver_ = new QLineEdit;
@@ -156,7 +193,7 @@ class CarSetupWindow : public QDialog {
     teams_->setObjectName(QStringLiteral("cmbTeams"));
     teams_->setEditable(true);
     teams_->setInsertPolicy(QComboBox::NoInsert);
-    for (const std::string& team : setup_.TeamItems()) teams_->addItem(Q(team));
+    FillTeams();
     connect(teams_, &QComboBox::editTextChanged, this, [this](const QString& team) { SetTeam(team); });
     row->addWidget(Buddy("&Team:", teams_));
     row->addWidget(teams_, 1);
@@ -228,7 +265,7 @@ class CarSetupWindow : public QDialog {
     models_->setObjectName(QStringLiteral("cmbModel"));
     for (const std::string& model : setup_.Models()) models_->addItem(Q(model));
     connect(models_, &QComboBox::activated, this, [this] { FillPictures(std::nullopt); });
-    grid->addWidget(Buddy("Mo&del:", models_), 0, 0);
+    grid->addWidget(Buddy("Model:", models_), 0, 0);
     grid->addWidget(models_, 0, 1);
 
     pictures_ = new QListWidget;
@@ -319,12 +356,16 @@ class CarSetupWindow : public QDialog {
       setup_.CopyCurrentToAll();
       ShowCar();
     });
+    randomize_ = Button("Randomi&ze Computer Cars", "cmdRandomize", [this] {
+      setup_.RandomizeComputerCars();
+      ShowCar();
+    });
     ok_ = Button("OK", "cmdOK", [this] {
       if (setup_.Ok()) accept();
     });
     ok_->setDefault(true);
     cancel_ = Button("Cancel", "cmdCancel", [this] { reject(); });
-    for (QPushButton* button : {loadButton_, saveButton_, addDriver_, copyAll_}) row->addWidget(button);
+    for (QPushButton* button : {loadButton_, saveButton_, addDriver_, copyAll_, randomize_}) row->addWidget(button);
     row->addStretch();
     row->addWidget(ok_);
     row->addWidget(cancel_);
@@ -356,7 +397,7 @@ class CarSetupWindow : public QDialog {
     for (QButtonGroup* group : {raceProfile_, lapProfile_, pitStops_})
       for (QAbstractButton* button : group->buttons()) order.push_back(button);
     order.insert(order.end(), risks_.begin(), risks_.end());
-    order.insert(order.end(), {loadButton_, saveButton_, addDriver_, copyAll_, ok_, cancel_});
+    order.insert(order.end(), {loadButton_, saveButton_, addDriver_, copyAll_, randomize_, ok_, cancel_});
     for (size_t i = 1; i < order.size(); ++i) setTabOrder(order[i - 1], order[i]);
   }
 
@@ -372,6 +413,16 @@ class CarSetupWindow : public QDialog {
     loadButton_->setVisible(files);
     saveButton_->setVisible(files);
     addDriver_->setVisible(setup_.AddDriverVisible());
+    carActions_->menuAction()->setVisible(setup_.ActionMenusVisible());
+    driverActions_->menuAction()->setVisible(setup_.ActionMenusVisible());
+  }
+
+  // Refills the team list; the box keeps the current car's own team, listed or not.
+  void FillTeams() {
+    const QSignalBlocker block(teams_);
+    teams_->clear();
+    for (const std::string& team : setup_.TeamItems()) teams_->addItem(Q(team));
+    teams_->setEditText(Q(rs_.CarTeam[static_cast<size_t>(setup_.CurrentCar())]));
   }
 
   QString CarItemText(int car) const {
@@ -537,6 +588,17 @@ class CarSetupWindow : public QDialog {
     if (setup_.SaveFile(controller_.Session().AppPath)) ShowCar();
   }
 
+  // A track may bring a car file of another size, so the car list is filled again.
+  void TrackCommand(bool (CarSetupDialog::*command)(const std::string&)) {
+    if (!(setup_.*command)(controller_.Session().TracksFolder)) return;
+    FillCars();
+    ShowCar();
+  }
+
+  void ChangeTeamFile() {
+    if (setup_.mnuChgTeamFile(controller_.Session().AppPath)) FillTeams();
+  }
+
   GameController& controller_;
   RaceState& rs_;
   CarSetupDialog setup_;
@@ -565,6 +627,9 @@ class CarSetupWindow : public QDialog {
   QPushButton* saveButton_ = nullptr;
   QPushButton* addDriver_ = nullptr;
   QPushButton* copyAll_ = nullptr;
+  QPushButton* randomize_ = nullptr;
+  QMenu* carActions_ = nullptr;
+  QMenu* driverActions_ = nullptr;
   QPushButton* ok_ = nullptr;
   QPushButton* cancel_ = nullptr;
   QLabel* status_ = nullptr;

@@ -12,10 +12,13 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QPixmap>
 #include <QTest>
+#include <fstream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "cars/car_file.h"
 #include "tests/app/app_fixture.h"
@@ -212,6 +215,91 @@ TEST_F(CarSetupWindowTest, AddDriverListsAndShowsTheNewCar) {
   EXPECT_EQ(cars->currentText(), "9  New Driver");
   EXPECT_EQ(Child<QLineEdit>(*dialog, "txtDriver")->text(), "New Driver");
   EXPECT_EQ(Text(*dialog, "UsedDesignPoints"), "-1");
+}
+
+TEST_F(CarSetupWindowTest, TheActionMenusCarryTheirCommandsInOrder) {
+  const std::unique_ptr<QDialog> dialog = Open();
+  std::vector<std::string> shown;
+  for (const char* name : {"mnuActionCarSetup", "mnuActionDriverProfiles"}) {
+    QMenu* menu = Child<QMenu>(*dialog, name);
+    ASSERT_NE(menu, nullptr);
+    shown.push_back(menu->title().toStdString());
+    for (const QAction* action : menu->actions())
+      if (!action->isSeparator())
+        shown.push_back(action->objectName().toStdString() + " " + action->text().toStdString());
+  }
+  EXPECT_EQ(shown, (std::vector<std::string>{
+                       "&Car Setup Actions", "mnuCSActionsRandomizeTrack Load AI Car Setup based on &Track",
+                       "mnuCSActionsRandomize &Randomize AI Car Setup",
+                       "mnuCSActionsCopyAllAIOnly Copy Current Setup to AI Cars",
+                       "mnuCSActionsLoadTrack Load Human and AI Car Setups based on Track",
+                       "mnuCSActionsRandomizeAllCars Randomize Human and AI Car Setup",
+                       "mnuCSActionsCopyAll &Copy Current Setup to Human and AI Cars", "&Driver Profile Actions",
+                       "mnuCSActionsRandomizeDrivers Randomize AI &Driver Profiles",
+                       "mnuActionsCopyDriverProfile Copy Current &Driver Profile to All Cars"}));
+  EXPECT_EQ(Child<QAction>(*dialog, "mnuChgTeamFile")->text(), "Change &Team File");
+  EXPECT_EQ(Child<QAbstractButton>(*dialog, "cmdRandomize")->text().remove(QLatin1Char('&')),
+            "Randomize Computer Cars");
+}
+
+TEST_F(CarSetupWindowTest, TheTrackRandomAndProfileCommandsReachTheCars) {
+  const std::unique_ptr<QDialog> dialog = Open();
+  RaceState& rs = controller.Race();
+  rs.AIRandomizeOptimumSetup = true;  // the menu's track commands never vary the setup
+  console.AddAnswer("cancel");
+  Child<QAction>(*dialog, "mnuCSActionsRandomizeTrack")->trigger();
+  EXPECT_EQ(rs.CarTopSpeed[1], 200);
+
+  // Porto: 40, 60, 80, 160, 6, for the person's car too.
+  console.AddAnswer("file:" + Data() + "/Tracks/Porto.trk");
+  Child<QAction>(*dialog, "mnuCSActionsRandomizeTrack")->trigger();
+  for (int car : {1, 2, 40})
+    EXPECT_EQ(std::tuple(rs.CarStartSpeed[car], rs.CarDeceleration[car], rs.CarTopSpeed[car], rs.CarDRM[car]),
+              std::tuple(40, 80, 160, 0))
+        << car;
+  EXPECT_TRUE(Child<QAbstractButton>(*dialog, "optCarTopSpeed1")->isChecked());
+
+  // Random computer cars land on the points; the person's car and the selection stay.
+  const CarRecord player = GetCar(rs, 1);
+  QTest::keyClick(Child<QComboBox>(*dialog, "cmbCurrentCar"), Qt::Key_Down);
+  Child<QAbstractButton>(*dialog, "cmdRandomize")->click();
+  EXPECT_EQ(GetCar(rs, 1), player);
+  for (int car = 2; car <= kMaxCars; ++car) {
+    if (!rs.CarIsAI[car]) continue;
+    EXPECT_EQ(CarDesignCost(rs, car), 8) << car;
+  }
+  EXPECT_EQ(Child<QComboBox>(*dialog, "cmbCurrentCar")->currentData().toInt(), 1);
+
+  rs.CarRaceProfile[1] = 3;
+  rs.CarRiskC[1] = 9;
+  Child<QAction>(*dialog, "mnuActionsCopyDriverProfile")->trigger();
+  EXPECT_EQ(std::tuple(rs.CarRaceProfile[7], rs.CarRiskC[7], rs.DriverName[7] == rs.DriverName[1]),
+            std::tuple(3, 9, false));
+  EXPECT_TRUE(console.Messages().empty());
+}
+
+TEST_F(CarSetupWindowTest, AnotherTeamFileRefillsTheListAndTheCarKeepsItsTeam) {
+  const std::unique_ptr<QDialog> dialog = Open();
+  const RaceState& rs = controller.Race();
+  auto* teams = Child<QComboBox>(*dialog, "cmbTeams");
+  const int bundled = teams->count();
+  console.AddAnswer("cancel");
+  Child<QAction>(*dialog, "mnuChgTeamFile")->trigger();
+  EXPECT_EQ(teams->count(), bundled);
+
+  const std::string other = Data() + "/Other.tms";
+  std::ofstream(other) << "\"Alpha\"\n\"Beta\"\n";
+  console.AddAnswer("file:" + other);
+  Child<QAction>(*dialog, "mnuChgTeamFile")->trigger();
+  EXPECT_EQ(std::tuple(teams->count(), teams->itemText(0).toStdString()), std::tuple(2, "Alpha"));
+  EXPECT_EQ(rs.CarTeam[1], "Velomark Works");
+  EXPECT_EQ(teams->currentText(), "Velomark Works");
+
+  // A new name typed in is stored at once, its comma a blank, and the file stays as it was.
+  teams->lineEdit()->clear();
+  QTest::keyClicks(teams->lineEdit(), "Gamma,Delta");
+  EXPECT_EQ(rs.CarTeam[1], "Gamma Delta");
+  EXPECT_EQ(teams->count(), 2);
 }
 
 using ResultTableWindowTest = testing_support::AppFixture;
