@@ -4,10 +4,13 @@
 #include <QDialog>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QTimer>
 #include <QWidget>
 #include <utility>
 
 #include "ai/drivers.h"
+#include "app/dialogs/season_display_window.h"
+#include "app/dialogs/season_setup_window.h"
 #include "app/qt_console.h"
 #include "core/paths.h"
 #include "core/units.h"
@@ -33,7 +36,9 @@ GameController::GameController(Console* console, QObject* parent)
   hooks.RaceSetup = [this] { return OpenDialog("frmRaceSetup"); };
   hooks.LoadSavedRace = [this] { files_->mnuFileLoadSavedRace(); };
   hooks.LoadRaceConfig = [this] { Run(Cmd::mnuFileLoadRace); };
-  modes_ = std::make_unique<ModeCommands>(session_, *rs_, *console_, std::move(hooks));
+  hooks.SeasonLoad = [this] { season_->mnuSeasonLoad(); };
+  hooks.SeasonCreate = [this] { season_->mnuSeasonCreate(); };
+  modes_ = std::make_unique<ModeCommands>(session_, *rs_, *console_, std::move(hooks), &rng_);
   files_ = std::make_unique<RaceFiles>(session_, *engine_, "");
 }
 
@@ -75,8 +80,16 @@ bool GameController::StartUp(const std::string& dataFolder) {
   const bool ok = vm::StartUp(session_, *rs_, rng_, *console_, dataFolder);
   // The undo files go where a file can be written: the data folder, else the user's own.
   // The old commands go first: they unhook themselves from the engine as they go.
+  qualifying_.reset();
   files_.reset();
-  files_ = std::make_unique<RaceFiles>(session_, *engine_, UndoFolderFor(session_.AppPath));
+  const std::string ownFolder = UndoFolderFor(session_.AppPath);
+  files_ = std::make_unique<RaceFiles>(session_, *engine_, ownFolder);
+  season_ = std::make_unique<SeasonCommands>(session_, *rs_, *console_, SeasonHooksFor());
+  // A race that reaches its final standings ends a season's race; qualifying laps end before it.
+  engine_->Seams.EndRace = [this](RuleContext&) { season_->RaceFinished(); };
+  qualifying_ =
+      std::make_unique<Qualifying>(*engine_, QualifyingFiles{JoinPath(ownFolder, "RaceConfig.slq"), session_.CarsFolder,
+                                                             TrackLoaderFromFolder(session_.TracksFolder)});
   Changed();
   if (!ok) Q_EMIT quitRequested();
   return ok;
@@ -118,6 +131,11 @@ void GameController::Run(Cmd command) {
     case Cmd::mnuExitMode: modes_->mnuExitMode(); break;
     case Cmd::mnuSeasonExit: modes_->mnuSeasonExit(); break;
     case Cmd::mnuSeasonExitCurrent: modes_->mnuSeasonExitCurrent(); break;
+    case Cmd::mnuSeasonLoad: season_->mnuSeasonLoad(); break;
+    case Cmd::mnuSeasonCreate: season_->mnuSeasonCreate(); break;
+    case Cmd::mnuSeasonNextRace: season_->mnuSeasonNextRace(); break;
+    case Cmd::mnuSeasonStandings: season_->mnuSeasonStandings(); break;
+    case Cmd::mnuSeasonSettings: OpenDialog("frmRaceOptions"); break;
     case Cmd::mnuTrackLoadTrack:
     case Cmd::mnuTrackLoadTrackNew:
       if (OpenDialog("frmTrackLoad")) modes_->LoadPendingTrack();
@@ -130,10 +148,7 @@ void GameController::Run(Cmd command) {
     case Cmd::mnuFileLoadSavedRace: files_->mnuFileLoadSavedRace(); break;
     case Cmd::mnuRaceSave: files_->mnuRaceSave(); break;
     case Cmd::mnuRaceUndo: files_->mnuRaceUndo(); break;
-    case Cmd::mnuRaceEndRace:
-      // The race controls ask their question; the menu then closes the race down.
-      if (engine_->EndRaceRC()) files_->mnuRaceEndRace();
-      break;
+    case Cmd::mnuRaceEndRace: EndRaceRC(); break;
     case Cmd::mnuFileLoadRace: {
       FileDialogRequest ask{false,
                             "Load Race Configuration",
@@ -174,8 +189,56 @@ void GameController::Run(Cmd command) {
     case Cmd::mnuCarSetup: OpenDialog("frmCarSetup"); break;
     case Cmd::mnuGameSettings:
     case Cmd::mnuRaceOptions: OpenDialog("frmRaceOptions"); break;
-    default: break;  // the season, snapshot and online commands come with their own work
+    default: break;  // the snapshot and online commands come with their own work
   }
+  Changed();
+  SchedulePendingSteps();
+}
+
+SeasonHooks GameController::SeasonHooksFor() {
+  SeasonHooks h;
+  h.SetupSeason = [this] { return SetUpSeason(); };
+  h.ShowStandings = [this](const SeasonFileData& season, bool stored) { return ShowStandings(season, stored); };
+  h.StartRace = [this] { Run(Cmd::mnuRaceStartRace); };
+  h.LoadSavedRace = [this] {
+    RaceCommand([this] { files_->mnuFileLoadSavedRace(); });
+    return !session_.FatalLoadError;
+  };
+  h.LoadTrack = [this] { return modes_->LoadPendingTrack(); };
+  h.SaveRace = [this] { return files_->mnuRaceSave(); };
+  h.EndRace = [this] { files_->mnuRaceEndRace(); };
+  return h;
+}
+
+std::optional<std::string> GameController::SetUpSeason() {
+  const std::unique_ptr<QDialog> window = MakeSeasonSetupWindow(*rs_, *console_, session_.AppPath, dialogParent_);
+  window->exec();
+  const SeasonSetupResult result = SeasonSetupResultOf(*window);
+  Changed();
+  if (!result.Started) return std::nullopt;
+  return result.SeasonFile;
+}
+
+bool GameController::ShowStandings(const SeasonFileData& season, bool raceStored) {
+  const std::unique_ptr<QDialog> window =
+      MakeSeasonDisplayWindow(season, session_.TracksFolder, raceStored, dialogParent_);
+  window->exec();
+  return SeasonStartPressed(*window);
+}
+
+void GameController::SchedulePendingSteps() {
+  if (pendingScheduled_) return;
+  pendingScheduled_ = true;
+  QTimer::singleShot(0, this, &GameController::PendingSteps);
+}
+
+void GameController::PendingSteps() {
+  pendingScheduled_ = false;
+  if (busy_ || !season_) return;
+  // What waits for the main window to be free again: the single-lap qualifying list, and in a
+  // season the standings after a race and the next race started from them.
+  if (rs_->QualifyingListPending && !rs_->RaceRunning) RaceCommand([this] { qualifying_->ShowPendingList(); });
+  season_->WindowActivated();
   Changed();
 }
 
@@ -197,6 +260,7 @@ void GameController::RaceCommand(std::function<void()> command) {
   }
   Q_EMIT raceChanged();
   Changed();
+  SchedulePendingSteps();
 }
 
 void GameController::YieldToWindows() {
@@ -246,8 +310,15 @@ void GameController::PauseRace() {
 }
 void GameController::EndRaceRC() {
   RaceCommand([this] {
-    if (engine_->EndRaceRC()) files_->mnuRaceEndRace();
+    // The race controls ask their question; a season's race is paused and kept, another ended.
+    const bool pause = rs_->GameMode == kModeSeason && !rs_->QualifyingLapRunning;
+    if (!engine_->EndRaceRC()) return;
+    if (pause)
+      season_->PauseRace();
+    else
+      files_->mnuRaceEndRace();
   });
+  SchedulePendingSteps();
 }
 
 }  // namespace vm

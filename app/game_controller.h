@@ -9,9 +9,9 @@
 #include <QWidget>
 #include <deque>
 #include <functional>
-#include <optional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,7 +20,9 @@
 #include "core/random.h"
 #include "engine/turn_engine.h"
 #include "game/modes.h"
+#include "game/qualifying.h"
 #include "game/race_files.h"
+#include "season/season_commands.h"
 #include "ui/console.h"
 
 class QDialog;
@@ -90,6 +92,7 @@ class GameController : public QObject {
   Console& Ui() { return *console_; }
   RaceEngine& Engine() { return *engine_; }
   RaceFiles& Files() { return *files_; }
+  SeasonCommands& Season() { return *season_; }
 
  Q_SIGNALS:
   // The commands' states, their captions or the status text may have changed.
@@ -105,6 +108,14 @@ class GameController : public QObject {
   void RaceCommand(std::function<void()> command);
   // The engine's yield after each car: the windows repaint and events run, paced by the delay.
   void YieldToWindows();
+  SeasonHooks SeasonHooksFor();
+  // The season's windows: the setup (the season file saved and started) and the standings
+  // (whether the next race was asked for).
+  std::optional<std::string> SetUpSeason();
+  bool ShowStandings(const SeasonFileData& season, bool raceStored);
+  // Runs the pending steps once the command in hand has returned to the event loop.
+  void SchedulePendingSteps();
+  void PendingSteps();
 
   std::unique_ptr<RaceState> rs_;
   Random rng_;
@@ -115,6 +126,9 @@ class GameController : public QObject {
   std::unique_ptr<RaceEngine> engine_;
   std::unique_ptr<ModeCommands> modes_;
   std::unique_ptr<RaceFiles> files_;
+  std::unique_ptr<SeasonCommands> season_;
+  std::unique_ptr<Qualifying> qualifying_;
+  bool pendingScheduled_ = false;
   QPointer<QWidget> dialogParent_;
   std::map<std::string, DialogFactory> dialogs_;
   bool busy_ = false;

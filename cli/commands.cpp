@@ -10,6 +10,7 @@
 #include "cli/cars_command.h"
 #include "cli/game_commands.h"
 #include "cli/play.h"
+#include "cli/season_command.h"
 #include "core/curve_scan.h"
 #include "core/numbers.h"
 #include "core/random.h"
@@ -31,7 +32,7 @@ const std::string kUsage =
         "      load result tables as the game does and print each row: name, dice, low, high\n") +
     "  cars FILE.crs [--json]\n"
     "      load a car file as the game does and print each car with its design cost\n" +
-    kGameCommandsUsage + kPlayUsage + kBenchUsage;
+    kGameCommandsUsage + kPlayUsage + kSeasonUsage + kBenchUsage;
 
 struct TrackInfoArgs {
   std::string file;
@@ -225,6 +226,8 @@ int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
   if (command == "check") return CheckCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, out, err);
   if (command == "start")
     return StartCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, dataFolder, out, err);
+  if (command == "season")
+    return SeasonCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, dataFolder, out, err);
   if (command == "bench")
     return BenchCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, dataFolder, out, err);
   if (command == "tables") {

@@ -2,6 +2,7 @@
 // command that comes while the cars move is kept and carried out afterwards, never inside another.
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <QObject>
 #include <vector>
 
@@ -110,6 +111,46 @@ TEST_F(RaceControllerTest, SaveAndUndoFollowTheTurn) {
   controller.Run(Cmd::mnuRaceUndo);
   EXPECT_TRUE(controller.Race().TurnWasUndone);
   EXPECT_FALSE(g[Cmd::mnuRaceUndo].Enabled);  // one level
+}
+
+// The race's qualifying runs in the window too: ranked by start speed, the grid is shown before
+// the first panel; on single laps the list comes up once the start has returned, and each lap is
+// one car's race through the same controller.
+TEST_F(RaceControllerTest, QualifyingFormsTheGridBeforeTheRace) {
+  controller.SetMoveDelayOverride(0);
+  RaceState& rs = controller.Race();
+  rs.QualifyingMethod = "Start Speed";
+  controller.Run(Cmd::mnuRaceStartRace);
+  bool listed = false;
+  for (const std::string& line : console.Transcript())
+    listed = listed || line.rfind("LIST frmQualifyingStartSpeed", 0) == 0;
+  EXPECT_TRUE(listed);
+  ASSERT_TRUE(rs.RaceRunning);
+  for (int pos = 1; pos <= rs.CarCount; ++pos) EXPECT_EQ(rs.RunningOrder[pos], rs.LapOrder[0][pos]) << pos;
+  console.AddAnswer("yes");  // red flag
+  controller.Run(Cmd::mnuRaceEndRace);
+  ASSERT_FALSE(rs.RaceRunning);
+
+  // Single laps: the start waits for the list, shown by the pending steps.
+  for (int car = 1; car <= 4; ++car) rs.CarIsAI[car] = true;
+  rs.QualifyingMethod = "Single Lap";
+  controller.Session()[Cmd::mnuRaceStartRace].Enabled = true;
+  // Each car's lap, then the race: the list's first button begins the next lap, "Start Race" the race.
+  for (int lap = 0; lap < 4; ++lap) console.AddAnswer("1");
+  console.AddAnswer("1");
+  controller.Run(Cmd::mnuRaceStartRace);
+  EXPECT_FALSE(rs.RaceRunning);
+  EXPECT_TRUE(rs.QualifyingListPending);
+  for (int guard = 0; guard < 2000 && !(rs.RaceRunning && !rs.QualifyingLapRunning); ++guard) {
+    // A lap of computer cars waits on the race controls like any race of theirs.
+    if (rs.QualifyingLapRunning && controller.Engine().WaitingFor() == Waiting::RaceControl) controller.NextTurn();
+    QCoreApplication::processEvents();
+  }
+  ASSERT_TRUE(rs.RaceRunning);
+  int laps = 0;
+  for (const std::string& line : console.Transcript()) laps += line.rfind("LIST frmQualifyingSingleLap", 0) == 0;
+  EXPECT_GE(laps, 4);
+  for (int car = 1; car <= 4; ++car) EXPECT_GT(rs.QualifySpeed[car], 0) << car;
 }
 
 }  // namespace

@@ -1,0 +1,197 @@
+// A season played through: made, raced race by race by the computer, paused and resumed, and read
+// back; each race scores once, a pause moves nothing on, and the season ends after its last race.
+#include "season/season_commands.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <numeric>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "ai/drivers.h"
+#include "cli/commands.h"
+#include "core/paths.h"
+#include "core/race_log.h"
+#include "core/random.h"
+#include "core/track_file.h"
+#include "core/units.h"
+#include "engine/turn_engine.h"
+#include "game/modes.h"
+#include "game/race_files.h"
+#include "season/season_file.h"
+#include "tests/temp_dir.h"
+#include "ui/scripted_console.h"
+
+namespace vm {
+namespace {
+
+struct CliRun {
+  int status;
+  std::string out, err;
+};
+
+class SeasonCommandsTest : public ::testing::Test {
+ protected:
+  SeasonCommandsTest() { std::filesystem::copy(VELOMARK_DATA, data_, std::filesystem::copy_options::recursive); }
+
+  CliRun Cli(std::vector<std::string> args) {
+    args.insert(args.begin(), {"--data", data_});
+    std::ostringstream out, err;
+    const int status = RunCli(args, out, err);
+    return {status, out.str(), err.str()};
+  }
+
+  // Six computer drivers over three two-lap races, scored 10-8-6-5-4-3 with no bonus.
+  void NewSeason() {
+    const CliRun r = Cli({"season", "new", Sea(), "--cars", data_ + "/Field40.crs", "--drivers", "6", "--race",
+                          data_ + "/Tracks/Kestrel.trk:2", "--race", data_ + "/Tracks/Tarnock.trk:2", "--race",
+                          data_ + "/Tracks/Porto.trk:2", "--points", "10,8,6,5,4,3", "--name", "Test Cup"});
+    ASSERT_EQ(r.status, kExitOk) << r.err;
+  }
+
+  SeasonFileData Read() {
+    SeasonFileData s;
+    const std::optional<FileError> e = ReadSeasonFile(s, Sea(), data_ + "/Cars");
+    EXPECT_FALSE(e) << (e ? e->Describe() : "");
+    return s;
+  }
+
+  std::string Sea() const { return data_ + "/Season/Cup.sea"; }
+
+  testing_support::TempDir dir_;
+  std::string data_ = dir_.File("data");
+};
+
+TEST_F(SeasonCommandsTest, ThreeRacesScoreOnceEachAndTheSeasonEnds) {
+  NewSeason();
+  int total = 0;
+  for (int race = 1; race <= 3; ++race) {
+    const CliRun r = Cli({"season", "race", Sea(), "--seed", std::to_string(race), "--json"});
+    ASSERT_EQ(r.status, kExitOk) << r.err;
+    const auto j = nlohmann::json::parse(r.out);
+    EXPECT_EQ(j["Race"], race);
+    EXPECT_EQ(j["NextRace"], race + 1);
+    ASSERT_EQ(j["Finish"].size(), 6U);
+    EXPECT_TRUE(std::filesystem::exists(data_ + "/Season/CupRace" + std::to_string(race) + ".res"));
+    // Every place of the six is scored: each race hands out 10+8+6+5+4+3 points in all.
+    total = 0;
+    for (const auto& row : j["Drivers"]) total += std::stoi(row["Total"].get<std::string>());
+    EXPECT_EQ(total, race * 36);
+    // The file keeps the finish as run, place by place.
+    const SeasonFileData s = Read();
+    for (int place = 1; place <= 6; ++place)
+      EXPECT_EQ(s.Results[static_cast<size_t>(race)].Finish[static_cast<size_t>(place)], j["Finish"][place - 1]["Car"]);
+  }
+  const CliRun over = Cli({"season", "race", Sea()});
+  EXPECT_EQ(over.status, kExitOk);
+  EXPECT_EQ(over.out, "the season is over: 3 races run\n");
+  const SeasonFileData s = Read();
+  EXPECT_EQ(s.NextRace, 4);
+  EXPECT_FALSE(s.RaceStored);
+  // The computer drove every car, but the file keeps who drives them in the season.
+  EXPECT_EQ(Cli({"season", "show", Sea()}).out.find("HUMAN"), std::string::npos);
+  // Usage and file failures say so.
+  EXPECT_EQ(Cli({"season", "race"}).status, kExitUsage);
+  EXPECT_EQ(Cli({"season", "show", data_ + "/Season/none.sea"}).status, kExitFileError);
+  EXPECT_EQ(Cli({"season", "new", Sea(), "--cars", data_ + "/Field40.crs", "--race", "x.trk:0"}).status, kExitUsage);
+}
+
+// A season race paused between turns is saved beside the season and leaves the season where it
+// was; "Next Race" takes it up again from its file, and its finish then scores once.
+TEST_F(SeasonCommandsTest, APausedRaceIsKeptAndScoresOnceWhenFinished) {
+  NewSeason();
+  auto rs = std::make_unique<RaceState>();
+  rs->GameMode = kModeSeason;
+  GameSession g;
+  g.AppPath = JoinPath(data_, "");
+  g.CarsFolder = JoinPath(data_, "Cars");
+  g.TracksFolder = JoinPath(data_, "Tracks");
+  g.SeasonFile = Sea();
+  Random rng(7);
+  ScriptedConsole console({"yes"}, false);
+  HighlightList log(*rs);
+  RaceEngine engine(*rs, rng, console, log);
+  UseAIDrivers(engine);
+  RaceFiles files(g, engine, "");
+  SeasonHooks hooks;
+  hooks.LoadTrack = [&] { return !LoadTrack(rs->track, g.PendingTrackFile); };
+  hooks.SaveRace = [&] { return files.mnuRaceSave(); };
+  hooks.EndRace = [&] { files.mnuRaceEndRace(); };
+  hooks.LoadSavedRace = [&] { return files.mnuFileLoadSavedRace(); };
+  hooks.Stamp = [] { return std::string("Tuesday, Nov 24 2026 - 05:00:00 PM"); };
+  SeasonCommands season(g, *rs, console, hooks);
+  int finished = 0;
+  engine.Seams.EndRace = [&](RuleContext&) {
+    ++finished;
+    season.RaceFinished();
+  };
+
+  season.mnuSeasonNextRace();
+  ASSERT_FALSE(g.FatalLoadError);
+  EXPECT_EQ(rs->track.TrackName, "Kestrel Speedbowl");
+  EXPECT_EQ(rs->CarCount, 6);
+  engine.StartRace();
+  for (int turn = 0; turn < 3; ++turn) engine.NextTurn();
+  ASSERT_EQ(engine.WaitingFor(), Waiting::RaceControl);
+  ASSERT_TRUE(engine.EndRaceRC());  // "yes" to the pause
+  season.PauseRace();
+  EXPECT_TRUE(std::filesystem::exists(ReplaceExtension(Sea(), ".rip")));
+  EXPECT_TRUE(season.ShowSeasonAfterRace);
+  EXPECT_EQ(finished, 1) << "the pause ends the race on the track";
+  SeasonFileData s = Read();
+  EXPECT_TRUE(s.RaceStored);
+  EXPECT_EQ(s.NextRace, 1);
+  EXPECT_FALSE(std::filesystem::exists(data_ + "/Season/CupRace1.res")) << "a pause is no result";
+  EXPECT_EQ(g[Cmd::mnuSeasonNextRace].Caption, "Resume Race");
+
+  // Taken up again: the saved race goes on to its end and scores in race 1's row, once.
+  season.mnuSeasonNextRace();
+  ASSERT_TRUE(rs->RaceRunning);
+  for (int turn = 0; turn < 400 && engine.WaitingFor() != Waiting::RaceOver; ++turn) engine.NextTurn();
+  ASSERT_EQ(engine.WaitingFor(), Waiting::RaceOver);
+  season.RaceFinished();  // a second call, as a window might make, changes nothing
+  s = Read();
+  EXPECT_FALSE(s.RaceStored);
+  EXPECT_EQ(s.NextRace, 2);
+  EXPECT_EQ(s.Results[1].Finish[1], rs->FinishOrder[1]);
+  EXPECT_TRUE(std::filesystem::exists(data_ + "/Season/CupRace1.res"));
+  EXPECT_EQ(g[Cmd::mnuSeasonNextRace].Caption, "Next Race");
+  EXPECT_TRUE(g[Cmd::mnuSeasonNextRace].Enabled);
+}
+
+// A pause asked for in the middle of a race turn is refused with a reason: only a turn's start can
+// be saved, and nothing about the race changes.
+TEST_F(SeasonCommandsTest, APauseMidTurnIsRefused) {
+  NewSeason();
+  auto rs = std::make_unique<RaceState>();
+  GameSession g;
+  g.CarsFolder = JoinPath(data_, "Cars");
+  g.TracksFolder = JoinPath(data_, "Tracks");
+  g.SeasonFile = Sea();
+  Random rng(3);
+  ScriptedConsole console({}, false);
+  HighlightList log(*rs);
+  RaceEngine engine(*rs, rng, console, log);
+  UseAIDrivers(engine);
+  SeasonCommands season(g, *rs, console, {.LoadTrack = [&] { return !LoadTrack(rs->track, g.PendingTrackFile); }});
+  rs->GameMode = kModeSeason;
+  season.mnuSeasonNextRace();
+  rs->CarIsAI[1] = false;  // a person drives car 1
+  engine.StartRace();
+  ASSERT_EQ(engine.WaitingFor(), Waiting::Speed);
+  engine.NewSpeed(1);
+  ASSERT_FALSE(engine.AtTurnStart());
+  const Waiting before = engine.WaitingFor();
+  EXPECT_FALSE(engine.EndRaceRC());
+  ASSERT_FALSE(console.Messages().empty());
+  EXPECT_EQ(console.Messages().back(), kPauseBetweenTurnsText);
+  EXPECT_EQ(engine.WaitingFor(), before);
+  EXPECT_TRUE(rs->RaceRunning);
+}
+
+}  // namespace
+}  // namespace vm
