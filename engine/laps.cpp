@@ -1,6 +1,7 @@
 #include "engine/laps.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -150,8 +151,7 @@ void CrossLine(RuleContext& ctx) {
   }
   // Step 6.
   const int lap = rs.CarLap[car];
-  if (car == RaceLeader(rs) && rs.CarsFinished == 0 && live && lap >= 2 && lap <= rs.RaceLaps)
-    WeatherTiming(ctx, car);
+  if (car == RaceLeader(rs) && rs.CarsFinished == 0 && live && lap >= 2 && lap <= rs.RaceLaps) WeatherTiming(ctx, car);
 }
 
 double ComputeGap(const RaceState& rs, int car) {
@@ -298,6 +298,29 @@ std::vector<RaceStartChoice> RaceStartChoices(int raceLaps) {
           {"Half Way Point - Lap " + std::to_string(half), half},
           {whiteFlag, raceLaps},
           {"Checkered Flag", raceLaps + 1}};
+}
+
+std::vector<int> FinalFinishOrder(const RaceState& rs) {
+  std::vector<int> order;
+  std::array<bool, kMaxCars + 1> placed{};
+  // The table is read to its first empty place, whatever the count says: a race's end may have
+  // placed the cars still on the track behind the finishers.
+  for (int place = 1; place <= kMaxCars && IsCarNumber(rs.FinishOrder[static_cast<size_t>(place)]); ++place) {
+    const int car = rs.FinishOrder[static_cast<size_t>(place)];
+    if (!placed[static_cast<size_t>(car)]) {
+      placed[static_cast<size_t>(car)] = true;
+      order.push_back(car);
+    }
+  }
+  std::vector<int> rest;
+  for (int car = 1; car <= std::min(rs.CarCount, kMaxCars); ++car)
+    if (!placed[static_cast<size_t>(car)]) rest.push_back(car);
+  std::stable_sort(rest.begin(), rest.end(), [&rs](int a, int b) {
+    if (rs.CarOutOfRace[a] != rs.CarOutOfRace[b]) return !rs.CarOutOfRace[a];
+    return rs.CarRaceDistance[a] > rs.CarRaceDistance[b];
+  });
+  order.insert(order.end(), rest.begin(), rest.end());
+  return order;
 }
 
 }  // namespace vm

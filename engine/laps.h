@@ -80,4 +80,9 @@ struct RaceStartChoice {
 // Lists the auto-pilot marks the race start panel offers for a race of `raceLaps` laps.
 std::vector<RaceStartChoice> RaceStartChoices(int raceLaps);
 
+// The whole field in finishing order, as the season and the reports score it: the cars in
+// FinishOrder, then every other car of the race, those out of it last; among the rest the one
+// that went further is ahead, then the lower number.
+std::vector<int> FinalFinishOrder(const RaceState& rs);
+
 }  // namespace vm

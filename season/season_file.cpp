@@ -9,6 +9,7 @@
 
 #include "core/paths.h"
 #include "core/track.h"
+#include "engine/laps.h"
 #include "rules/result_table_file.h"
 
 namespace vm {
@@ -685,9 +686,12 @@ void MergeRaceResult(SeasonFileData& season, const RaceState& rs, const RaceFigu
   const int race = season.NextRace;
   if (race >= 1 && race <= std::min(season.Races, kMaxSeasonRaces)) {
     SeasonResult& result = season.Results[race];
+    // Every car of the race has a place: those out of it stand behind the finishers and score
+    // the points of their place.
+    const std::vector<int> order = FinalFinishOrder(rs);
     for (int place = 1; place <= kMaxCars; ++place) {
-      const int car = rs.FinishOrder[place];
-      result.Finish[place] = IsCarNumber(car) ? car : 0;
+      const int car = place <= static_cast<int>(order.size()) ? order[static_cast<size_t>(place - 1)] : 0;
+      result.Finish[place] = car;
       result.LapsLed[place] = IsCarNumber(car) ? figures.CarLapsLed[car] : 0;
     }
     result.PoleCar = figures.PoleCar;

@@ -1,10 +1,10 @@
-#include "engine/laps.h"
-
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "engine/laps.h"
 #include "tests/rules_fixture.h"
 
 namespace vm {
@@ -39,7 +39,6 @@ class LapTest : public testing_support::RaceBench {
     rs.SlipBonusOfMove = slipBonus;
     CrossLine(ctx);
   }
-
 };
 
 TEST_F(LapTest, LapTimeAndSpeedCarryTheUnspentShareIntoTheNextLap) {
@@ -277,6 +276,26 @@ TEST(LapTexts, TimeFormats) {
   const std::pair<double, const char*> ms[] = {
       {83.456, "1:23.456"}, {0.5, "0:00.500"}, {600, "10:00.000"}, {59.9996, "1:00.000"}, {-4.5, "-0:04.500"}};
   for (const auto& [seconds, text] : ms) EXPECT_EQ(FormatTimeMS(seconds), text) << seconds;
+}
+
+// The whole field's order at the end: the finishers as they took the flag, then the cars still
+// running by distance, then those out of the race by distance (the one out last ahead), ties by
+// number; a car never twice.
+TEST(FinalFinishOrderTest, FinishersThenRunningThenOutByDistance) {
+  auto rs = std::make_unique<RaceState>();
+  rs->CarCount = 7;
+  rs->FinishOrder[1] = 4;
+  rs->FinishOrder[2] = 2;
+  rs->FinishOrder[3] = 4;  // a stray repeat is dropped
+  const int distance[] = {0, 50, 0, 120, 0, 90, 120, 90};
+  const bool out[] = {false, true, false, false, false, true, false, false};
+  for (int car = 1; car <= 7; ++car) {
+    rs->CarRaceDistance[car] = distance[car];
+    rs->CarOutOfRace[car] = out[car];
+  }
+  EXPECT_EQ(FinalFinishOrder(*rs), (std::vector<int>{4, 2, 3, 6, 7, 5, 1}));
+  rs->CarCount = 0;
+  EXPECT_EQ(FinalFinishOrder(*rs), (std::vector<int>{4, 2}));
 }
 
 }  // namespace
