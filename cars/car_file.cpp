@@ -26,105 +26,44 @@ std::string FolderPrefix(std::string_view carsFolder) {
 
 bool IsBlank(std::string_view text) { return text.find_first_not_of(" \t") == std::string_view::npos; }
 
-// Reads one car's line. A record must stand on one line, so a short or long record is reported
-// at its own line instead of shifting every later car by a field.
-class RecordReader {
- public:
-  RecordReader(TextReader& in, int car) : in_(in), car_(car) {}
-
-  int Int(std::string_view field) {
-    Before(field);
-    const int value = in_.ReadInt16(field);
-    After();
-    return value;
+// A rating read from a car's record must be one its scale knows.
+int RatingValue(LineRecord& r, Rating rating) {
+  const RatingScale& scale = ScaleOf(rating);
+  const int value = r.Int16(scale.Name);
+  if (!RatingIndex(rating, value)) {
+    std::string allowed;
+    for (int i = 0; i < scale.Count; ++i) allowed += (i ? ", " : "") + std::to_string(scale.Values[i]);
+    r.Fail(FileErrorCode::OutOfRange, scale.Name, "has " + std::to_string(value) + ", not one of " + allowed);
   }
-
-  int RatingValue(Rating rating) {
-    const RatingScale& scale = ScaleOf(rating);
-    const int value = Int(scale.Name);
-    if (!RatingIndex(rating, value)) {
-      std::string allowed;
-      for (int i = 0; i < scale.Count; ++i) allowed += (i ? ", " : "") + std::to_string(scale.Values[i]);
-      in_.Fail(FileErrorCode::OutOfRange, scale.Name,
-               "car " + std::to_string(car_) + " has " + std::to_string(value) + ", not one of " + allowed, line_);
-    }
-    return value;
-  }
-
-  bool Bool(std::string_view field) {
-    Before(field);
-    const bool value = in_.ReadBool(field);
-    After();
-    return value;
-  }
-
-  double Dbl(std::string_view field) {
-    Before(field);
-    const double value = in_.ReadDouble(field);
-    After();
-    return value;
-  }
-
-  std::string Str(std::string_view field) {
-    Before(field);
-    std::string value = in_.ReadString(field);
-    After();
-    return value;
-  }
-
-  // Checks that the line ends with the record's last field.
-  void End() {
-    if (in_.Line() == line_ && !in_.AtEnd())
-      in_.Fail(FileErrorCode::TypeMismatch, "record end",
-               "car " + std::to_string(car_) + " has more than " + std::to_string(kCarRecordFields) + " fields",
-               line_);
-  }
-
- private:
-  void Before(std::string_view field) {
-    if (line_ != 0 && in_.Line() != line_)
-      in_.Fail(FileErrorCode::PastEnd, field,
-               "car " + std::to_string(car_) + " has only " + std::to_string(fields_) + " of " +
-                   std::to_string(kCarRecordFields) + " fields",
-               line_);
-  }
-  void After() {
-    if (line_ == 0) line_ = in_.LastFieldLine();
-    ++fields_;
-  }
-
-  TextReader& in_;
-  int car_;
-  int line_ = 0;
-  int fields_ = 0;
-};
+  return value;
+}
 
 CarRecord ReadRecord(TextReader& in, int car, const std::string& carsFolder) {
-  RecordReader r(in, car);
+  LineRecord r(in, "car " + std::to_string(car), kCarRecordFields);
   CarRecord c;
-  c.StartSpeed = r.RatingValue(Rating::StartSpeed);
-  c.Acceleration = r.RatingValue(Rating::Acceleration);
-  c.Deceleration = r.RatingValue(Rating::Deceleration);
-  c.TopSpeed = r.RatingValue(Rating::TopSpeed);
-  c.WearPerLap = r.RatingValue(Rating::WearPerLap);
+  c.StartSpeed = RatingValue(r, Rating::StartSpeed);
+  c.Acceleration = RatingValue(r, Rating::Acceleration);
+  c.Deceleration = RatingValue(r, Rating::Deceleration);
+  c.TopSpeed = RatingValue(r, Rating::TopSpeed);
+  c.WearPerLap = RatingValue(r, Rating::WearPerLap);
   c.IsAI = r.Bool("CarIsAI");
-  c.ProfileSpare = r.Int("CarProfileSpare");
-  c.RaceProfile = r.Int("CarRaceProfile");
-  c.LapProfile = r.Int("CarLapProfile");
+  c.ProfileSpare = r.Int16("CarProfileSpare");
+  c.RaceProfile = r.Int16("CarRaceProfile");
+  c.LapProfile = r.Int16("CarLapProfile");
   c.Picture = FullPicture(r.Str("CarPicture"), carsFolder);
   c.DriverName = r.Str("DriverName");
-  c.DRM = r.RatingValue(Rating::DRM);
+  c.DRM = RatingValue(r, Rating::DRM);
   c.Team = r.Str("CarTeam");
-  c.RiskSS = r.Int("CarRiskSS");
-  c.RiskC = r.Int("CarRiskC");
-  c.RiskD = r.Int("CarRiskD");
-  c.RiskCA = r.Int("CarRiskCA");
-  c.RiskA = r.Int("CarRiskA");
-  c.RiskT = r.Int("CarRiskT");
-  c.PitStrategy = r.Int("PitStrategy");
+  c.RiskSS = r.Int16("CarRiskSS");
+  c.RiskC = r.Int16("CarRiskC");
+  c.RiskD = r.Int16("CarRiskD");
+  c.RiskCA = r.Int16("CarRiskCA");
+  c.RiskA = r.Int16("CarRiskA");
+  c.RiskT = r.Int16("CarRiskT");
+  c.PitStrategy = r.Int16("PitStrategy");
   c.WearBonus = r.Dbl("CarWearBonus");
   c.QualifyBonus = r.Dbl("CarQualifyBonus");
-  for (int i = 23; i <= 31; ++i) r.Int("reserved " + std::to_string(i));
+  for (int i = 23; i <= 31; ++i) r.Int16("reserved " + std::to_string(i));
   for (int i = 32; i <= 41; ++i) r.Str("reserved " + std::to_string(i));
   r.End();
   return c;

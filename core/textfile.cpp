@@ -388,4 +388,10 @@ std::optional<FileError> ReplaceFileViaSpare(const std::string& spare, const std
   return std::nullopt;
 }
 
+void LineRecord::End() const {
+  if (in_.Line() == line_ && !in_.AtEnd())
+    in_.Fail(FileErrorCode::TypeMismatch, "record end", what_ + " has more than " + std::to_string(fields_) + " fields",
+             line_);
+}
+
 }  // namespace vm

@@ -123,6 +123,60 @@ class TextReader {
   bool afterComma_ = false;  // the last field ended in a comma: a blank field may follow
 };
 
+// Reads one record that must stand on a line of its own, so a short or long record is reported
+// at its own line ("car 3 has only 40 of 41 fields") instead of shifting every later field.
+class LineRecord {
+ public:
+  // `what` names the record in errors ("car 3"); `fields` is how many it holds.
+  LineRecord(TextReader& in, std::string what, int fields) : in_(in), what_(std::move(what)), fields_(fields) {}
+
+  int Int16(std::string_view field) {
+    return Take(field, [&] { return in_.ReadInt16(field); });
+  }
+  int Int32(std::string_view field) {
+    return Take(field, [&] { return in_.ReadInt32(field); });
+  }
+  int Int(std::string_view field, int lo, int hi) {
+    return Take(field, [&] { return static_cast<int>(in_.ReadInteger(field, lo, hi)); });
+  }
+  bool Bool(std::string_view field) {
+    return Take(field, [&] { return in_.ReadBool(field); });
+  }
+  double Dbl(std::string_view field) {
+    return Take(field, [&] { return in_.ReadDouble(field); });
+  }
+  std::string Str(std::string_view field) {
+    return Take(field, [&] { return in_.ReadString(field); });
+  }
+
+  // Checks that the line ends with the record's last field.
+  void End() const;
+  // The record's line; 0 before its first field.
+  int Line() const { return line_; }
+  // Fails at the record's line, the message led by its name.
+  [[noreturn]] void Fail(FileErrorCode code, std::string_view field, const std::string& message) const {
+    in_.Fail(code, field, what_ + " " + message, line_);
+  }
+
+ private:
+  template <typename Read>
+  auto Take(std::string_view field, Read read) -> decltype(read()) {
+    if (line_ != 0 && in_.Line() != line_)
+      in_.Fail(FileErrorCode::PastEnd, field,
+               what_ + " has only " + std::to_string(read_) + " of " + std::to_string(fields_) + " fields", line_);
+    auto value = read();
+    if (line_ == 0) line_ = in_.LastFieldLine();
+    ++read_;
+    return value;
+  }
+
+  TextReader& in_;
+  std::string what_;
+  int fields_;
+  int line_ = 0;
+  int read_ = 0;
+};
+
 // The largest file any reader takes in; the game's own files are a few hundred kilobytes.
 inline constexpr std::uintmax_t kMaxTextFileBytes = 16u * 1024 * 1024;
 

@@ -44,93 +44,17 @@ std::optional<int> LapsValue(std::string_view text) {
   return value;
 }
 
-// Reads one record. Every record of these files stands on a line of its own, so a short or long
-// one is reported at its own line instead of shifting every later field.
-class Record {
- public:
-  Record(TextReader& in, std::string what, int fields) : in_(in), what_(std::move(what)), fields_(fields) {}
+// Every record of these files stands on a line of its own (LineRecord). A rating of a car that
+// races must be one its scale knows; rows beyond the field may be blank.
+using Record = LineRecord;
 
-  int Int16(std::string_view field) {
-    Before(field);
-    const int value = in_.ReadInt16(field);
-    After();
-    return value;
-  }
-
-  int Int(std::string_view field, int lo, int hi) {
-    Before(field);
-    const int value = static_cast<int>(in_.ReadInteger(field, lo, hi));
-    After();
-    return value;
-  }
-
-  int Int32(std::string_view field) {
-    Before(field);
-    const int value = in_.ReadInt32(field);
-    After();
-    return value;
-  }
-
-  // A rating of a car that races must be one its scale knows; rows beyond the field may be blank.
-  int RatingValue(Rating rating, bool checked) {
-    const RatingScale& scale = ScaleOf(rating);
-    const int value = Int16(scale.Name);
-    if (checked && !RatingIndex(rating, value))
-      in_.Fail(FileErrorCode::OutOfRange, scale.Name, what_ + " has " + std::to_string(value) + ", off the scale",
-               line_);
-    return value;
-  }
-
-  bool Bool(std::string_view field) {
-    Before(field);
-    const bool value = in_.ReadBool(field);
-    After();
-    return value;
-  }
-
-  double Dbl(std::string_view field) {
-    Before(field);
-    const double value = in_.ReadDouble(field);
-    After();
-    return value;
-  }
-
-  std::string Str(std::string_view field) {
-    Before(field);
-    std::string value = in_.ReadString(field);
-    After();
-    return value;
-  }
-
-  // Checks that the line ends with the record's last field.
-  void End() {
-    if (in_.Line() == line_ && !in_.AtEnd())
-      in_.Fail(FileErrorCode::TypeMismatch, "record end",
-               what_ + " has more than " + std::to_string(fields_) + " fields", line_);
-  }
-
-  int Line() const { return line_; }
-  [[noreturn]] void Fail(FileErrorCode code, std::string_view field, const std::string& message) const {
-    in_.Fail(code, field, what_ + " " + message, line_);
-  }
-
- private:
-  void Before(std::string_view field) {
-    if (line_ != 0 && in_.Line() != line_)
-      in_.Fail(FileErrorCode::PastEnd, field,
-               what_ + " has only " + std::to_string(read_) + " of " + std::to_string(fields_) + " fields", line_);
-  }
-  void After() {
-    if (line_ == 0) line_ = in_.LastFieldLine();
-    ++read_;
-  }
-
-  TextReader& in_;
-  std::string what_;
-  int fields_;
-  int line_ = 0;
-  int read_ = 0;
-};
+int RatingValue(Record& r, Rating rating, bool checked) {
+  const RatingScale& scale = ScaleOf(rating);
+  const int value = r.Int16(scale.Name);
+  if (checked && !RatingIndex(rating, value))
+    r.Fail(FileErrorCode::OutOfRange, scale.Name, "has " + std::to_string(value) + ", off the scale");
+  return value;
+}
 
 // A tag line: read by position, never compared.
 void SkipTag(TextReader& in) {
@@ -201,18 +125,18 @@ SeasonDriver ReadDriver(TextReader& in, int car, int fields, bool racing, std::s
   Record r(in, "driver " + std::to_string(car), fields);
   SeasonDriver d;
   CarRecord& c = d.Car;
-  c.StartSpeed = r.RatingValue(Rating::StartSpeed, racing);
-  c.Acceleration = r.RatingValue(Rating::Acceleration, racing);
-  c.Deceleration = r.RatingValue(Rating::Deceleration, racing);
-  c.TopSpeed = r.RatingValue(Rating::TopSpeed, racing);
-  c.WearPerLap = r.RatingValue(Rating::WearPerLap, racing);
+  c.StartSpeed = RatingValue(r, Rating::StartSpeed, racing);
+  c.Acceleration = RatingValue(r, Rating::Acceleration, racing);
+  c.Deceleration = RatingValue(r, Rating::Deceleration, racing);
+  c.TopSpeed = RatingValue(r, Rating::TopSpeed, racing);
+  c.WearPerLap = RatingValue(r, Rating::WearPerLap, racing);
   c.IsAI = r.Bool("CarIsAI");
   c.ProfileSpare = r.Int16("CarProfileSpare");
   c.RaceProfile = r.Int16("CarRaceProfile");
   c.LapProfile = r.Int16("CarLapProfile");
   c.Picture = FullPicture(r.Str("CarPicture"), carsFolder);
   c.DriverName = r.Str("DriverName");
-  c.DRM = r.RatingValue(Rating::DRM, racing);
+  c.DRM = RatingValue(r, Rating::DRM, racing);
   c.Team = r.Str("CarTeam");
   c.RiskSS = r.Int16("CarRiskSS");
   c.RiskC = r.Int16("CarRiskC");
