@@ -236,8 +236,12 @@ void Dashboard::ShowControls(Waiting wait) {
   // A pause is taken at the end of the turn, and only while nobody has finished.
   pause_->setEnabled((running || controller_.Busy()) && wait != Waiting::Paused && rs.CarsFinished == 0 &&
                      !rs.PauseRequested);
-  endRace_->setText(
-      WithKey(practice ? QStringLiteral("End Practice") : QStringLiteral("End Race"), QStringLiteral("Esc")));
+  // A season's race is not ended but paused, to be resumed from the season.
+  const bool seasonPause = rs.GameMode == kModeSeason && !rs.QualifyingLapRunning;
+  endRace_->setText(WithKey(practice      ? QStringLiteral("End Practice")
+                            : seasonPause ? QStringLiteral("Pause Season Race")
+                                          : QStringLiteral("End Race"),
+                            QStringLiteral("Esc")));
   endRace_->setEnabled(running || controller_.Busy());
 }
 

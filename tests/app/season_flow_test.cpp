@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "app/race/race_window.h"
 #include "core/paths.h"
 #include "core/units.h"
 #include "season/season_file.h"
@@ -57,6 +58,7 @@ TEST_F(SeasonFlowTest, TheBundledSeasonRacesPausesAndResumes) {
   EXPECT_TRUE(rs.PitLaneOpen);
   EXPECT_FALSE(g[Cmd::mnuSeasonNextRace].Enabled);
   ASSERT_EQ(controller.Engine().WaitingFor(), Waiting::Speed) << "car 1 is a person's";
+  EXPECT_EQ(Child<QPushButton>(window->Race(), "cmdEndRaceRC")->text(), "Pause Season Race  [Esc]");
 
   // Paused at the first panel, between turns: the race goes to the season's .rip and the season
   // stays at race 1; the standings come back with "Resume Current Race".
