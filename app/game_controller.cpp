@@ -212,6 +212,7 @@ SeasonHooks GameController::SeasonHooksFor() {
 
 std::optional<std::string> GameController::SetUpSeason() {
   const std::unique_ptr<QDialog> window = MakeSeasonSetupWindow(*rs_, *console_, session_.AppPath, dialogParent_);
+  SetOpenResultTables(*window, [this] { OpenDialog("frmResultTableSetup"); });
   window->exec();
   const SeasonSetupResult result = SeasonSetupResultOf(*window);
   Changed();

@@ -139,10 +139,16 @@ class SeasonSetupWindow : public QDialog {
       if (setup_.StartSeason()) accept();
     });
     cancel_ = Button("Command4", QStringLiteral("Cancel"), [this] { reject(); });
+    // The season keeps the result tables in force when it is saved: they are edited here first.
+    tables_ = Button("Command5", QStringLiteral("Result &Tables..."), [this] {
+      if (openResultTables_) openResultTables_();
+    });
+    tables_->setVisible(false);
     status_ = new QLabel;
     status_->setObjectName(QStringLiteral("lblSaved"));
     status_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     buttons->addWidget(status_, 1);
+    buttons->addWidget(tables_);
     buttons->addWidget(save_);
     buttons->addWidget(ok_);
     buttons->addWidget(cancel_);
@@ -652,7 +658,16 @@ class SeasonSetupWindow : public QDialog {
   QCheckBox* requal_ = nullptr;
   std::vector<std::pair<QCheckBox*, bool*>> ruleBoxes_;
   PointsFrame* points_ = nullptr;
-  QPushButton *save_ = nullptr, *ok_ = nullptr, *cancel_ = nullptr;
+  QPushButton *save_ = nullptr, *ok_ = nullptr, *cancel_ = nullptr, *tables_ = nullptr;
+  std::function<void()> openResultTables_;
+
+ public:
+  void SetOpenResultTables(std::function<void()> open) {
+    openResultTables_ = std::move(open);
+    tables_->setVisible(openResultTables_ != nullptr);
+  }
+
+ private:
   QLabel* status_ = nullptr;
 };
 
@@ -661,6 +676,10 @@ class SeasonSetupWindow : public QDialog {
 std::unique_ptr<QDialog> MakeSeasonSetupWindow(RaceState& rs, Console& console, const std::string& dataFolder,
                                                QWidget* parent) {
   return std::make_unique<SeasonSetupWindow>(rs, console, dataFolder, parent);
+}
+
+void SetOpenResultTables(QDialog& window, std::function<void()> open) {
+  if (auto* setup = dynamic_cast<SeasonSetupWindow*>(&window)) setup->SetOpenResultTables(std::move(open));
 }
 
 SeasonSetupResult SeasonSetupResultOf(const QDialog& window) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QDialog>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -23,6 +24,10 @@ struct SeasonSetupResult {
 // and "Teams.tms". Cancel and Escape put the cars back and write nothing.
 std::unique_ptr<QDialog> MakeSeasonSetupWindow(RaceState& rs, Console& console, const std::string& dataFolder,
                                                QWidget* parent);
+
+// Shows "Result Tables..." (Command5), which calls `open`: the editor of the tables the season
+// will keep.
+void SetOpenResultTables(QDialog& window, std::function<void()> open);
 
 // Reads how a window made by MakeSeasonSetupWindow was left; an empty result for any other.
 SeasonSetupResult SeasonSetupResultOf(const QDialog& window);

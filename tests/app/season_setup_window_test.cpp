@@ -14,6 +14,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QTabWidget>
 #include <QTableWidget>
 #include <QTest>
@@ -179,6 +180,15 @@ TEST_F(SeasonSetupWindowTest, EveryInputHasALabelAndTakesTheKeyboard) {
     EXPECT_NE(b->focusPolicy() & Qt::TabFocus, 0) << b->objectName().toStdString();
   }
   EXPECT_GE(inputs, 25);
+
+  // The result tables the season keeps are edited from here once the program gives the editor.
+  auto* tables = Child<QPushButton>(*dialog, "Command5");
+  EXPECT_FALSE(tables->isVisibleTo(dialog.get()));
+  int opened = 0;
+  SetOpenResultTables(*dialog, [&opened] { ++opened; });
+  ASSERT_TRUE(tables->isVisibleTo(dialog.get()));
+  tables->click();
+  EXPECT_EQ(opened, 1);
 }
 
 }  // namespace
