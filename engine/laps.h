@@ -3,6 +3,7 @@
 // counted in race turns of 4.5 seconds; a lap speed is worked from the racing line's length.
 #pragma once
 
+#include <array>
 #include <functional>
 #include <string>
 #include <vector>
@@ -84,5 +85,16 @@ std::vector<RaceStartChoice> RaceStartChoices(int raceLaps);
 // FinishOrder, then every other car of the race, those out of it last; among the rest the one
 // that went further is ahead, then the lower number.
 std::vector<int> FinalFinishOrder(const RaceState& rs);
+
+// The figures of a finished race that the season and the box score keep: laps led
+// by car (LapOrder[lap][1] for each lap 1..RaceLaps, with LapOrder[RaceLaps] the finish order),
+// the most laps led, the pole car (LapOrder[0][1]) and the fast lap car.
+struct RaceFigures {
+  std::array<int, kMaxCars + 1> CarLapsLed{};
+  int MostLapsLed = 0;
+  int PoleCar = 0;
+  int FastLapCar = 0;
+};
+RaceFigures CountRaceFigures(const RaceState& rs);
 
 }  // namespace vm

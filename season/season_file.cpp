@@ -584,28 +584,6 @@ std::string ApplySeason(const SeasonFileData& season, RaceState& rs, int race) {
   return r.TrackFile;
 }
 
-RaceFigures CountRaceFigures(const RaceState& rs) {
-  RaceFigures f;
-  const int laps = std::clamp(rs.RaceLaps, 0, kMaxLaps);
-  for (int lap = 1; lap <= laps; ++lap) {
-    // The last lap's order is the finish order, whatever the lap table says.
-    const int leader = lap == laps ? rs.FinishOrder[1] : rs.LapOrder[lap][1];
-    if (IsCarNumber(leader)) ++f.CarLapsLed[leader];
-  }
-  f.MostLapsLed = *std::max_element(f.CarLapsLed.begin() + 1, f.CarLapsLed.end());
-  f.PoleCar = IsCarNumber(rs.LapOrder[0][1]) ? rs.LapOrder[0][1] : 0;
-  // Lap by lap, so that of equal laps the first run keeps the record, as it did in the race.
-  double best = 0;
-  const int cars = std::clamp(rs.CarCount, 0, kMaxCars);
-  for (int lap = 1; lap <= laps; ++lap)
-    for (int car = 1; car <= cars; ++car)
-      if (rs.LapSpeedMph[lap][car] > best) {
-        best = rs.LapSpeedMph[lap][car];
-        f.FastLapCar = car;
-      }
-  return f;
-}
-
 void MergeRaceResult(SeasonFileData& season, const RaceState& rs, const RaceFigures& figures, bool stored) {
   const int race = season.NextRace;
   if (race >= 1 && race <= std::min(season.Races, kMaxSeasonRaces)) {

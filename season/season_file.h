@@ -14,6 +14,7 @@
 #include "core/race_state.h"
 #include "core/result_tables.h"
 #include "core/textfile.h"
+#include "engine/laps.h"
 
 namespace vm {
 
@@ -135,17 +136,6 @@ std::optional<FileError> ReadOlderSeasonDrivers(SeasonFileData& season, const st
 // unless repair only (then 0). Returns the race's track file, or "" when `race` is no race of
 // the schedule (the season is over).
 std::string ApplySeason(const SeasonFileData& season, RaceState& rs, int race);
-
-// The figures of a finished race a season keeps, counted as the box score counts them: laps led
-// by car (LapOrder[lap][1] for each lap 1..RaceLaps, with LapOrder[RaceLaps] the finish order),
-// the most laps led, the pole car (LapOrder[0][1]) and the fast lap car.
-struct RaceFigures {
-  std::array<int, kMaxCars + 1> CarLapsLed{};
-  int MostLapsLed = 0;
-  int PoleCar = 0;
-  int FastLapCar = 0;
-};
-RaceFigures CountRaceFigures(const RaceState& rs);
 
 // UpdateSeasonFile's merge: the race's result goes into row `season.NextRace` (finish order,
 // laps led by place, pole, fast lap, most laps); NextRace goes up by one unless the race is
