@@ -1,9 +1,9 @@
 #include "season/season_commands.h"
 
-#include <ctime>
 #include <filesystem>
 
 #include "core/paths.h"
+#include "core/stamp.h"
 #include "core/units.h"
 
 namespace vm {
@@ -11,15 +11,6 @@ namespace vm {
 namespace {
 
 constexpr std::string_view kSeasonTitle = "Season";
-
-// The .res stamp of the present moment, by the local clock.
-std::string StampNow() {
-  const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  return ResultStamp(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_wday, local.tm_hour, local.tm_min,
-                     local.tm_sec);
-}
 
 // A schedule's track as it stands on this machine: the path as written (either separator, any
 // case), or else the file of that name in the tracks folder, as a season made elsewhere has it.

@@ -666,18 +666,4 @@ std::optional<FileError> ReadRaceResults(RaceState& rs, RaceResultFile& head, co
   return std::nullopt;
 }
 
-std::string ResultStamp(int year, int month, int day, int weekday, int hour, int minute, int second) {
-  static constexpr std::array<const char*, 7> kDays{"Sunday",   "Monday", "Tuesday", "Wednesday",
-                                                    "Thursday", "Friday", "Saturday"};
-  static constexpr std::array<const char*, 12> kMonths{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-  const int hour12 = hour % 12 == 0 ? 12 : hour % 12;
-  char text[80];
-  std::snprintf(text, sizeof text, "%s, %s %d %04d - %02d:%02d:%02d %s",
-                kDays[static_cast<size_t>((weekday % 7 + 7) % 7)],
-                kMonths[static_cast<size_t>(std::clamp(month, 1, 12) - 1)], day, year, hour12, minute, second,
-                hour < 12 ? "AM" : "PM");
-  return text;
-}
-
 }  // namespace vm

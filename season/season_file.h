@@ -13,6 +13,7 @@
 #include "cars/car_file.h"
 #include "core/race_state.h"
 #include "core/result_tables.h"
+#include "core/stamp.h"
 #include "core/textfile.h"
 #include "engine/laps.h"
 
@@ -160,9 +161,5 @@ struct RaceResultFile {
 };
 std::optional<FileError> ReadRaceResults(RaceState& rs, RaceResultFile& head, const std::string& path,
                                          std::string_view carsFolder);
-
-// The time stamp of a .res file for a moment given as local calendar fields:
-// "dddd, mmm d yyyy" + " - " + "hh:mm:ss AMPM".
-std::string ResultStamp(int year, int month, int day, int weekday, int hour, int minute, int second);
 
 }  // namespace vm
