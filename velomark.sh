@@ -8,11 +8,14 @@ cd "$(dirname "$0")"
 
 PACKAGES=(build-essential cmake ninja-build pkg-config libgtest-dev libbenchmark-dev
           nlohmann-json3-dev libgif-dev qt6-base-dev qt6-svg-dev qt6-charts-dev)
+# The readers the report tests open the box score in: LibreOffice for the rich text (to PDF, then
+# pdftotext), Chromium for the page. Only the test command needs them.
+READERS=(libreoffice-writer-nogui poppler-utils chromium)
 JOBS=$(nproc 2>/dev/null || echo 2)
 
-install_missing() {
+install_missing() {  # install_missing [more packages...]
   local missing=()
-  for p in "${PACKAGES[@]}"; do
+  for p in "${PACKAGES[@]}" "$@"; do
     dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
   done
   [ ${#missing[@]} -eq 0 ] && return 0
@@ -44,7 +47,7 @@ case "${1:-}" in
       --cars data/Field40.crs --cars-racing 12 --laps 5 --leaderboard
     ;;
   test)
-    install_missing
+    install_missing "${READERS[@]}"
     build build -DCMAKE_BUILD_TYPE=RelWithDebInfo
     ctest --test-dir build --output-on-failure -j "$JOBS"
     build build-asan -DCMAKE_BUILD_TYPE=Debug -DVELOMARK_SANITIZE=ON

@@ -6,17 +6,23 @@
 #include <QEventLoop>
 #include <QTimer>
 #include <QWidget>
+#include <algorithm>
+#include <cstdlib>
 #include <utility>
 
 #include "ai/drivers.h"
+#include "app/dialogs/box_score_window.h"
 #include "app/dialogs/season_display_window.h"
 #include "app/dialogs/season_setup_window.h"
 #include "app/qt_console.h"
 #include "core/paths.h"
+#include "core/stamp.h"
+#include "core/textfile.h"
 #include "core/units.h"
 #include "game/race_config.h"
 #include "game/startup.h"
 #include "rules/result_table_file.h"
+#include "season/season_standings.h"
 
 namespace vm {
 
@@ -42,7 +48,7 @@ GameController::GameController(Console* console, QObject* parent)
   files_ = std::make_unique<RaceFiles>(session_, *engine_, "");
 }
 
-GameController::~GameController() = default;
+GameController::~GameController() { delete report_.data(); }
 
 void GameController::SetDialogParent(QWidget* parent) { dialogParent_ = parent; }
 
@@ -86,7 +92,14 @@ bool GameController::StartUp(const std::string& dataFolder) {
   files_ = std::make_unique<RaceFiles>(session_, *engine_, ownFolder);
   season_ = std::make_unique<SeasonCommands>(session_, *rs_, *console_, SeasonHooksFor());
   // A race that reaches its final standings ends a season's race; qualifying laps end before it.
-  engine_->Seams.EndRace = [this](RuleContext&) { season_->RaceFinished(); };
+  engine_->Seams.EndRace = [this](RuleContext&) {
+    season_->RaceFinished();
+    // The race's report comes up once the engine has returned: the final standings of a race
+    // that ran or was red-flagged to its end, the practice results of a practice. A season race
+    // paused is no result.
+    const bool paused = rs_->GameMode == kModeSeason && rs_->RaceEndedByUser;
+    if (!rs_->QualifyingLapRunning && !paused) reportPending_ = true;
+  };
   qualifying_ =
       std::make_unique<Qualifying>(*engine_, QualifyingFiles{JoinPath(ownFolder, "RaceConfig.slq"), session_.CarsFolder,
                                                              TrackLoaderFromFolder(session_.TracksFolder)});
@@ -147,6 +160,7 @@ void GameController::Run(Cmd command) {
       break;
     case Cmd::mnuFileLoadSavedRace: files_->mnuFileLoadSavedRace(); break;
     case Cmd::mnuRaceSave: files_->mnuRaceSave(); break;
+    case Cmd::mnuRaceSaveSnapshot: SaveSnapshot(); break;
     case Cmd::mnuRaceUndo: files_->mnuRaceUndo(); break;
     case Cmd::mnuRaceEndRace: EndRaceRC(); break;
     case Cmd::mnuFileLoadRace: {
@@ -189,7 +203,7 @@ void GameController::Run(Cmd command) {
     case Cmd::mnuCarSetup: OpenDialog("frmCarSetup"); break;
     case Cmd::mnuGameSettings:
     case Cmd::mnuRaceOptions: OpenDialog("frmRaceOptions"); break;
-    default: break;  // the snapshot and online commands come with their own work
+    default: break;  // the online commands come with their own work
   }
   Changed();
   SchedulePendingSteps();
@@ -223,8 +237,112 @@ std::optional<std::string> GameController::SetUpSeason() {
 bool GameController::ShowStandings(const SeasonFileData& season, bool raceStored) {
   const std::unique_ptr<QDialog> window =
       MakeSeasonDisplayWindow(season, session_.TracksFolder, raceStored, dialogParent_);
+  SetOpenRaceReport(*window, [this, &season, parent = window.get()](int race) { ShowArchive(season, race, parent); });
   window->exec();
   return SeasonStartPressed(*window);
+}
+
+BoxScoreOptions GameController::ReportOptions() const {
+  BoxScoreOptions options;
+  options.AppPath = session_.AppPath;
+  options.Stamp = StampNow();
+  if (rs_->GameMode == kModeSeason && session_.SeasonLoaded) {
+    const SeasonFileData& season = season_->Season();
+    options.SeasonName = season.Name;
+    // The season file has taken the race up already: it is the one before the next.
+    options.SeasonRace = session_.SeasonRaceStored ? season.NextRace : season.NextRace - 1;
+    const SeasonStandings standings = BuildSeasonStandings(season, session_.TracksFolder);
+    options.DriverStandings = StandingLines(standings.Grid(SeasonGridType::Driver));
+    options.TeamStandings = StandingLines(standings.Grid(SeasonGridType::Team));
+  }
+  return options;
+}
+
+std::vector<StandingLine> GameController::StandingLines(const SeasonGrid& grid) {
+  // The name and the total, in the grid's sorted order.
+  std::vector<StandingLine> lines;
+  const auto total = std::find(grid.Columns.begin(), grid.Columns.end(), "Total");
+  const size_t at = static_cast<size_t>(total - grid.Columns.begin());
+  for (const SeasonGridRow& row : grid.Rows)
+    if (!row.Cells.empty() && at < row.Cells.size()) lines.push_back({row.Cells[0], std::atoi(row.Cells[at].c_str())});
+  return lines;
+}
+
+void GameController::ShowRaceReport() {
+  const bool practice = rs_->GameMode == kModePractice;
+  BoxScoreWindowSpec spec;
+  spec.FormName = practice ? "frmPracticeResults" : "frmFinalStandings";
+  spec.Caption = practice ? "Practice Results" : "Final Standings";
+  spec.SaveFilter = practice ? "Practice Results (*.rtf)|*.rtf" : "Rich Text File (*.rtf)|*.rtf";
+  spec.ReportsFolder = session_.AppPath + "Reports";
+  spec.Options = ReportOptions();
+  const RaceState& rs = *rs_;
+  spec.Build = [&rs, practice](const BoxScoreOptions& options) {
+    return practice ? BuildPracticeResults(rs, options) : BuildBoxScore(rs, options);
+  };
+  spec.OpenPage = openPage_;
+  // The report stays up beside the finished race, not over it: the race page can still be looked
+  // at. Its OK closes the race down, the ratings put back unless damage is kept.
+  report_ = MakeBoxScoreWindow(std::move(spec), *console_, dialogParent_).release();
+  connect(report_.data(), &QDialog::finished, this, [this] {
+    if (rs_->RaceOver && session_.TrackWindowOpen) files_->mnuRaceEndRace();
+    report_->deleteLater();
+    report_ = nullptr;
+    Changed();
+    SchedulePendingSteps();
+  });
+  report_->setWindowModality(Qt::NonModal);
+  report_->show();
+  Changed();
+}
+
+void GameController::ShowArchive(const SeasonFileData& season, int race, QWidget* parent) {
+  // frmArchiveBoxscore: the race as its .res file keeps it, never the race state of the game.
+  const std::string file = RaceResultPath(DirName(session_.SeasonFile), SeasonBaseName(session_.SeasonFile), race);
+  auto archived = std::make_shared<RaceState>();
+  RaceResultFile head;
+  if (std::optional<FileError> e = ReadRaceResults(*archived, head, file, session_.CarsFolder)) {
+    if (e->Code == FileErrorCode::NotFound)
+      ReportFileError(*console_, 53, file);
+    else
+      console_->ShowMessage(FileErrorText(file) + e->Describe(), "Race Results", MessageKind::Critical);
+    return;
+  }
+  archived->GameMode = std::string(kModeSeason);
+  // The standings as they stood after this race.
+  SeasonFileData upTo = season;
+  upTo.NextRace = race + 1;
+  const SeasonStandings standings = BuildSeasonStandings(upTo, session_.TracksFolder);
+  BoxScoreWindowSpec spec;
+  spec.FormName = "frmArchiveBoxscore";
+  spec.Caption = "Race Results";
+  spec.SaveFilter = "Rich Text File (*.rtf)|*.rtf";
+  spec.ReportsFolder = session_.AppPath + "Reports";
+  spec.Options.AppPath = session_.AppPath;
+  spec.Options.Stamp = head.Stamp;
+  spec.Options.SeasonName = season.Name;
+  spec.Options.SeasonRace = race;
+  spec.Options.Archive = true;
+  spec.Options.DriverStandings = StandingLines(standings.Grid(SeasonGridType::Driver));
+  spec.Options.TeamStandings = StandingLines(standings.Grid(SeasonGridType::Team));
+  spec.Build = [archived](const BoxScoreOptions& options) { return BuildBoxScore(*archived, options); };
+  spec.OpenPage = openPage_;
+  MakeBoxScoreWindow(std::move(spec), *console_, parent)->exec();
+}
+
+void GameController::SaveSnapshot() {
+  const FileDialogRequest ask{true,
+                              "Save Snapshot",
+                              "Rich Text File (*.rtf)|*.rtf|HTML File (*.html)|*.html",
+                              ".rtf",
+                              session_.AppPath + "Reports",
+                              ""};
+  const std::optional<std::string> file = console_->ChooseFile(ask);
+  if (!file) return;
+  const BoxScore report = BuildBoxScore(*rs_, ReportOptions());
+  const bool html = ReplaceExtension(*file, ".html") == *file;
+  if (std::optional<FileError> e = WriteFileAtomic(*file, html ? report.Html : report.Rtf))
+    console_->ShowMessage("The snapshot could not be saved: " + e->Describe(), "Save Snapshot", MessageKind::Critical);
 }
 
 void GameController::SchedulePendingSteps() {
@@ -239,7 +357,12 @@ void GameController::PendingSteps() {
   // What waits for the main window to be free again: the single-lap qualifying list, and in a
   // season the standings after a race and the next race started from them.
   if (rs_->QualifyingListPending && !rs_->RaceRunning) RaceCommand([this] { qualifying_->ShowPendingList(); });
-  season_->WindowActivated();
+  if (reportPending_) {
+    reportPending_ = false;
+    ShowRaceReport();
+  }
+  // The season's steps wait until the race's report has been closed.
+  if (report_ == nullptr) season_->WindowActivated();
   Changed();
 }
 

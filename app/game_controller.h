@@ -3,6 +3,7 @@
 // signal when what they show has changed. Widgets read its state and never change it themselves.
 #pragma once
 
+#include <QDialog>
 #include <QElapsedTimer>
 #include <QObject>
 #include <QPointer>
@@ -22,10 +23,10 @@
 #include "game/modes.h"
 #include "game/qualifying.h"
 #include "game/race_files.h"
+#include "reports/box_score.h"
 #include "season/season_commands.h"
+#include "season/season_standings.h"
 #include "ui/console.h"
-
-class QDialog;
 
 namespace vm {
 
@@ -93,6 +94,10 @@ class GameController : public QObject {
   RaceEngine& Engine() { return *engine_; }
   RaceFiles& Files() { return *files_; }
   SeasonCommands& Season() { return *season_; }
+  // The race's report window while it is up (frmFinalStandings, frmPracticeResults), else null.
+  QDialog* RaceReport() const { return report_.data(); }
+  // How a report page is opened in a browser; the desktop's own when unset (tests replace it).
+  void SetOpenPage(std::function<void(const std::string&)> open) { openPage_ = std::move(open); }
 
  Q_SIGNALS:
   // The commands' states, their captions or the status text may have changed.
@@ -116,6 +121,14 @@ class GameController : public QObject {
   // Runs the pending steps once the command in hand has returned to the event loop.
   void SchedulePendingSteps();
   void PendingSteps();
+  // The race's report: the final standings or the practice results, then the race closed down.
+  void ShowRaceReport();
+  // mnuRaceSaveSnapshot: the box score as it stands, to a file.
+  void SaveSnapshot();
+  // frmArchiveBoxscore: the report of an earlier race of the season, from its .res file.
+  void ShowArchive(const SeasonFileData& season, int race, QWidget* parent);
+  BoxScoreOptions ReportOptions() const;
+  static std::vector<StandingLine> StandingLines(const SeasonGrid& grid);
 
   std::unique_ptr<RaceState> rs_;
   Random rng_;
@@ -129,6 +142,11 @@ class GameController : public QObject {
   std::unique_ptr<SeasonCommands> season_;
   std::unique_ptr<Qualifying> qualifying_;
   bool pendingScheduled_ = false;
+  bool reportPending_ = false;
+  // The race's report while it is up: owned by the window it stands over (which may go first), or
+  // by the controller when it has none.
+  QPointer<QDialog> report_;
+  std::function<void(const std::string&)> openPage_;
   QPointer<QWidget> dialogParent_;
   std::map<std::string, DialogFactory> dialogs_;
   bool busy_ = false;

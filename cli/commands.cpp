@@ -10,6 +10,7 @@
 #include "cli/cars_command.h"
 #include "cli/game_commands.h"
 #include "cli/play.h"
+#include "cli/report_command.h"
 #include "cli/season_command.h"
 #include "core/curve_scan.h"
 #include "core/numbers.h"
@@ -32,7 +33,7 @@ const std::string kUsage =
         "      load result tables as the game does and print each row: name, dice, low, high\n") +
     "  cars FILE.crs [--json]\n"
     "      load a car file as the game does and print each car with its design cost\n" +
-    kGameCommandsUsage + kPlayUsage + kSeasonUsage + kBenchUsage;
+    kGameCommandsUsage + kPlayUsage + kSeasonUsage + kReportUsage + kBenchUsage;
 
 struct TrackInfoArgs {
   std::string file;
@@ -228,6 +229,8 @@ int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
     return StartCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, dataFolder, out, err);
   if (command == "season")
     return SeasonCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, dataFolder, out, err);
+  if (command == "report")
+    return ReportCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, dataFolder, out, err);
   if (command == "bench")
     return BenchCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, dataFolder, out, err);
   if (command == "tables") {

@@ -17,6 +17,7 @@
 #include "core/paths.h"
 #include "core/race_log.h"
 #include "core/random.h"
+#include "core/textfile.h"
 #include "core/track_file.h"
 #include "core/units.h"
 #include "engine/turn_engine.h"
@@ -94,6 +95,13 @@ TEST_F(SeasonCommandsTest, ThreeRacesScoreOnceEachAndTheSeasonEnds) {
   EXPECT_FALSE(s.RaceStored);
   // The computer drove every car, but the file keeps who drives them in the season.
   EXPECT_EQ(Cli({"season", "show", Sea()}).out.find("HUMAN"), std::string::npos);
+  // The printed standings: the season's page with every driver of the field.
+  const CliRun report = Cli({"report", Sea(), "-o", data_ + "/Reports/cup.html"});
+  ASSERT_EQ(report.status, kExitOk) << report.err;
+  const std::string page = ReadWholeFile(data_ + "/Reports/cup.html").value_or("");
+  EXPECT_NE(page.find("<TITLE>Velomark 2007 - Season Standings</TITLE>"), std::string::npos);
+  for (int car = 1; car <= 6; ++car)
+    EXPECT_NE(page.find(s.Field[static_cast<size_t>(car)].Car.DriverName), std::string::npos);
   // Usage and file failures say so.
   EXPECT_EQ(Cli({"season", "race"}).status, kExitUsage);
   EXPECT_EQ(Cli({"season", "show", data_ + "/Season/none.sea"}).status, kExitFileError);
