@@ -238,6 +238,7 @@ bool GameController::ShowStandings(const SeasonFileData& season, bool raceStored
   const std::unique_ptr<QDialog> window =
       MakeSeasonDisplayWindow(season, session_.TracksFolder, raceStored, dialogParent_);
   SetOpenRaceReport(*window, [this, &season, parent = window.get()](int race) { ShowArchive(season, race, parent); });
+  SetSaveStandings(*window, [this, &season] { SaveStandings(season); });
   window->exec();
   return SeasonStartPressed(*window);
 }
@@ -256,16 +257,6 @@ BoxScoreOptions GameController::ReportOptions() const {
     options.TeamStandings = StandingLines(standings.Grid(SeasonGridType::Team));
   }
   return options;
-}
-
-std::vector<StandingLine> GameController::StandingLines(const SeasonGrid& grid) {
-  // The name and the total, in the grid's sorted order.
-  std::vector<StandingLine> lines;
-  const auto total = std::find(grid.Columns.begin(), grid.Columns.end(), "Total");
-  const size_t at = static_cast<size_t>(total - grid.Columns.begin());
-  for (const SeasonGridRow& row : grid.Rows)
-    if (!row.Cells.empty() && at < row.Cells.size()) lines.push_back({row.Cells[0], std::atoi(row.Cells[at].c_str())});
-  return lines;
 }
 
 void GameController::ShowRaceReport() {
@@ -328,6 +319,20 @@ void GameController::ShowArchive(const SeasonFileData& season, int race, QWidget
   spec.Build = [archived](const BoxScoreOptions& options) { return BuildBoxScore(*archived, options); };
   spec.OpenPage = openPage_;
   MakeBoxScoreWindow(std::move(spec), *console_, parent)->exec();
+}
+
+void GameController::SaveStandings(const SeasonFileData& season) {
+  const FileDialogRequest ask{
+      true,   "Save Season Standings",      "Season Box Score (*.rtf)|*.rtf|HTML File (*.html)|*.html",
+      ".rtf", session_.AppPath + "Reports", ""};
+  const std::optional<std::string> file = console_->ChooseFile(ask);
+  if (!file) return;
+  const BoxScore report =
+      BuildSeasonReport(SeasonReportInputOf(season, session_.TracksFolder, session_.AppPath, StampNow()));
+  const bool html = ReplaceExtension(*file, ".html") == *file;
+  if (std::optional<FileError> e = WriteFileAtomic(*file, html ? report.Html : report.Rtf))
+    console_->ShowMessage("The standings could not be saved: " + e->Describe(), "Save Season Standings",
+                          MessageKind::Critical);
 }
 
 void GameController::SaveSnapshot() {

@@ -125,10 +125,11 @@ class GameController : public QObject {
   void ShowRaceReport();
   // mnuRaceSaveSnapshot: the box score as it stands, to a file.
   void SaveSnapshot();
+  // The season's standings printed as a report, from the standings window.
+  void SaveStandings(const SeasonFileData& season);
   // frmArchiveBoxscore: the report of an earlier race of the season, from its .res file.
   void ShowArchive(const SeasonFileData& season, int race, QWidget* parent);
   BoxScoreOptions ReportOptions() const;
-  static std::vector<StandingLine> StandingLines(const SeasonGrid& grid);
 
   std::unique_ptr<RaceState> rs_;
   Random rng_;

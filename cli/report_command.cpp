@@ -26,53 +26,6 @@ bool EndsWith(const std::string& text, std::string_view end) {
   return true;
 }
 
-ReportTableText TableOf(const SeasonGrid& grid) {
-  ReportTableText table{grid.Columns, {}};
-  for (const SeasonGridRow& row : grid.Rows) table.Rows.push_back(row.Cells);
-  return table;
-}
-
-// The printed standings of a season: its grids, its rules, and each race run with its finish.
-SeasonReportInput SeasonReport(const SeasonFileData& season, const std::string& dataFolder) {
-  const SeasonStandings standings = BuildSeasonStandings(season, JoinPath(dataFolder, "Tracks"));
-  SeasonReportInput in;
-  in.SeasonName = season.Name;
-  in.AppPath = JoinPath(dataFolder, "");
-  in.Stamp = StampNow();
-  in.Schedule = TableOf(standings.Grid(SeasonGridType::Schedule));
-  in.Drivers = TableOf(standings.Grid(SeasonGridType::Driver));
-  in.Teams = TableOf(standings.Grid(SeasonGridType::Team));
-  auto yes = [](bool on) { return std::string(on ? "Yes" : "No"); };
-  in.RuleLines = {"Setup Points: " + std::to_string(season.CarSetupPoints), "Cars Locked: " + yes(season.LockCars),
-                  "Damage Accumulated: " + yes(season.AccumulateDamage),
-                  "Qualifying Method: " + season.QualifyingMethod,
-                  season.WeatherEnabled ? "Weather Enabled" : "Weather Disabled"};
-  auto name = [&season](int car) {
-    return IsCarNumber(car) ? season.Field[static_cast<size_t>(car)].Car.DriverName : std::string();
-  };
-  const SeasonGrid& schedule = standings.Grid(SeasonGridType::Schedule);
-  for (int r = 1; r < season.NextRace && r <= season.Races; ++r) {
-    const SeasonResult& result = season.Results[static_cast<size_t>(r)];
-    SeasonReportRace race;
-    race.Race = r;
-    if (static_cast<size_t>(r - 1) < schedule.Rows.size() && schedule.Rows[static_cast<size_t>(r - 1)].Cells.size() > 1)
-      race.Track = schedule.Rows[static_cast<size_t>(r - 1)].Cells[1];
-    for (int place = 1; place <= season.Drivers; ++place) {
-      const int car = result.Finish[static_cast<size_t>(place)];
-      if (IsCarNumber(car))
-        race.Finish.push_back(
-            {name(car), standings.Points.RacePoints[static_cast<size_t>(r)][static_cast<size_t>(car)]});
-    }
-    race.Pole = name(result.PoleCar);
-    race.FastLap = name(result.FastLapCar);
-    for (int place = 1; place <= kMaxCars; ++place)
-      if (result.MostLaps > 0 && result.LapsLed[static_cast<size_t>(place)] == result.MostLaps)
-        race.MostLaps = name(result.Finish[static_cast<size_t>(place)]);
-    in.Races.push_back(std::move(race));
-  }
-  return in;
-}
-
 }  // namespace
 
 int ReportCommand(const std::vector<std::string>& args, const std::string& dataFolder, std::ostream& out,
@@ -105,7 +58,8 @@ int ReportCommand(const std::vector<std::string>& args, const std::string& dataF
       err << "velomark-cli: " << e->Describe() << "\n";
       return kExitFileError;
     }
-    report = BuildSeasonReport(SeasonReport(*season, dataFolder));
+    report = BuildSeasonReport(
+        SeasonReportInputOf(*season, JoinPath(dataFolder, "Tracks"), JoinPath(dataFolder, ""), StampNow()));
   } else {
     auto rs = std::make_unique<RaceState>();
     if (std::optional<FileError> e = ReadSavedRace(*rs, input, carsFolder, SavedRaceKind::Rip,

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <system_error>
@@ -289,6 +290,67 @@ std::string RiskText(const CarRecord& car) {
     text += (text.empty() ? "" : "/") + Number(risk);
   }
   return text;
+}
+
+namespace {
+
+ReportTableText TableOf(const SeasonGrid& grid) {
+  ReportTableText table{grid.Columns, {}};
+  for (const SeasonGridRow& row : grid.Rows) table.Rows.push_back(row.Cells);
+  return table;
+}
+
+}  // namespace
+
+std::vector<StandingLine> StandingLines(const SeasonGrid& grid) {
+  // The name and the total, in the grid's sorted order.
+  std::vector<StandingLine> lines;
+  const auto total = std::find(grid.Columns.begin(), grid.Columns.end(), "Total");
+  const size_t at = static_cast<size_t>(total - grid.Columns.begin());
+  for (const SeasonGridRow& row : grid.Rows)
+    if (!row.Cells.empty() && at < row.Cells.size()) lines.push_back({row.Cells[0], std::atoi(row.Cells[at].c_str())});
+  return lines;
+}
+
+SeasonReportInput SeasonReportInputOf(const SeasonFileData& season, const std::string& tracksFolder,
+                                      const std::string& appPath, const std::string& stamp) {
+  const SeasonStandings standings = BuildSeasonStandings(season, tracksFolder);
+  SeasonReportInput in;
+  in.SeasonName = season.Name;
+  in.AppPath = appPath;
+  in.Stamp = stamp;
+  in.Schedule = TableOf(standings.Grid(SeasonGridType::Schedule));
+  in.Drivers = TableOf(standings.Grid(SeasonGridType::Driver));
+  in.Teams = TableOf(standings.Grid(SeasonGridType::Team));
+  auto yes = [](bool on) { return std::string(on ? "Yes" : "No"); };
+  in.RuleLines = {"Setup Points: " + std::to_string(season.CarSetupPoints), "Cars Locked: " + yes(season.LockCars),
+                  "Damage Accumulated: " + yes(season.AccumulateDamage),
+                  "Qualifying Method: " + season.QualifyingMethod,
+                  season.WeatherEnabled ? "Weather Enabled" : "Weather Disabled"};
+  auto name = [&season](int car) {
+    return IsCarNumber(car) ? season.Field[static_cast<size_t>(car)].Car.DriverName : std::string();
+  };
+  const SeasonGrid& schedule = standings.Grid(SeasonGridType::Schedule);
+  for (int r = 1; r < season.NextRace && r <= season.Races; ++r) {
+    const SeasonResult& result = season.Results[static_cast<size_t>(r)];
+    SeasonReportRace race;
+    race.Race = r;
+    if (static_cast<size_t>(r - 1) < schedule.Rows.size() && schedule.Rows[static_cast<size_t>(r - 1)].Cells.size() > 1)
+      race.Track = schedule.Rows[static_cast<size_t>(r - 1)].Cells[1];
+    for (int place = 1; place <= season.Drivers; ++place) {
+      const int car = result.Finish[static_cast<size_t>(place)];
+      if (IsCarNumber(car))
+        race.Finish.push_back(
+            {name(car), standings.Points.RacePoints[static_cast<size_t>(r)][static_cast<size_t>(car)]});
+    }
+    race.Pole = name(result.PoleCar);
+    race.FastLap = name(result.FastLapCar);
+    for (int place = 1; place <= kMaxCars; ++place)
+      if (result.MostLaps > 0 && result.LapsLed[static_cast<size_t>(place)] == result.MostLaps)
+        race.MostLaps = name(result.Finish[static_cast<size_t>(place)]);
+    in.Races.push_back(std::move(race));
+  }
+  return in;
 }
 
 }  // namespace vm

@@ -10,6 +10,7 @@
 
 #include "cars/car_file.h"
 #include "core/race_state.h"
+#include "core/report_input.h"
 #include "season/season_file.h"
 
 namespace vm {
@@ -83,5 +84,13 @@ std::string ProfileText(const CarRecord& car);
 
 // The risk profile of a car, in the order SS/A/D/T/C/CA joined by "/"; "N/A  " for a person's car.
 std::string RiskText(const CarRecord& car);
+
+// A standings grid as the reports take it: each row's name and total, in the grid's order.
+std::vector<StandingLine> StandingLines(const SeasonGrid& grid);
+
+// The printed season standings' input: the grids, the rules, and each race run with its finish
+// and its figures. `tracksFolder` finds the schedule's tracks; `appPath` holds the logo.
+SeasonReportInput SeasonReportInputOf(const SeasonFileData& season, const std::string& tracksFolder,
+                                      const std::string& appPath, const std::string& stamp);
 
 }  // namespace vm

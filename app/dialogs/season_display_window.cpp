@@ -48,6 +48,8 @@ class SeasonDisplayWindow : public QDialog {
 
   bool started = false;
   std::function<void(int)> openRaceReport;
+  QPushButton* save_ = nullptr;
+  std::function<void()> saveStandings;
 
  private:
   QLayout* BuildTypeRow() {
@@ -95,7 +97,16 @@ class SeasonDisplayWindow : public QDialog {
     close->setObjectName(QStringLiteral("Command4"));
     close->setAutoDefault(false);
     connect(close, &QPushButton::clicked, this, &QDialog::reject);
+    // The standings printed as a report, when the program offers it.
+    save_ = new QPushButton(QStringLiteral("&Save Standings..."));
+    save_->setObjectName(QStringLiteral("mnuFileSaveBoxScore"));
+    save_->setAutoDefault(false);
+    save_->setVisible(false);
+    connect(save_, &QPushButton::clicked, this, [this] {
+      if (saveStandings) saveStandings();
+    });
     row->addWidget(report_);
+    row->addWidget(save_);
     row->addStretch();
     row->addWidget(start_);
     row->addWidget(close);
@@ -166,6 +177,13 @@ bool SeasonStartPressed(const QDialog& window) {
 
 void SetOpenRaceReport(QDialog& window, std::function<void(int race)> openRaceReport) {
   if (auto* w = dynamic_cast<SeasonDisplayWindow*>(&window)) w->openRaceReport = std::move(openRaceReport);
+}
+
+void SetSaveStandings(QDialog& window, std::function<void()> save) {
+  if (auto* w = dynamic_cast<SeasonDisplayWindow*>(&window)) {
+    w->saveStandings = std::move(save);
+    w->save_->setVisible(w->saveStandings != nullptr);
+  }
 }
 
 }  // namespace vm

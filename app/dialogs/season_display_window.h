@@ -23,4 +23,7 @@ bool SeasonStartPressed(const QDialog& window);
 // Sets what a double click or "Race Report" on a race cell asks for: the report of that race.
 void SetOpenRaceReport(QDialog& window, std::function<void(int race)> openRaceReport);
 
+// Shows "Save Standings..." (the standings printed as a report), which calls `save`.
+void SetSaveStandings(QDialog& window, std::function<void()> save);
+
 }  // namespace vm

@@ -12,6 +12,7 @@
 
 #include "app/race/race_window.h"
 #include "core/paths.h"
+#include "core/textfile.h"
 #include "core/units.h"
 #include "season/season_file.h"
 #include "tests/app/app_fixture.h"
@@ -24,12 +25,13 @@ using testing_support::Child;
 class SeasonFlowTest : public testing_support::AppFixture {
  protected:
   // Presses a button of the standings window once it is up.
-  void WhenStandingsShown(const char* button) {
-    QTimer::singleShot(0, [this, button] {
+  void WhenStandingsShown(const char* button, bool saveFirst = false) {
+    QTimer::singleShot(0, [this, button, saveFirst] {
       QWidget* shown = QApplication::activeModalWidget();
       ASSERT_NE(shown, nullptr);
       EXPECT_EQ(shown->objectName(), "frmSeasonDisplay");
       ++standingsShown;
+      if (saveFirst) Child<QPushButton>(*shown, "mnuFileSaveBoxScore")->click();
       Child<QPushButton>(*shown, button)->click();
     });
   }
@@ -63,10 +65,13 @@ TEST_F(SeasonFlowTest, TheBundledSeasonRacesPausesAndResumes) {
   // Paused at the first panel, between turns: the race goes to the season's .rip and the season
   // stays at race 1; the standings come back with "Resume Current Race".
   console.AddAnswer("yes");
-  WhenStandingsShown("Command4");
+  // The standings printed from their window, then closed.
+  console.AddAnswer("file:" + Data() + "/Reports/standings.html");
+  WhenStandingsShown("Command4", true);
   controller.EndRaceRC();
   QApplication::processEvents();
   EXPECT_EQ(standingsShown, 2);
+  EXPECT_NE(ReadWholeFile(Data() + "/Reports/standings.html").value_or("").find("Velomark Cup"), std::string::npos);
   EXPECT_FALSE(rs.RaceRunning);
   EXPECT_TRUE(std::filesystem::exists(ReplaceExtension(Sea(), ".rip")));
   SeasonFileData file;
