@@ -261,20 +261,20 @@ BoxScoreOptions GameController::ReportOptions() const {
 
 void GameController::ShowRaceReport() {
   const bool practice = rs_->GameMode == kModePractice;
-  BoxScoreWindowSpec spec;
-  spec.FormName = practice ? "frmPracticeResults" : "frmFinalStandings";
-  spec.Caption = practice ? "Practice Results" : "Final Standings";
-  spec.SaveFilter = practice ? "Practice Results (*.rtf)|*.rtf" : "Rich Text File (*.rtf)|*.rtf";
-  spec.ReportsFolder = session_.AppPath + "Reports";
-  spec.Options = ReportOptions();
+  BoxScoreWindowSetup setup;
+  setup.FormName = practice ? "frmPracticeResults" : "frmFinalStandings";
+  setup.Caption = practice ? "Practice Results" : "Final Standings";
+  setup.SaveFilter = practice ? "Practice Results (*.rtf)|*.rtf" : "Rich Text File (*.rtf)|*.rtf";
+  setup.ReportsFolder = session_.AppPath + "Reports";
+  setup.Options = ReportOptions();
   const RaceState& rs = *rs_;
-  spec.Build = [&rs, practice](const BoxScoreOptions& options) {
+  setup.Build = [&rs, practice](const BoxScoreOptions& options) {
     return practice ? BuildPracticeResults(rs, options) : BuildBoxScore(rs, options);
   };
-  spec.OpenPage = openPage_;
+  setup.OpenPage = openPage_;
   // The report stays up beside the finished race, not over it: the race page can still be looked
   // at. Its OK closes the race down, the ratings put back unless damage is kept.
-  report_ = MakeBoxScoreWindow(std::move(spec), *console_, dialogParent_).release();
+  report_ = MakeBoxScoreWindow(std::move(setup), *console_, dialogParent_).release();
   connect(report_.data(), &QDialog::finished, this, [this] {
     if (rs_->RaceOver && session_.TrackWindowOpen) files_->mnuRaceEndRace();
     report_->deleteLater();
@@ -304,21 +304,21 @@ void GameController::ShowArchive(const SeasonFileData& season, int race, QWidget
   SeasonFileData upTo = season;
   upTo.NextRace = race + 1;
   const SeasonStandings standings = BuildSeasonStandings(upTo, session_.TracksFolder);
-  BoxScoreWindowSpec spec;
-  spec.FormName = "frmArchiveBoxscore";
-  spec.Caption = "Race Results";
-  spec.SaveFilter = "Rich Text File (*.rtf)|*.rtf";
-  spec.ReportsFolder = session_.AppPath + "Reports";
-  spec.Options.AppPath = session_.AppPath;
-  spec.Options.Stamp = head.Stamp;
-  spec.Options.SeasonName = season.Name;
-  spec.Options.SeasonRace = race;
-  spec.Options.Archive = true;
-  spec.Options.DriverStandings = StandingLines(standings.Grid(SeasonGridType::Driver));
-  spec.Options.TeamStandings = StandingLines(standings.Grid(SeasonGridType::Team));
-  spec.Build = [archived](const BoxScoreOptions& options) { return BuildBoxScore(*archived, options); };
-  spec.OpenPage = openPage_;
-  MakeBoxScoreWindow(std::move(spec), *console_, parent)->exec();
+  BoxScoreWindowSetup setup;
+  setup.FormName = "frmArchiveBoxscore";
+  setup.Caption = "Race Results";
+  setup.SaveFilter = "Rich Text File (*.rtf)|*.rtf";
+  setup.ReportsFolder = session_.AppPath + "Reports";
+  setup.Options.AppPath = session_.AppPath;
+  setup.Options.Stamp = head.Stamp;
+  setup.Options.SeasonName = season.Name;
+  setup.Options.SeasonRace = race;
+  setup.Options.Archive = true;
+  setup.Options.DriverStandings = StandingLines(standings.Grid(SeasonGridType::Driver));
+  setup.Options.TeamStandings = StandingLines(standings.Grid(SeasonGridType::Team));
+  setup.Build = [archived](const BoxScoreOptions& options) { return BuildBoxScore(*archived, options); };
+  setup.OpenPage = openPage_;
+  MakeBoxScoreWindow(std::move(setup), *console_, parent)->exec();
 }
 
 void GameController::SaveStandings(const SeasonFileData& season) {

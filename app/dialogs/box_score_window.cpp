@@ -26,10 +26,10 @@ QString Q(std::string_view text) { return QString::fromUtf8(text.data(), static_
 
 class BoxScoreWindow : public QDialog {
  public:
-  BoxScoreWindow(BoxScoreWindowSpec spec, Console& console, QWidget* parent)
-      : QDialog(parent), spec_(std::move(spec)), console_(console) {
-    setObjectName(Q(spec_.FormName));
-    setWindowTitle(Q(spec_.Caption));
+  BoxScoreWindow(BoxScoreWindowSetup setup, Console& console, QWidget* parent)
+      : QDialog(parent), setup_(std::move(setup)), console_(console) {
+    setObjectName(Q(setup_.FormName));
+    setWindowTitle(Q(setup_.Caption));
     auto* column = new QVBoxLayout(this);
     column->setMenuBar(BuildMenu());
     view_ = new QTextBrowser;
@@ -74,8 +74,8 @@ class BoxScoreWindow : public QDialog {
     tables_->setObjectName(QStringLiteral("mnuViewResultTables"));
     lapByLap_->setCheckable(true);
     tables_->setCheckable(true);
-    lapByLap_->setChecked(spec_.Options.LapByLap);
-    tables_->setChecked(spec_.Options.ResultTables);
+    lapByLap_->setChecked(setup_.Options.LapByLap);
+    tables_->setChecked(setup_.Options.ResultTables);
     // A view switch builds the report again, with or without its long section.
     connect(lapByLap_, &QAction::toggled, this, &BoxScoreWindow::Rebuild);
     connect(tables_, &QAction::toggled, this, &BoxScoreWindow::Rebuild);
@@ -83,9 +83,9 @@ class BoxScoreWindow : public QDialog {
   }
 
   void Rebuild() {
-    spec_.Options.LapByLap = lapByLap_->isChecked();
-    spec_.Options.ResultTables = tables_->isChecked();
-    report_ = spec_.Build ? spec_.Build(spec_.Options) : BoxScore{};
+    setup_.Options.LapByLap = lapByLap_->isChecked();
+    setup_.Options.ResultTables = tables_->isChecked();
+    report_ = setup_.Build ? setup_.Build(setup_.Options) : BoxScore{};
     const int scrolled = view_->verticalScrollBar() != nullptr ? view_->verticalScrollBar()->value() : 0;
     // The window's own view draws no SVG and would print the charts' words as text: the charts
     // are for the browser ("Open in Browser").
@@ -102,9 +102,9 @@ class BoxScoreWindow : public QDialog {
     const bool html = SavesHtml();
     const FileDialogRequest ask{true,
                                 "Save Box Score",
-                                std::string(html ? kHtmlFilter : spec_.SaveFilter),
+                                std::string(html ? kHtmlFilter : setup_.SaveFilter),
                                 html ? ".html" : ".rtf",
-                                spec_.ReportsFolder,
+                                setup_.ReportsFolder,
                                 ""};
     const std::optional<std::string> file = console_.ChooseFile(ask);
     if (!file) return;
@@ -113,18 +113,18 @@ class BoxScoreWindow : public QDialog {
   }
 
   void OpenInBrowser() {
-    const std::string page = JoinPath(spec_.ReportsFolder, kPageName);
+    const std::string page = JoinPath(setup_.ReportsFolder, kPageName);
     if (std::optional<FileError> e = WriteFileAtomic(page, report_.Html)) {
       console_.ShowMessage("The page could not be written: " + e->Describe(), "Open in Browser", MessageKind::Critical);
       return;
     }
-    if (spec_.OpenPage)
-      spec_.OpenPage(page);
+    if (setup_.OpenPage)
+      setup_.OpenPage(page);
     else
       QDesktopServices::openUrl(QUrl::fromLocalFile(Q(page)));
   }
 
-  BoxScoreWindowSpec spec_;
+  BoxScoreWindowSetup setup_;
   Console& console_;
   QTextBrowser* view_ = nullptr;
   QAction *rtf_ = nullptr, *html_ = nullptr, *lapByLap_ = nullptr, *tables_ = nullptr;
@@ -133,8 +133,8 @@ class BoxScoreWindow : public QDialog {
 
 }  // namespace
 
-std::unique_ptr<QDialog> MakeBoxScoreWindow(BoxScoreWindowSpec spec, Console& console, QWidget* parent) {
-  return std::make_unique<BoxScoreWindow>(std::move(spec), console, parent);
+std::unique_ptr<QDialog> MakeBoxScoreWindow(BoxScoreWindowSetup setup, Console& console, QWidget* parent) {
+  return std::make_unique<BoxScoreWindow>(std::move(setup), console, parent);
 }
 
 bool BoxScoreWindowSavesHtml(const QDialog& window) {

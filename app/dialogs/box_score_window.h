@@ -15,7 +15,7 @@ namespace vm {
 
 class Console;
 
-struct BoxScoreWindowSpec {
+struct BoxScoreWindowSetup {
   std::string FormName;       // "frmFinalStandings", "frmPracticeResults", "frmArchiveBoxscore"
   std::string Caption;        // the window's title
   std::string SaveFilter;     // the rich text's save filter: "Rich Text File (*.rtf)|*.rtf"
@@ -26,7 +26,7 @@ struct BoxScoreWindowSpec {
   std::function<void(const std::string& file)> OpenPage;
 };
 
-std::unique_ptr<QDialog> MakeBoxScoreWindow(BoxScoreWindowSpec spec, Console& console, QWidget* parent);
+std::unique_ptr<QDialog> MakeBoxScoreWindow(BoxScoreWindowSetup setup, Console& console, QWidget* parent);
 
 // Whether the page or the rich text is saved (mnuFormatHTML / mnuFormatRTF); the screen shows
 // the page either way.
