@@ -6,6 +6,7 @@
 #include <memory>
 #include <utility>
 
+#include "core/race_record.h"
 #include "engine/laps.h"
 #include "rules/pit_stops.h"
 #include "rules/result_table_file.h"
@@ -57,18 +58,6 @@ void ReadRipCar(TextReader& in, RaceState& rs, int car, std::string_view carsFol
   d.DRM = in.ReadInt16("OrigDRM");
   for (int i = 0; i < kRipTrailingInts; ++i) in.ReadInt16("reserved");
   for (int i = 0; i < kRipTrailingStrings; ++i) in.ReadString("reserved");
-}
-
-// The running record: car `i`'s race so far, and the car in place `i`.
-void WriteRunning(TextWriter& w, const RaceState& rs, int i) {
-  w.Bool(rs.CarEngineDamaged[i]).Bool(rs.CarBrakesDamaged[i]).Int(rs.CarMoveCount[i]).Dbl(rs.CarAvgSpeed[i]);
-  w.Int(rs.CarStatus[i]).Int(rs.CarLap[i]).Bool(rs.CarOutOfRace[i]).Int(rs.RunningOrder[i]);
-  w.Int(rs.CarDraftTarget[i]).Int(rs.CarRaceDistance[i]).Int(rs.CarLane[i]).Int(rs.CarSpace[i]);
-  w.Int(rs.CarWears[i]).Int(rs.CarSpeed[i]).Int(rs.CarApexNumber[i]).Int(rs.CarApexLimit[i]);
-  w.Int(rs.CarApexSpeed[i]).Int(rs.CarCurveRankPaid[i]).Bool(rs.CarOnApexCells[i]);
-  w.Int(rs.CarCurveEntryLimit[i]).Int(rs.CarNewSpeed[i]).Int(rs.CarCurveExcessPaid[i]).Bool(rs.CarCurveOwes[i]);
-  w.Dbl(rs.CarLapClock[i]).Dbl(rs.CarRaceClock[i]);
-  w.EndLine();
 }
 
 // A car number where one is kept: 0 for none.
@@ -327,7 +316,7 @@ void WriteBody(TextWriter& w, const RaceState& rs, std::string_view carsFolder, 
   }
   w.Int(rs.LeadCar);
   w.EndLine();
-  for (int i = 1; i <= kMaxCars; ++i) WriteRunning(w, rs, i);
+  for (int i = 1; i <= kMaxCars; ++i) WriteCarRaceRecord(w, rs, i, rs.RunningOrder[i]);
   for (int lap = 0; lap <= kMaxLaps; ++lap) {
     if (laps != nullptr) {
       laps->Write(w, rs, lap);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "core/paths.h"
+#include "core/race_record.h"
 #include "core/track.h"
 #include "engine/laps.h"
 #include "rules/result_table_file.h"
@@ -306,17 +307,6 @@ void WriteTail(TextWriter& w, const SeasonFileData& s, SeasonWriter writer) {
 
 // --- The .res file.
 
-void WriteRaceRecord(TextWriter& w, const RaceState& rs, int i) {
-  w.Bool(rs.CarEngineDamaged[i]).Bool(rs.CarBrakesDamaged[i]).Int(rs.CarMoveCount[i]).Dbl(rs.CarAvgSpeed[i]);
-  w.Int(rs.CarStatus[i]).Int(rs.CarLap[i]).Bool(rs.CarOutOfRace[i]).Int(rs.FinishOrder[i]);
-  w.Int(rs.CarDraftTarget[i]).Int(rs.CarRaceDistance[i]).Int(rs.CarLane[i]).Int(rs.CarSpace[i]);
-  w.Int(rs.CarWears[i]).Int(rs.CarSpeed[i]).Int(rs.CarApexNumber[i]).Int(rs.CarApexLimit[i]);
-  w.Int(rs.CarApexSpeed[i]).Int(rs.CarCurveRankPaid[i]).Bool(rs.CarOnApexCells[i]);
-  w.Int(rs.CarCurveEntryLimit[i]).Int(rs.CarNewSpeed[i]).Int(rs.CarCurveExcessPaid[i]).Bool(rs.CarCurveOwes[i]);
-  w.Dbl(rs.CarLapClock[i]).Dbl(rs.CarRaceClock[i]);
-  w.EndLine();
-}
-
 void ReadRaceRecord(TextReader& in, RaceState& rs, int i) {
   Record r(in, "race record " + std::to_string(i), kRaceRecordFields);
   rs.CarEngineDamaged[i] = r.Bool("CarEngineDamaged");
@@ -380,7 +370,7 @@ std::string RaceResultsText(const RaceState& rs, int race, std::string_view cars
   w.Bool(rs.OptSlipstreamInCurves).Bool(rs.OptNoLaneChangeInCurves);
   w.EndLine();
   for (int car = 1; car <= kMaxCars; ++car) WriteDriver(w, GetCar(rs, car), rs.CarWetTires[car], carsFolder);
-  for (int i = 1; i <= kMaxCars; ++i) WriteRaceRecord(w, rs, i);
+  for (int i = 1; i <= kMaxCars; ++i) WriteCarRaceRecord(w, rs, i, rs.FinishOrder[i]);
   for (int lap = 0; lap <= kMaxLaps; ++lap) {
     WriteRow(w, rs.LapOrder[lap], PutInt);
     WriteRow(w, rs.LapGap[lap], PutDbl);
