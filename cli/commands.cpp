@@ -9,6 +9,7 @@
 #include "cli/bench_command.h"
 #include "cli/cars_command.h"
 #include "cli/game_commands.h"
+#include "cli/online_command.h"
 #include "cli/play.h"
 #include "cli/report_command.h"
 #include "cli/season_command.h"
@@ -33,7 +34,7 @@ const std::string kUsage =
         "      load result tables as the game does and print each row: name, dice, low, high\n") +
     "  cars FILE.crs [--json]\n"
     "      load a car file as the game does and print each car with its design cost\n" +
-    kGameCommandsUsage + kPlayUsage + kSeasonUsage + kReportUsage + kBenchUsage;
+    kGameCommandsUsage + kPlayUsage + kOnlineUsage + kSeasonUsage + kReportUsage + kBenchUsage;
 
 struct TrackInfoArgs {
   std::string file;
@@ -227,6 +228,10 @@ int RunCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
   if (command == "check") return CheckCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, out, err);
   if (command == "start")
     return StartCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, dataFolder, out, err);
+  if (command == "host")
+    return HostCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, dataFolder, rng, out, err);
+  if (command == "join")
+    return JoinCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, dataFolder, rng, out, err);
   if (command == "season")
     return SeasonCommand({args.begin() + static_cast<long>(i) + 1, args.end()}, dataFolder, out, err);
   if (command == "report")

@@ -11,7 +11,7 @@
 #include "ai/drivers.h"
 #include "cars/car_file.h"
 #include "cli/commands.h"
-#include "cli/race_json.h"
+#include "core/race_json.h"
 #include "core/numbers.h"
 #include "core/paths.h"
 #include "core/race_log.h"
@@ -264,19 +264,7 @@ class PlayConsole : public Console {
   bool unattended_;
 };
 
-struct PlayArgs {
-  std::string track, tables, script, dumpJson, cars, config, resume, saveFile;
-  int saveAt = 0;  // the race turn after which saveFile is written; 0 for none
-  std::vector<std::string> designs;
-  std::optional<int> laps, carsRacing, pits;
-  bool weather = false;
-  std::optional<std::string> qualifying;
-  std::string mode{kModeSingle};
-  std::optional<std::uint64_t> seed;
-  std::vector<double> rnd;
-  bool log = false;
-  bool leaderboard = false;  // the running order each time the leader starts a lap
-};
+}  // namespace
 
 std::optional<PlayArgs> ParsePlay(const std::vector<std::string>& args, std::ostream& err) {
   PlayArgs a;
@@ -367,6 +355,8 @@ std::optional<PlayArgs> ParsePlay(const std::vector<std::string>& args, std::ost
   return a;
 }
 
+namespace {
+
 // Reads "START,ACC,DEC,TOP,WEAR,DRM" into car `car`.
 bool ReadDesign(RaceState& rs, int car, const std::string& text) {
   std::vector<int> v;
@@ -397,6 +387,7 @@ std::string ExpectedFor(Waiting w) {
     case Waiting::RaceControl:
     case Waiting::Paused: return "the race waits for its controls (next-turn, finish-lap, finish-race)";
     case Waiting::RaceOver: return "the race is over";
+    case Waiting::Elsewhere: return "another player has the turn";
     case Waiting::Nothing: break;
   }
   return "nothing is waited for";
@@ -528,8 +519,8 @@ void PrintStandings(const RaceState& rs, std::ostream& out) {
   }
 }
 
-// Sets up the race from the command line: a configuration, a track, tables, cars and settings.
-// Returns kExitOk, or the status of a failure it has told.
+}  // namespace
+
 int SetUpRace(RaceState& rs, const PlayArgs& a, std::ostream& err) {
   auto fileError = [&err](const FileError& e) {
     err << "velomark-cli: " << e.Describe() << "\n";
@@ -590,6 +581,8 @@ int SetUpRace(RaceState& rs, const PlayArgs& a, std::ostream& err) {
   if (a.weather) rs.WeatherEnabled = true;
   return kExitOk;
 }
+
+namespace {
 
 }  // namespace
 

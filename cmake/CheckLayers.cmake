@@ -7,7 +7,7 @@ set(levels
   engine 3
   ai 4 cars 4
   game 5 season 5 reports 5 online 5
-  tools 6
+  tools 6 net 6
   cli 7 app 7
   tests 8 bench 8)
 

@@ -250,6 +250,7 @@ void RaceEngine::BeginTurn() {
   // Steps 2 and 3 only draw; the serve stage loads the leader's panel if it is human.
   // Step 4. A weather roll that is due stays due until it is rolled, across turns.
   rs_.ContinueTurns = true;
+  Call(Seams.TurnBegins);
 }
 
 RaceEngine::Stage RaceEngine::Serve() {
@@ -329,6 +330,7 @@ RaceEngine::Stage RaceEngine::AdvanceRound() {
       }
       rs_.SteeringPhase = false;
       rs_.SpeedPhase = true;
+      Call(Seams.TurnBegins);
     } else {
       rs_.SteeringPhase = true;
       rs_.TurnWrapped = false;
@@ -367,6 +369,11 @@ RaceEngine::Stage RaceEngine::SteeringSlot() {
     }
     return Stage::Serve;
   }
+  DriveAI(car);
+  return Stage::Advance;
+}
+
+void RaceEngine::DriveAI(int car) {
   ComputeSpeedRange(rs_);
   // The check settles the speed the AI chose for this turn, not the one it ran last turn.
   rs_.WorkSpeed = rs_.CarNewSpeed[car];
@@ -379,7 +386,12 @@ RaceEngine::Stage RaceEngine::SteeringSlot() {
     Call(Seams.PlanMove);
   }
   CalcAvgSpeed(rs_, car);
-  return Stage::Advance;
+}
+
+bool RaceEngine::HeldBy(const std::function<bool(RuleContext&)>& seam) {
+  if (!seam || !seam(ctx_)) return false;
+  waiting_ = Waiting::Elsewhere;
+  return true;
 }
 
 void RaceEngine::ServePitLane() {
@@ -650,6 +662,7 @@ void RaceEngine::NewSpeed(int i, bool draft) {
     rs_.CarWetTires[rs_.CurrentCar] = speedFrame_.WetTires;
   // Step 6.
   waiting_ = Waiting::Nothing;
+  if (HeldBy(Seams.SpeedChosen)) return;
   RaceSequence();
 }
 
@@ -678,17 +691,45 @@ void RaceEngine::Steer(SteeringCommand command) {
   if (rs_.MoveEnded || rs_.SpacesLeft < 1) {
     CalcAvgSpeed(rs_, rs_.CurrentCar);
     waiting_ = Waiting::Nothing;
+    if (HeldBy(Seams.MoveMade)) return;
     RaceSequence();
   }
 }
 
 void RaceEngine::AutoPilot() {
-  if (waiting_ != Waiting::Speed || !IsCarNumber(rs_.CurrentCar)) return;
+  if (!IsCarNumber(rs_.CurrentCar)) return;
+  // A car whose driver left in the middle of its slot (online) is moved by the AI from where the
+  // slot began: its speed for the turn stands.
+  if (waiting_ == Waiting::Steering) {
+    rs_.CarIsAI[rs_.CurrentCar] = true;
+    steeringPanel_ = SteeringPanel{};
+    waiting_ = Waiting::Nothing;
+    DriveAI(rs_.CurrentCar);
+    RaceSequence();
+    return;
+  }
+  if (waiting_ != Waiting::Speed) return;
   rs_.CarIsAI[rs_.CurrentCar] = true;
   for (SpeedButton& b : speedFrame_.Buttons) {
     b.Colour = kColourGrey;
     b.Enabled = false;
   }
+  waiting_ = Waiting::Nothing;
+  if (HeldBy(Seams.SpeedChosen)) return;
+  RaceSequence();
+}
+
+void RaceEngine::TakeSpeedFromElsewhere() {
+  if (waiting_ != Waiting::Speed && waiting_ != Waiting::PitContinue) return;
+  undoOffered_ = false;
+  atTurnStart_ = false;
+  waiting_ = Waiting::Nothing;
+  RaceSequence();
+}
+
+void RaceEngine::TakeMoveFromElsewhere() {
+  if (waiting_ != Waiting::Steering) return;
+  steeringPanel_ = SteeringPanel{};
   waiting_ = Waiting::Nothing;
   RaceSequence();
 }
@@ -775,6 +816,7 @@ std::string RaceEngine::WaitDescription() const {
     case Waiting::RaceControl: return "race control";
     case Waiting::Paused: return "race control (paused)";
     case Waiting::RaceOver: return "race over";
+    case Waiting::Elsewhere: return "another player's turn";
   }
   return "";
 }

@@ -24,6 +24,7 @@ enum class Waiting {
   RaceControl,  // no human on the track: cmdNextTurn, cmdFinishLap or cmdFinishRace
   Paused,       // paused at the end of a turn: cmdNextTurn restarts
   RaceOver,
+  Elsewhere,    // online: the turn is on another player's machine
 };
 
 // The work of subsystems that plug into the turn: each is called where the turn needs it and
@@ -41,6 +42,13 @@ struct EngineSeams {
   std::function<void(RuleContext&)> SaveUndoFile;            // at the end of every race turn
   std::function<void(RuleContext&)> EndRace;                 // the end of a race, with its results
   std::function<void()> Yield;                               // let the window's events run
+  // Online racing. A speed pass is about to be served: at the top of a race turn, and after the
+  // steering pass when the turns run on.
+  std::function<void(RuleContext&)> TurnBegins;
+  // A human's speed (or auto-pilot) is settled, and a human's move has ended. Returning true holds
+  // the engine there: the turn goes on on another machine.
+  std::function<bool(RuleContext&)> SpeedChosen;
+  std::function<bool(RuleContext&)> MoveMade;
 };
 
 class RaceEngine {
@@ -83,6 +91,13 @@ class RaceEngine {
   // only between race turns, since only a turn's start can be saved.
   bool EndRaceRC();
   void EndRace();
+
+  // Online: the speed or the move the engine waits for was made on another machine and is in the
+  // state already; the engine goes on as after the panel's own command.
+  void TakeSpeedFromElsewhere();
+  void TakeMoveFromElsewhere();
+  // Online: the engine waits while the turn is on another machine.
+  void WaitElsewhere() { waiting_ = Waiting::Elsewhere; }
 
   // Takes up a race whose state was put back mid-turn (a snapshot, a saved race): the engine
   // waits again for what it waited for then, with the panel recomputed.
@@ -135,6 +150,10 @@ class RaceEngine {
   void Finish(Waiting why);
   // One turn of the pit lane; a car released past the line counts its crossing there.
   void ServePitLane();
+  // The move of an AI car, or of a car put on auto-pilot in the middle of its slot.
+  void DriveAI(int car);
+  // Lets an online seam hold the engine; returns whether it did.
+  bool HeldBy(const std::function<bool(RuleContext&)>& seam);
   // The end of a race turn: the undo files are written and the turn may be taken back.
   void SaveUndoFile();
   template <class F>

@@ -169,6 +169,7 @@ std::vector<std::string> WriteScript(const Track& track, const ResultTables& tab
         engine.FinishRace();
         break;
       case Waiting::RaceOver:
+      case Waiting::Elsewhere:
       case Waiting::Nothing: ADD_FAILURE() << "the engine waits for nothing"; return script;
     }
   }

@@ -172,6 +172,7 @@ class StressRace {
         case Waiting::RaceControl:
         case Waiting::Paused: engine.FinishRace(); break;
         case Waiting::RaceOver:
+        case Waiting::Elsewhere:
         case Waiting::Nothing: faults_.push_back("the engine waits for nothing"); return faults_;
       }
     }
