@@ -411,6 +411,11 @@ int JoinCommand(const std::vector<std::string>& args, const std::string& dataFol
   ChatSession& session = side.net.Session();
   session.Connecting();
   race.Hooks.Notice = [&err](const std::string& text) { err << "join: " << text << "\n"; };
+  race.Hooks.Changed = [&out, &race, told = false]() mutable {
+    if (told || race.OnlineCar == 0) return;
+    told = true;
+    out << "driving car " << race.OnlineCar << std::endl;
+  };
   race.Attach();
   race.SendCar(entered);
   session.Join(name);
@@ -435,7 +440,6 @@ int JoinCommand(const std::vector<std::string>& args, const std::string& dataFol
     err << "join: " << (lost ? "the connection to the host was lost" : "the race did not end") << "\n";
     return kExitNetwork;
   }
-  out << "car " << race.OnlineCar << "\n";
   PrintFinish(rs, out);
   side.net.CloseAll();
   return dumped;
