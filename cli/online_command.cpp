@@ -28,7 +28,7 @@
 namespace vm {
 
 const char* const kOnlineUsage =
-    "  host --port P [--players K] [--dropped ai|wait] [--interval MS] [--timeout SECONDS]\n"
+    "  host [--port P] [--players K] [--dropped ai|wait] [--interval MS] [--timeout SECONDS]\n"
     "       (--track T.trk --tables R.rst --cars C.crs ... as for play) [--script S.txt] [--dump-json OUT.json]\n"
     "      host an online race: wait for K players, then race; car 1 is the host's, the player on\n"
     "      connection n drives car n + 1, every other car is the AI's. A player who leaves is\n"
@@ -268,14 +268,14 @@ void PrintFinish(const RaceState& rs, std::ostream& out) {
 
 int HostCommand(const std::vector<std::string>& args, const std::string& dataFolder, Random& rng, std::ostream& out,
                 std::ostream& err) {
-  int port = -1, players = 0, interval = 0, timeout = 600;
+  int port = kDefaultPort, players = 0, interval = 0, timeout = 600;
   bool dropToAI = true;
   std::vector<std::string> raceArgs;
   OptionReader r{args, 0, err};
   for (; r.i < args.size() && !r.failed; ++r.i) {
     const std::string& opt = args[r.i];
     if (opt == "--port") {
-      port = r.Number(opt, 0, 65535).value_or(-1);
+      port = r.Number(opt, 0, 65535).value_or(kDefaultPort);
     } else if (opt == "--players") {
       players = r.Number(opt, 0, kMaxCars - 1).value_or(0);
     } else if (opt == "--interval") {
@@ -293,8 +293,8 @@ int HostCommand(const std::vector<std::string>& args, const std::string& dataFol
       raceArgs.push_back(opt);
     }
   }
-  if (r.failed || port < 0) {
-    err << (port < 0 && !r.failed ? "host: --port is needed\n" : "") << kOnlineUsage;
+  if (r.failed) {
+    err << kOnlineUsage;
     return kExitUsage;
   }
   std::optional<PlayArgs> a = ParsePlay(raceArgs, err);

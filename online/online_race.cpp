@@ -24,6 +24,11 @@ void OnlineRace::Attach() {
     if (engine_.WaitingFor() == Waiting::RaceOver) return;
     for (int car = 1; car <= kMaxCars; ++car) {
       if (RemoteConnection[car] != n) continue;
+      // Before the start the car is simply nobody's: the computer will drive it.
+      if (!rs_.RaceRunning) {
+        RemoteConnection[car] = 0;
+        continue;
+      }
       DriverLost[car] = true;
       // The connection's number may come back with another player: the car keeps no tie to it.
       RemoteConnection[car] = -1;
@@ -253,7 +258,11 @@ void OnlineRace::RecordLine(const std::string& tag, const std::string& payload, 
   if (tag == "[CRS]") {
     if (!OnlineHost) return;
     const int car = source + 1;
-    if (source < 1 || car > kMaxCars) return;
+    if (source < 1) return;
+    if (car > kMaxCars) {
+      session_.SendToPerson("[Message]The field is full: you can watch the race, but not drive in it.", source);
+      return;
+    }
     if (rs_.RaceRunning) {
       session_.SendToPerson("[Message]The race has begun: you can watch it, but not drive in it.", source);
       return;

@@ -123,6 +123,7 @@ constexpr int kSpeedMax = 1000;
 constexpr int kLapMax = kMaxLaps + 1;
 constexpr int kPitRows = 11;
 constexpr size_t kExtensionChunk = 16000;
+constexpr size_t kMaxRecordBytes = 8 * 1024 * 1024;
 
 // --- Sections ----------------------------------------------------------------------------------------
 
@@ -473,6 +474,14 @@ std::optional<RecordChannel::Completed> RecordChannel::Line(const std::string& t
                                                                  : 1;
   int& count = b->Counts[section];
   if (count >= cap) return std::nullopt;
+  // No record of a race comes near this; a sender that goes on is no racer.
+  b->Bytes += payload.size();
+  if (b->Bytes > kMaxRecordBytes) {
+    b->Broken = true;
+    b->Error = "the record grew past " + std::to_string(kMaxRecordBytes / (1024 * 1024)) + " MB";
+    b->Lines.clear();
+    return std::nullopt;
+  }
   count += 1;
   b->Section = section;
   if (b->Kind != RecordKind::SIP && section == Laps) {

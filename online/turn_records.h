@@ -80,6 +80,7 @@ class RecordChannel {
     int Section = -1;                // index of the last section seen
     std::map<int, int> Counts;       // lines per section
     int WindowLines = -1;            // rows per lap section, from the lap window
+    size_t Bytes = 0;
     bool Broken = false;
     std::string Error;
   };
