@@ -94,7 +94,7 @@ class Driver {
       if (!Perform(engine, words)) return "script line " + std::to_string(number) + " does not fit the panel";
       return std::nullopt;
     }
-    Auto(engine);
+    DriveByRule(engine);
     return std::nullopt;
   }
 
@@ -141,41 +141,6 @@ class Driver {
       return true;
     }
     return false;
-  }
-
-  // The simple rule: the fastest speed not shown red, and the first open step of straight, left,
-  // right and the in-turn steps; the move ends when none is open.
-  static void Auto(RaceEngine& engine) {
-    switch (engine.WaitingFor()) {
-      case Waiting::Speed: {
-        int pick = -1, lowest = -1;
-        for (const SpeedButton& b : engine.SpeedPanel().Buttons) {
-          if (!b.Enabled || !b.Seen) continue;
-          if (lowest < 0) lowest = b.Speed;
-          if (b.Colour != kColourRed) pick = b.Speed;
-        }
-        engine.NewSpeed(std::max(0, pick >= 0 ? pick : lowest) / 20);
-        break;
-      }
-      case Waiting::PitContinue: engine.PitContinue(); break;
-      case Waiting::Steering: {
-        const SteeringPanel& p = engine.SteeringPanelShown();
-        const std::pair<const SteeringButton*, SteeringCommand> steps[] = {
-            {&p.Straight, SteeringCommand::cmdStraight},
-            {&p.Left, SteeringCommand::cmdLeft},
-            {&p.Right, SteeringCommand::cmdRight},
-            {&p.InTurnLeft, SteeringCommand::cmdInTurnLeft},
-            {&p.InTurnRight, SteeringCommand::cmdInTurnRight}};
-        for (const auto& [button, command] : steps)
-          if (button->Visible && button->Enabled) {
-            engine.Steer(command);
-            return;
-          }
-        engine.Steer(SteeringCommand::cmdEndEarly);
-        break;
-      }
-      default: break;
-    }
   }
 
   std::vector<std::pair<int, std::vector<std::string>>> lines_;

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vm {
 
@@ -185,6 +186,9 @@ inline constexpr std::uintmax_t kMaxTextFileBytes = 16u * 1024 * 1024;
 // kMaxTextFileBytes gives TooLarge, both without reading a byte and without blocking.
 // `text` is left alone on failure.
 std::optional<FileError> ReadTextFile(const std::string& path, std::string& text);
+
+// Returns a text's lines without their ends; a CR before the LF is dropped.
+std::vector<std::string> SplitLines(std::string_view text);
 
 // ReadTextFile for callers that need only the text: nullopt on any failure.
 std::optional<std::string> ReadWholeFile(const std::string& path);

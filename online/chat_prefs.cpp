@@ -23,20 +23,6 @@ bool SameName(std::string_view a, std::string_view b) {
          });
 }
 
-// The file's lines without their ends; a CR before the LF is dropped.
-std::vector<std::string> SplitLines(const std::string& text) {
-  std::vector<std::string> lines;
-  size_t start = 0;
-  while (start < text.size()) {
-    size_t end = text.find('\n', start);
-    if (end == std::string::npos) end = text.size();
-    std::string line = text.substr(start, end - start);
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    lines.push_back(std::move(line));
-    start = end + 1;
-  }
-  return lines;
-}
 
 // "[name]" gives name.
 std::optional<std::string_view> SectionName(std::string_view line) {

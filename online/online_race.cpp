@@ -322,6 +322,39 @@ void OnlineRace::Completed(const RecordChannel::Completed& done, int source) {
   LoadTIP(done.Kind);
 }
 
+void DriveByRule(RaceEngine& engine) {
+  switch (engine.WaitingFor()) {
+    case Waiting::Speed: {
+      int pick = -1, lowest = -1;
+      for (const SpeedButton& b : engine.SpeedPanel().Buttons) {
+        if (!b.Enabled || !b.Seen) continue;
+        if (lowest < 0) lowest = b.Speed;
+        if (b.Colour != kColourRed) pick = b.Speed;
+      }
+      engine.NewSpeed(std::max(0, pick >= 0 ? pick : lowest) / 20);
+      break;
+    }
+    case Waiting::PitContinue: engine.PitContinue(); break;
+    case Waiting::Steering: {
+      const SteeringPanel& p = engine.SteeringPanelShown();
+      const std::pair<const SteeringButton*, SteeringCommand> steps[] = {
+          {&p.Straight, SteeringCommand::cmdStraight},
+          {&p.Left, SteeringCommand::cmdLeft},
+          {&p.Right, SteeringCommand::cmdRight},
+          {&p.InTurnLeft, SteeringCommand::cmdInTurnLeft},
+          {&p.InTurnRight, SteeringCommand::cmdInTurnRight}};
+      for (const auto& [button, command] : steps)
+        if (button->Visible && button->Enabled) {
+          engine.Steer(command);
+          return;
+        }
+      engine.Steer(SteeringCommand::cmdEndEarly);
+      break;
+    }
+    default: break;
+  }
+}
+
 void OnlineRace::Say(const std::string& text) {
   session_.UpdateStatus(text);
   if (Hooks.Notice) Hooks.Notice(text);

@@ -22,6 +22,10 @@ struct OnlineHooks {
   std::function<void(const std::string&)> Notice;
 };
 
+// Makes the choice of a player who gave none: the fastest speed not shown red, the first open step
+// of straight, left, right and the in-turn steps, and an early end when none is open.
+void DriveByRule(RaceEngine& engine);
+
 class OnlineRace {
  public:
   // `appPath` is the data folder, with its trailing separator; the records go to its

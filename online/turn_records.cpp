@@ -547,17 +547,9 @@ namespace {
 std::vector<std::string> RecordLines(const std::string& path) {
   std::string text;
   if (std::optional<FileError> e = ReadTextFile(path, text)) throw RecordError(e->Describe());
-  std::vector<std::string> lines;
-  size_t start = 0;
-  while (start < text.size()) {
-    size_t end = text.find('\n', start);
-    if (end == std::string::npos) end = text.size();
-    std::string line = text.substr(start, end - start);
-    if (!line.empty() && line.back() == '\r') line.pop_back();
+  std::vector<std::string> lines = SplitLines(text);
+  for (std::string& line : lines)
     if (line.size() >= 2 && line.front() == '"' && line.back() == '"') line = line.substr(1, line.size() - 2);
-    lines.push_back(std::move(line));
-    start = end + 1;
-  }
   return lines;
 }
 

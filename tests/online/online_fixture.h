@@ -52,34 +52,6 @@ inline bool RunUntil(const std::function<bool()>& done, int seconds = 60) {
   return true;
 }
 
-// Presses the first open button of the live panel: the fastest speed not shown red, straight
-// before the sides.
-inline void AutoDrive(RaceEngine& engine) {
-  switch (engine.WaitingFor()) {
-    case Waiting::Speed: {
-      int pick = 0;
-      for (const SpeedButton& b : engine.SpeedPanel().Buttons)
-        if (b.Enabled && b.Seen && b.Colour != kColourRed) pick = b.Speed;
-      engine.NewSpeed(pick / 20);
-      break;
-    }
-    case Waiting::PitContinue: engine.PitContinue(); break;
-    case Waiting::Steering: {
-      const SteeringPanel& p = engine.SteeringPanelShown();
-      for (auto [button, command] : {std::pair{&p.Straight, SteeringCommand::cmdStraight},
-                                     std::pair{&p.Left, SteeringCommand::cmdLeft},
-                                     std::pair{&p.Right, SteeringCommand::cmdRight}})
-        if (button->Visible && button->Enabled) {
-          engine.Steer(command);
-          return;
-        }
-      engine.Steer(SteeringCommand::cmdEndEarly);
-      break;
-    }
-    default: break;
-  }
-}
-
 // One machine of an online race in this process.
 struct Machine {
   std::string Data;
@@ -130,7 +102,7 @@ struct Machine {
   // Makes one choice when this machine's panel is live.
   void Play() {
     if (Race->LocalTurn()) {
-      AutoDrive(Engine);
+      DriveByRule(Engine);
       Race->Pump();
     }
   }
