@@ -358,15 +358,19 @@ void ChatSession::ProcessLine(const std::string& line, int source) {
 }
 
 void ChatSession::HostLine(const std::string& tag, const std::string& payload, int source) {
+  // A player without a name gets one: a nameless entry would outlive its player, whose leaving
+  // is told by name.
+  const std::string name =
+      payload.find_first_not_of(' ') == std::string::npos ? "Player " + std::to_string(source) : payload;
   if (tag == "[Joined]") {
-    UpdateStatus(payload + " joined.");
-    SendToAll("[Joined]" + payload, false);
+    UpdateStatus(name + " joined.");
+    SendToAll("[Joined]" + name, false);
     // A person is a socket of the array; a second "[Joined]" renames rather than doubles him.
-    if (source >= 1) ChangeAddName(source, payload);
+    if (source >= 1) ChangeAddName(source, name);
     SendPeopleList();
   } else if (tag == "[Change Name]") {
     if (source >= 1) {
-      ChangeAddName(source, payload);
+      ChangeAddName(source, name);
       SendPeopleList();
     }
   } else if (tag == "[Message]") {

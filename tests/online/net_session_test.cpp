@@ -4,11 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
 #include <QSignalSpy>
 #include <QTcpSocket>
 #include <QTest>
-#include <algorithm>
 #include <functional>
 #include <memory>
 #include <string>
@@ -86,7 +84,9 @@ class NetSessionTest : public ::testing::Test {
   std::vector<std::unique_ptr<NetSession>> players;
 };
 
-TEST_F(NetSessionTest, JoinsReachEveryPeopleListWithTheHostsNumbers) {
+// Three players on one host: every list holds the host's numbers, a public line reaches every
+// reader once, a private one only its target.
+TEST_F(NetSessionTest, ThreeWayChatReachesEveryReaderOnce) {
   NetSession& ann = Join("Ann");
   NetSession& bob = Join("Bob, [the second]");
   const std::vector<std::string> expected = {"Host", "Ann", "Bob, [the second]"};
@@ -94,40 +94,32 @@ TEST_F(NetSessionTest, JoinsReachEveryPeopleListWithTheHostsNumbers) {
   for (NetSession* player : {&ann, &bob}) {
     EXPECT_TRUE(WaitFor([&] { return Names(player->Session()) == expected; }));
     EXPECT_EQ(NumberOf(player->Session(), "Host"), kHostOwnNumber);
-    EXPECT_EQ(NumberOf(player->Session(), "Ann"), 1);
     EXPECT_EQ(NumberOf(player->Session(), "Bob, [the second]"), 2);
   }
-  EXPECT_TRUE(Has(host.Session().Status, "Ann joined.\r\nBob, [the second] joined.\r\n"));
   EXPECT_TRUE(WaitFor([&] { return Has(ann.Session().Status, "Bob, [the second] joined.\r\n"); }));
-  EXPECT_EQ(host.Connections(), 2);
-}
-
-TEST_F(NetSessionTest, MessagesPublicAndPrivateReachTheirReadersOnce) {
-  NetSession& ann = Join("Ann");
-  NetSession& bob = Join("Bob");
 
   ann.Session().Send("hello, [world]");
-  const std::string line = "Ann: hello, [world]\r\n";
-  EXPECT_TRUE(WaitFor([&] { return Has(bob.Session().Dialog, line) && Has(host.Session().Dialog, line); }));
   host.Session().Send("welcome");
-  EXPECT_TRUE(WaitFor([&] { return Has(ann.Session().Dialog, "Host: welcome\r\n"); }));
-  EXPECT_TRUE(WaitFor([&] { return Has(bob.Session().Dialog, "Host: welcome\r\n"); }));
-  EXPECT_EQ(Count(ann.Session().Dialog, line), 1u);
-  EXPECT_EQ(Count(bob.Session().Dialog, line), 1u);
-  EXPECT_EQ(Count(host.Session().Dialog, "Host: welcome"), 1u);
-
+  const std::string line = "Ann: hello, [world]\r\n";
+  EXPECT_TRUE(WaitFor([&] {
+    return Has(bob.Session().Dialog, line) && Has(host.Session().Dialog, line) &&
+           Has(ann.Session().Dialog, "Host: welcome\r\n") && Has(bob.Session().Dialog, "Host: welcome\r\n");
+  }));
   ann.Session().Private = true;
-  Select(ann.Session(), "Bob");
+  Select(ann.Session(), "Bob, [the second]");
   ann.Session().Send("psst");
-  EXPECT_TRUE(WaitFor([&] { return Has(bob.Session().Dialog, "*Ann*: psst\r\n"); }));
   // A public line after it: once that has arrived everywhere, the private one would have too.
   ann.Session().Private = false;
   ann.Session().Send("done");
   EXPECT_TRUE(
       WaitFor([&] { return Has(host.Session().Dialog, "Ann: done") && Has(bob.Session().Dialog, "Ann: done"); }));
   EXPECT_FALSE(Has(host.Session().Dialog, "psst"));
-  EXPECT_EQ(Count(ann.Session().Dialog, "*Ann*: psst"), 1u);
-  EXPECT_EQ(Count(bob.Session().Dialog, "*Ann*: psst"), 1u);
+  for (NetSession* player : {&ann, &bob}) {
+    EXPECT_EQ(Count(player->Session().Dialog, line), 1u);
+    EXPECT_EQ(Count(player->Session().Dialog, "Host: welcome"), 1u);
+    EXPECT_EQ(Count(player->Session().Dialog, "*Ann*: psst\r\n"), 1u);
+  }
+  EXPECT_EQ(Count(host.Session().Dialog, "Host: welcome"), 1u);
 }
 
 TEST_F(NetSessionTest, KickClosesTheKickedAndTellsTheOthers) {
@@ -143,7 +135,6 @@ TEST_F(NetSessionTest, KickClosesTheKickedAndTellsTheOthers) {
   host.Session().Kick();
   EXPECT_TRUE(WaitFor([&] { return annClosed.count() == 1; }));
   EXPECT_FALSE(ann.AnyOpen());
-  EXPECT_TRUE(Has(ann.Session().Status, "Disconnected.\r\n"));
   EXPECT_TRUE(ann.Session().People.empty());
   EXPECT_TRUE(Has(host.Session().Status, "Kicked Ann.\r\n"));
   EXPECT_FALSE(Has(host.Session().Status, "Ann disconnected."));
@@ -151,6 +142,13 @@ TEST_F(NetSessionTest, KickClosesTheKickedAndTellsTheOthers) {
   EXPECT_EQ(Names(bob.Session()), (std::vector<std::string>{"Host", "Bob"}));
   EXPECT_FALSE(host.PersonConnected(1));
   EXPECT_TRUE(host.PersonConnected(2));
+
+  // The host closing sends the others back to idle.
+  QSignalSpy bobClosed(&bob, &NetSession::serverClosed);
+  host.CloseAll();
+  EXPECT_FALSE(host.AnyOpen());
+  EXPECT_TRUE(WaitFor([&] { return bobClosed.count() == 1 && !bob.AnyOpen(); }));
+  EXPECT_TRUE(Has(bob.Session().Status, "Disconnected.\r\n"));
 }
 
 TEST_F(NetSessionTest, LeavingPlayersAreReportedAndTheirSocketIsReused) {
@@ -178,16 +176,6 @@ TEST_F(NetSessionTest, LeavingPlayersAreReportedAndTheirSocketIsReused) {
   EXPECT_TRUE(WaitFor([&] { return Has(carol.Session().Dialog, "Bob: hi all\r\n"); }));
 }
 
-TEST_F(NetSessionTest, HostClosingSendsEveryPlayerBackToIdle) {
-  NetSession& ann = Join("Ann");
-  QSignalSpy closed(&ann, &NetSession::serverClosed);
-  host.CloseAll();
-  EXPECT_FALSE(host.AnyOpen());
-  EXPECT_TRUE(WaitFor([&] { return closed.count() == 1; }));
-  EXPECT_TRUE(Has(ann.Session().Status, "Disconnected.\r\n"));
-  EXPECT_FALSE(ann.AnyOpen());
-}
-
 TEST_F(NetSessionTest, ALineSplitAcrossTwoWritesArrivesWhole) {
   auto raw = Raw();
   raw->write("[Joined]Ca");
@@ -204,24 +192,17 @@ TEST_F(NetSessionTest, ALineSplitAcrossTwoWritesArrivesWhole) {
   EXPECT_EQ(NumberOf(host.Session(), "Carol"), 1);
 }
 
-TEST_F(NetSessionTest, AnOverLongLineCutsOnlyItsSender) {
+// An over-long line, bytes no player of ours would send, peers vanishing mid-line: each such
+// peer is cut alone and the session runs on.
+TEST_F(NetSessionTest, HostilePeersCutOnlyThemselves) {
   NetSession& ann = Join("Ann");
   NetSession& bob = Join("Bob");
-  auto raw = Raw();
-  raw->write("[Joined]Mallory\r\n");
+  auto mallory = Raw();
+  mallory->write("[Joined]Mallory\r\n");
   ASSERT_TRUE(WaitFor([&] { return NumberOf(host.Session(), "Mallory") == 3; }));
-  raw->write(QByteArray(static_cast<qsizetype>(kMaxLineBytes) + 10, 'x'));
-  EXPECT_TRUE(WaitFor([&] { return raw->state() == QAbstractSocket::UnconnectedState; }));
+  mallory->write(QByteArray(static_cast<qsizetype>(kMaxLineBytes) + 10, 'x'));
+  EXPECT_TRUE(WaitFor([&] { return mallory->state() == QAbstractSocket::UnconnectedState; }));
   EXPECT_TRUE(WaitFor([&] { return Has(ann.Session().Status, "Mallory disconnected.\r\n"); }));
-  EXPECT_FALSE(host.PersonConnected(3));
-
-  ann.Session().Send("still here");
-  EXPECT_TRUE(WaitFor([&] { return Has(bob.Session().Dialog, "Ann: still here\r\n"); }));
-}
-
-// Bytes no player of ours would send, and a peer vanishing in the middle of them.
-TEST_F(NetSessionTest, HostileBytesAndVanishingPeersLeaveTheSessionRunning) {
-  NetSession& ann = Join("Ann");
   for (const QByteArray& junk :
        {QByteArray("\0\0]]][[\r\r\n\n\r\n", 13), QByteArray("[Private Message]99999999990000000001x\r\n"),
         QByteArray("[Private Message]-000000001\r\n[Kicked]0000000001\r\n[People]abc\r\n"),
@@ -232,17 +213,18 @@ TEST_F(NetSessionTest, HostileBytesAndVanishingPeersLeaveTheSessionRunning) {
     raw->flush();
     raw->abort();
   }
-  ann.Session().Send("after the storm");
-  EXPECT_TRUE(WaitFor([&] { return Has(host.Session().Dialog, "Ann: after the storm\r\n"); }));
+  ann.Session().Send("still here");
   EXPECT_TRUE(WaitFor([&] {
-    for (int n = 2; n <= host.Connections(); ++n) {
+    return Has(bob.Session().Dialog, "Ann: still here\r\n") && Has(host.Session().Dialog, "Ann: still here\r\n");
+  }));
+  EXPECT_TRUE(WaitFor([&] {
+    for (int n = 3; n <= host.Connections(); ++n) {
       if (host.PersonConnected(n)) return false;
     }
     return true;
   }));
-  ASSERT_GE(host.Session().People.size(), 2u);
-  EXPECT_EQ(host.Session().People[1].Name, "Ann");
-  EXPECT_TRUE(host.PersonConnected(1));
+  EXPECT_EQ(NumberOf(host.Session(), "Ann"), 1);
+  EXPECT_TRUE(host.PersonConnected(1) && host.PersonConnected(2));
 }
 
 TEST_F(NetSessionTest, ListeningOnATakenPortFailsWithThePortAndTheReason) {
@@ -256,31 +238,23 @@ TEST_F(NetSessionTest, ListeningOnATakenPortFailsWithThePortAndTheReason) {
   EXPECT_FALSE(other.AnyOpen());
   EXPECT_FALSE(other.Listen(70000, error));
   EXPECT_TRUE(error.contains(QStringLiteral("70000")));
-}
-
-TEST(ListenErrorTest, LowPortsTellOfRightsAndOfferAnotherPort) {
-  EXPECT_EQ(SuggestedPort(600), 6600);
-  EXPECT_EQ(SuggestedPort(1), 6001);
-  EXPECT_EQ(SuggestedPort(1024), 1025);
-  EXPECT_EQ(SuggestedPort(65535), 6600);
-  EXPECT_EQ(SuggestedPort(0), 6600);
-  const QString low = ListenErrorMessage(600, true, QStringLiteral("The address is protected"));
-  EXPECT_EQ(low.toStdString(),
+  // A low port keeps its last digits in the port offered; a refusal for rights says so.
+  for (const auto& [asked, offered] : {std::pair{600, 6600}, {1, 6001}, {1024, 1025}, {65535, 6600}, {0, 6600}}) {
+    EXPECT_EQ(SuggestedPort(asked), offered) << asked;
+  }
+  EXPECT_EQ(ListenErrorMessage(600, true, QStringLiteral("The address is protected")).toStdString(),
             "Port 600 could not be opened: ports below 1024 need administrator rights on Linux.\n"
             "Try port 6600 instead, and tell the other players to use it too.");
-  // A low port refused for another reason says that reason.
   EXPECT_EQ(ListenErrorMessage(600, false, QStringLiteral("The bound address is already in use")).toStdString(),
             "Port 600 could not be opened: The bound address is already in use\nTry another port, such as 6600.");
 }
 
-TEST(ConnectTest, NoHostGivesUnableToConnect) {
-  quint16 port = 0;
-  {
-    QTcpServer probe;  // a port that was free a moment ago and is closed now
-    ASSERT_TRUE(probe.listen(QHostAddress::LocalHost, 0));
-    port = probe.serverPort();
-  }
-  for (int target : {static_cast<int>(port), 0}) {
+TEST_F(NetSessionTest, NoHostGivesUnableToConnect) {
+  QTcpServer probe;  // a port that was free a moment ago and is closed now
+  ASSERT_TRUE(probe.listen(QHostAddress::LocalHost, 0));
+  const int port = probe.serverPort();
+  probe.close();
+  for (int target : {port, 0}) {
     NetSession client;
     QSignalSpy failed(&client, &NetSession::connectFailed);
     client.Session().Connecting();
