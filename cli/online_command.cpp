@@ -39,7 +39,9 @@ const char* const kOnlineUsage =
     "      the host gives; --car N also asks that it be car N.\n"
     "      The script gives the player's own choices, one per line, whenever his panel is live:\n"
     "      speed MPH [draft], tires wet|dry, autopilot, pit-continue, left, right, straight,\n"
-    "      inturn-left, inturn-right, end, pit. When it runs out the car is driven by a simple rule.\n"
+    "      inturn-left, inturn-right, end, pit; answers to the panels a move brings up: pit-stop\n"
+    "      [wear] [repair] [splash] [rain|dry], choose K, dice N, yes, no. When the script runs out\n"
+    "      the car is driven by a simple rule.\n"
     "      --dump-json writes the race as all machines share it, for comparing them.\n";
 
 namespace {
@@ -88,7 +90,15 @@ class Driver {
   }
 
   // Makes one choice on the live panel; returns an error for a script line that does not fit.
-  std::optional<std::string> Act(RaceEngine& engine) {
+  // Answers to the panels a move may bring up (pit-stop, choose K, dice N, yes, no) go to the
+  // console before the move that asks for them.
+  std::optional<std::string> Act(RaceEngine& engine, ScriptedConsole& console) {
+    while (next_ < lines_.size() && IsAnswer(lines_[next_].second)) {
+      const std::vector<std::string>& w = lines_[next_++].second;
+      std::string answer = w[0] == "pit-stop" ? "pit-stop" : "";
+      for (size_t i = 1; i < w.size(); ++i) answer += (answer.empty() ? "" : " ") + w[i];
+      console.AddAnswer(answer.empty() ? w[0] : answer);
+    }
     if (next_ < lines_.size()) {
       const auto& [number, words] = lines_[next_++];
       if (!Perform(engine, words)) return "script line " + std::to_string(number) + " does not fit the panel";
@@ -99,6 +109,10 @@ class Driver {
   }
 
  private:
+  static bool IsAnswer(const std::vector<std::string>& w) {
+    return w[0] == "pit-stop" || w[0] == "yes" || w[0] == "no" || ((w[0] == "choose" || w[0] == "dice") && w.size() == 2);
+  }
+
   static bool Perform(RaceEngine& engine, const std::vector<std::string>& w) {
     const Waiting waiting = engine.WaitingFor();
     if (w[0] == "speed" && waiting == Waiting::Speed && w.size() >= 2) {
@@ -183,7 +197,7 @@ struct Side {
         return false;
       }
       if (race->LocalTurn()) {
-        if (std::optional<std::string> e = driver->Act(*engine)) fault = *e;
+        if (std::optional<std::string> e = driver->Act(*engine, console)) fault = *e;
         race->Pump();
         QCoreApplication::processEvents(QEventLoop::AllEvents);
       } else {
