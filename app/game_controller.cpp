@@ -12,15 +12,20 @@
 
 #include "ai/drivers.h"
 #include "app/dialogs/box_score_window.h"
+#include "app/dialogs/chat_window.h"
+#include "app/dialogs/online_window.h"
 #include "app/dialogs/season_display_window.h"
 #include "app/dialogs/season_setup_window.h"
 #include "app/qt_console.h"
 #include "core/paths.h"
 #include "core/stamp.h"
 #include "core/textfile.h"
+#include "core/track_file.h"
 #include "core/units.h"
 #include "game/race_config.h"
 #include "game/startup.h"
+#include "net/net_session.h"
+#include "online/online_race.h"
 #include "rules/result_table_file.h"
 #include "season/season_standings.h"
 
@@ -48,7 +53,14 @@ GameController::GameController(Console* console, QObject* parent)
   files_ = std::make_unique<RaceFiles>(session_, *engine_, "");
 }
 
-GameController::~GameController() { delete report_.data(); }
+GameController::~GameController() {
+  delete report_.data();
+  // The session's hooks call into the shared race: the sockets go first.
+  delete onlineView_.data();
+  delete chat_.data();
+  delete net_.data();
+  online_.reset();
+}
 
 void GameController::SetDialogParent(QWidget* parent) { dialogParent_ = parent; }
 
@@ -79,6 +91,7 @@ void GameController::Changed() {
     session_[Cmd::mnuRaceUndo].Enabled = files_->UndoEnabled();
     session_[Cmd::mnuRaceSave].Enabled = engine_->AtTurnStart() && rs_->GameMode != kModePractice;
   }
+  OnlineCommandStates();
   Q_EMIT commandsChanged();
 }
 
@@ -124,6 +137,8 @@ void GameController::cmdSeasonMode() {
 }
 
 void GameController::cmdExitMode() {
+  // The session ends before the mode does.
+  if (chat_ != nullptr) chat_->close();
   modes_->cmdExitMode();
   Changed();
 }
@@ -136,6 +151,10 @@ void GameController::Run(Cmd command) {
   }
   if (!session_[command].Enabled) return;
   RaceState& rs = *rs_;
+  // Online racing is a single race: leaving the mode ends the session first.
+  if ((command == Cmd::mnuModePractice || command == Cmd::mnuModeSeason || command == Cmd::mnuExitMode) &&
+      chat_ != nullptr)
+    chat_->close();
   switch (command) {
     case Cmd::mnuModePractice: modes_->mnuModePractice(); break;
     case Cmd::mnuModeSingleRace: modes_->mnuModeSingleRace(); break;
@@ -154,9 +173,18 @@ void GameController::Run(Cmd command) {
       if (OpenDialog("frmTrackLoad")) modes_->LoadPendingTrack();
       break;
     case Cmd::mnuRaceStartRace:
+      if (OnlineHosting() && rs.QualifyingMethod == kQualifySingleLap) {
+        console_->ShowMessage(
+            "Single-lap qualifying is run car by car on one machine: choose another method for an online race.",
+            "Velomark", MessageKind::Exclamation);
+        break;
+      }
       CommandsAtRaceStart(session_, rs);
       session_.TrackWindowOpen = true;
-      RaceCommand([this] { engine_->StartRace(); });
+      if (OnlineHosting())
+        RaceCommand([this] { online_->StartRace(); });
+      else
+        RaceCommand([this] { engine_->StartRace(); });
       break;
     case Cmd::mnuFileLoadSavedRace: files_->mnuFileLoadSavedRace(); break;
     case Cmd::mnuRaceSave: files_->mnuRaceSave(); break;
@@ -203,7 +231,15 @@ void GameController::Run(Cmd command) {
     case Cmd::mnuCarSetup: OpenDialog("frmCarSetup"); break;
     case Cmd::mnuGameSettings:
     case Cmd::mnuRaceOptions: OpenDialog("frmRaceOptions"); break;
-    default: break;  // the online commands come with their own work
+    case Cmd::mnuOnlineRacingHost: OpenOnline(true, false); break;
+    case Cmd::mnuOnlineRacingJoin: OpenOnline(false, true); break;
+    case Cmd::mnuOnlineMode:
+      if (chat_ != nullptr && (session_.OnlineMode || chat_->isVisible()))
+        chat_->close();
+      else
+        OpenOnline(false, false);
+      break;
+    default: break;
   }
   Changed();
   SchedulePendingSteps();
@@ -380,6 +416,8 @@ void GameController::RaceCommand(std::function<void()> command) {
   }
   busy_ = true;
   command();
+  // The host serves whatever the other machines have sent meanwhile, and hands on the turn.
+  if (OnlineHosting()) online_->Pump();
   busy_ = false;
   // Whatever came in while the cars moved, in the order it came.
   while (!queued_.empty()) {
@@ -448,6 +486,231 @@ void GameController::EndRaceRC() {
       files_->mnuRaceEndRace();
   });
   SchedulePendingSteps();
+}
+
+// --- Online racing ------------------------------------------------------------------------------
+
+NetSession* GameController::Net() const { return net_.data(); }
+ChatWindow* GameController::Chat() const { return chat_.data(); }
+OnlineWindow* GameController::OnlineView() const { return onlineView_.data(); }
+
+bool GameController::Online() const { return session_.OnlineMode && online_ != nullptr; }
+
+bool GameController::OnlineHosting() const { return Online() && online_->OnlineHost; }
+
+bool GameController::LocalTurn() const {
+  if (!Online()) return true;
+  const Waiting w = engine_->WaitingFor();
+  // The host's race controls are his own; a client's race is driven from the host.
+  if (w == Waiting::RaceControl || w == Waiting::Paused) return online_->OnlineHost;
+  if (w == Waiting::Nothing || w == Waiting::RaceOver) return true;
+  return online_->LocalTurn();
+}
+
+std::string GameController::WaitingText() const {
+  if (!Online()) return "";
+  const RaceState& rs = *rs_;
+  auto driver = [&rs](int car) { return rs.DriverName[car] + " (car " + std::to_string(car) + ")"; };
+  if (!online_->OnlineHost) {
+    const TipHeader& tip = online_->Tip;
+    if (tip.TipSteeringPhase && IsCarNumber(tip.TipCar) && tip.TipCar != online_->OnlineCar)
+      return "Waiting for " + driver(tip.TipCar) + " to move.";
+    if (tip.TipCar == 0) return "Waiting for the host to start the race.";
+    return "Waiting for the host: the other drivers are choosing.";
+  }
+  const int car = rs.CurrentCar;
+  if (!IsCarNumber(car)) return "Waiting for the other drivers.";
+  switch (engine_->WaitingFor()) {
+    case Waiting::Speed: return "Waiting for " + driver(car) + " to choose a speed.";
+    case Waiting::PitContinue: return "Waiting for " + driver(car) + " in the pit lane.";
+    default: return "Waiting for " + driver(car) + " to move.";
+  }
+}
+
+void GameController::OpenOnline(bool autoHost, bool autoJoin) {
+  if (chat_ == nullptr) {
+    net_ = new NetSession(this);
+    const std::string tracks = session_.TracksFolder;
+    auto loadTrack = [tracks](RaceState& state, const std::string& name) -> std::optional<std::string> {
+      if (std::optional<FileError> e = LoadTrack(state.track, JoinPath(tracks, name))) return e->Describe();
+      return std::nullopt;
+    };
+    online_ =
+        std::make_unique<OnlineRace>(net_->Session(), *engine_, *rs_, session_.AppPath, session_.CarsFolder, loadTrack);
+    online_->Hooks.Changed = [this] { OnlineChanged(); };
+    // Said in the session's status already; the status bar shows it as well.
+    online_->Hooks.Notice = [this](const std::string& text) {
+      session_.StatusText = text;
+      onlineDirty_ = true;
+    };
+    onlineAttached_ = false;
+    clientReportShown_ = false;
+    const QString folder = QString::fromStdString(session_.AppPath);
+    chat_ = new ChatWindow(*net_, folder.endsWith(QLatin1Char('/')) ? folder.chopped(1) : folder, dialogParent_);
+    chat_->SetUpCar = [this](bool host) {
+      AttachOnline(host);
+      return OpenDialog("frmCarSetup");
+    };
+    chat_->DriverName = [this] { return rs_->DriverName[1]; };
+    connect(chat_.data(), &ChatWindow::hosted, this, [this] {
+      online_->OnlineCar = 1;
+      session_.OnlineMode = true;
+      rs_->UndoDisabled = true;
+      onlineView_->show();
+      onlineView_->Refresh();
+      Changed();
+    });
+    connect(chat_.data(), &ChatWindow::joined, this, [this] {
+      // The player's car goes first, before his name: the host gives it a number.
+      online_->OnlineCar = 0;
+      online_->SendCar(1);
+      session_.OnlineMode = true;
+      rs_->UndoDisabled = true;
+      onlineView_->show();
+      onlineView_->Refresh();
+      Changed();
+    });
+    connect(chat_.data(), &ChatWindow::sendTip, this, [this] { OnlineEvent([this] { online_->cmdSendTip(); }); });
+    connect(chat_.data(), &ChatWindow::closed, this, &GameController::OnlineClosed);
+    onlineView_ = new OnlineWindow(*this, dialogParent_);
+    connect(this, &GameController::raceChanged, onlineView_.data(), &OnlineWindow::Refresh);
+    connect(net_.data(), &NetSession::changed, onlineView_.data(), &OnlineWindow::Refresh);
+    if (prepareOnline_) prepareOnline_(*net_, *chat_);
+  }
+  chat_->Open(autoHost, autoJoin);
+  Changed();
+}
+
+void GameController::AttachOnline(bool host) {
+  online_->OnlineHost = host;
+  if (onlineAttached_) return;
+  onlineAttached_ = true;
+  // The seams are put back when the session ends, so that the next race is a local one again.
+  offlineSeams_ = engine_->Seams;
+  offlineUndoDisabled_ = rs_->UndoDisabled;
+  online_->Attach();
+  // What comes from the network waits while the engine moves cars: the engine yields to the event
+  // loop, and no record may be read into the race in the middle of a car's move.
+  ChatHooks& hooks = net_->Session().Hooks;
+  hooks.RecordLine = [this, inner = hooks.RecordLine](const std::string& tag, const std::string& payload, int source) {
+    OnlineEvent([inner, tag, payload, source] { inner(tag, payload, source); });
+  };
+  hooks.PersonLost = [this, inner = hooks.PersonLost](int n) { OnlineEvent([inner, n] { inner(n); }); };
+  hooks.ServerLost = [this, inner = hooks.ServerLost] { OnlineEvent(inner); };
+}
+
+void GameController::OnlineEvent(std::function<void()> work) {
+  if (busy_) {
+    queued_.push_back([this, work = std::move(work)] { OnlineEvent(work); });
+    return;
+  }
+  busy_ = true;
+  work();
+  busy_ = false;
+  while (!queued_.empty()) {
+    std::function<void()> next = std::move(queued_.front());
+    queued_.pop_front();
+    next();
+  }
+  if (!std::exchange(onlineDirty_, false)) return;
+  Q_EMIT raceChanged();
+  Changed();
+  SchedulePendingSteps();
+}
+
+void GameController::OnlineChanged() {
+  onlineDirty_ = true;
+  if (online_ == nullptr) return;
+  if (chat_ != nullptr && chat_->OnlineCar() != online_->OnlineCar) chat_->SetOnlineCar(online_->OnlineCar);
+  if (online_->OnlineHost || !session_.OnlineMode) return;
+  const Waiting w = engine_->WaitingFor();
+  if (w == Waiting::Nothing) return;
+  // A client's race window opens with the first record of the race, and shows the host's end.
+  if (!session_.TrackWindowOpen && !rs_->RaceOver) {
+    CommandsAtRaceStart(session_, *rs_);
+    session_.TrackWindowOpen = true;
+    session_.BackgroundShown = false;
+    rs_->RaceRunning = true;
+    clientReportShown_ = false;
+  }
+  if (w == Waiting::RaceOver && rs_->RaceRunning) {
+    rs_->RaceRunning = false;
+    CommandsAtRaceEnd(session_);
+    if (!clientReportShown_) {
+      clientReportShown_ = true;
+      reportPending_ = true;
+    }
+  }
+}
+
+void GameController::OnlineClosed() {
+  const bool wasOnline = session_.OnlineMode;
+  session_.OnlineMode = false;
+  if (onlineAttached_) {
+    engine_->Seams = offlineSeams_;
+    rs_->UndoDisabled = offlineUndoDisabled_;
+    onlineAttached_ = false;
+  }
+  // The race on the track was the session's: frmTrack closes with it.
+  if (wasOnline && session_.TrackWindowOpen) {
+    session_.TrackWindowOpen = false;
+    rs_->RaceRunning = false;
+    engine_->Resume(Waiting::Nothing);
+    CommandsAtRaceEnd(session_);
+  }
+  if (!session_.BackgroundShown && rs_->GameMode == kModeSingle) {
+    session_[Cmd::mnuRaceLevel].Enabled = true;
+    session_[Cmd::mnuExitMode].Caption = "Exit Single Race Mode";
+    session_[Cmd::mnuExitMode].Enabled = true;
+  }
+  // The pieces go once the window's close has returned; the session's hooks point into the race.
+  QPointer<ChatWindow> chat = chat_;
+  QPointer<NetSession> net = net_;
+  QPointer<OnlineWindow> view = onlineView_;
+  std::shared_ptr<OnlineRace> race(online_.release());
+  chat_ = nullptr;
+  net_ = nullptr;
+  onlineView_ = nullptr;
+  QTimer::singleShot(0, this, [chat, net, view, race] {
+    delete view.data();
+    delete chat.data();
+    delete net.data();
+  });
+  Q_EMIT raceChanged();
+  Changed();
+}
+
+void GameController::OnlineCommandStates() {
+  GameSession& g = session_;
+  g[Cmd::mnuOnlineMode].Checked = g.OnlineMode;
+  if (g.BackgroundShown || rs_->GameMode != kModeSingle) return;
+  const bool racing = rs_->RaceRunning;
+  g[Cmd::mnuOnlineRacingHost].Enabled = !racing && chat_ == nullptr;
+  g[Cmd::mnuOnlineRacingJoin].Enabled = !racing && chat_ == nullptr;
+  g[Cmd::mnuOnlineMode].Enabled = chat_ != nullptr || !racing;
+  if (!g.OnlineMode) return;
+  // A shared race cannot be loaded from a file nor taken back: every machine has moved on with it.
+  for (Cmd c : {Cmd::mnuFileLoadSavedRace, Cmd::mnuFileLoadRace, Cmd::mnuRaceConfigLevel, Cmd::mnuRaceUndo})
+    g[c].Enabled = false;
+  if (online_ != nullptr && !online_->OnlineHost) {
+    // A client's race is set up, started, saved and ended on the host.
+    for (Cmd c : {Cmd::mnuRaceSetup, Cmd::mnuRaceStartRace, Cmd::mnuRaceSave, Cmd::mnuRaceEndRace, Cmd::mnuFileSaveRace,
+                  Cmd::mnuTrackLoadTrack, Cmd::mnuTrackLoadTrackNew})
+      g[c].Enabled = false;
+  }
+}
+
+void GameController::LoadTipAgain() {
+  if (!Online() || online_->OnlineHost || online_->Tip.TipCar == 0) return;
+  OnlineEvent([this] {
+    online_->LoadTIP(RecordKind::TIP);
+    onlineDirty_ = true;
+  });
+}
+
+void GameController::AutoPilotCar(int car) {
+  if (!OnlineHosting()) return;
+  RaceCommand([this, car] { online_->AutoPilotCar(car); });
 }
 
 }  // namespace vm

@@ -30,6 +30,11 @@
 
 namespace vm {
 
+class ChatWindow;
+class NetSession;
+class OnlineRace;
+class OnlineWindow;
+
 class GameController : public QObject {
   Q_OBJECT
 
@@ -83,6 +88,31 @@ class GameController : public QObject {
   // The pause after each car's move, in milliseconds; by default the race's CarMovementDelay.
   void SetMoveDelayOverride(std::optional<int> milliseconds) { moveDelay_ = milliseconds; }
 
+  // --- Online racing. The session's sockets, the shared race and its windows are made when the
+  // online mode begins and go when frmChatMain closes.
+  // Whether an online session shares this race with other machines.
+  bool Online() const;
+  // Whether this machine runs the online race (its engine serves every other machine).
+  bool OnlineHosting() const;
+  // Whether the race's panels are live on this machine: always offline, online only on its turn.
+  bool LocalTurn() const;
+  // Says whose turn it is while another machine has it ("Waiting for ...").
+  std::string WaitingText() const;
+  // Returns the online pieces while they exist, else null.
+  NetSession* Net() const;
+  OnlineRace* Shared() const { return online_.get(); }
+  ChatWindow* Chat() const;
+  OnlineWindow* OnlineView() const;
+  // Called with the new session and its window before either does anything (tests keep them on
+  // the loopback address and a free port).
+  void SetOnlinePreparation(std::function<void(NetSession&, ChatWindow&)> prepare) {
+    prepareOnline_ = std::move(prepare);
+  }
+  // cmdLoadTip: puts the last record from the host into play again.
+  void LoadTipAgain();
+  // Hands car `car`, whose player is gone or silent, to the AI (host).
+  void AutoPilotCar(int car);
+
   // Tells the windows that the session changed outside a command (tests, the season's work).
   void NotifyChanged() { Changed(); }
 
@@ -130,6 +160,19 @@ class GameController : public QObject {
   // frmArchiveBoxscore: the report of an earlier race of the season, from its .res file.
   void ShowArchive(const SeasonFileData& season, int race, QWidget* parent);
   BoxScoreOptions ReportOptions() const;
+  // mnuOnlineRacingHost, mnuOnlineRacingJoin, mnuOnlineMode: opens frmChatMain, pressing Host or
+  // Connect when asked.
+  void OpenOnline(bool autoHost, bool autoJoin);
+  // Binds the shared race to the session and the engine, once its side is known.
+  void AttachOnline(bool host);
+  // The session or a record moved the race: run now, or after the engine's work in hand.
+  void OnlineEvent(std::function<void()> work);
+  // The race's Hooks.Changed: the race window opens on a client's first record.
+  void OnlineChanged();
+  // frmChatMain closed: the race on the track closes with it and the online pieces go.
+  void OnlineClosed();
+  // The online commands' states, which follow the session as well as the mode.
+  void OnlineCommandStates();
 
   std::unique_ptr<RaceState> rs_;
   Random rng_;
@@ -154,6 +197,16 @@ class GameController : public QObject {
   std::deque<std::function<void()>> queued_;
   std::optional<int> moveDelay_;
   QElapsedTimer lastYield_;
+  QPointer<NetSession> net_;
+  std::unique_ptr<OnlineRace> online_;
+  QPointer<ChatWindow> chat_;
+  QPointer<OnlineWindow> onlineView_;
+  bool onlineAttached_ = false;
+  bool onlineDirty_ = false;
+  bool clientReportShown_ = false;
+  EngineSeams offlineSeams_;
+  bool offlineUndoDisabled_ = false;
+  std::function<void(NetSession&, ChatWindow&)> prepareOnline_;
   static constexpr int kFrameMilliseconds = 16;
 };
 

@@ -65,7 +65,8 @@ void MainWindow::BuildMenus() {
       } else {
         const Cmd command = item.Command;
         action->setObjectName(Q(CommandName(command)));
-        if (command == Cmd::mnuModePractice || command == Cmd::mnuModeSingleRace || command == Cmd::mnuModeSeason)
+        if (command == Cmd::mnuModePractice || command == Cmd::mnuModeSingleRace || command == Cmd::mnuModeSeason ||
+            command == Cmd::mnuOnlineMode)
           action->setCheckable(true);
         connect(action, &QAction::triggered, this, [this, command] { controller_.Run(command); });
         actions_[command].push_back(action);

@@ -14,7 +14,8 @@ constexpr std::array<std::string_view, kCommandCount> kNames{
     "mnuRaceQualifying",   "mnuRaceReset",       "mnuRaceEndRace",          "mnuRaceOptions",
     "mnuExitMode",         "mnuRaceUndo",        "mnuRaceLoadResultTables", "mnuCarLevel",
     "mnuCarSetup",         "mnuGameSettings",    "mnuOnlineLevel",          "mnuOnlineTestLevel",
-    "mnuSaveTIP",          "mnuLoadTIP",         "mnuOnlineTestSelectCC"};
+    "mnuSaveTIP",          "mnuLoadTIP",         "mnuOnlineTestSelectCC",   "mnuOnlineRacingHost",
+    "mnuOnlineRacingJoin", "mnuOnlineMode"};
 
 }  // namespace
 

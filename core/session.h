@@ -50,6 +50,9 @@ enum class Cmd {
   mnuSaveTIP,
   mnuLoadTIP,
   mnuOnlineTestSelectCC,
+  mnuOnlineRacingHost,
+  mnuOnlineRacingJoin,
+  mnuOnlineMode,
   Count
 };
 inline constexpr int kCommandCount = static_cast<int>(Cmd::Count);
@@ -81,6 +84,7 @@ struct GameSession {
   std::string StatusText = " ";  // the status bar's first panel
   bool BackgroundShown = true;
   bool TrackWindowOpen = false;  // frmTrack
+  bool OnlineMode = false;       // an online session is open: the race is shared with other machines
   std::array<CommandState, kCommandCount> Commands{};
 
   CommandState& operator[](Cmd c) { return Commands[static_cast<size_t>(c)]; }

@@ -48,6 +48,10 @@ constexpr Row kTable[] = {
     {Cmd::mnuRaceLoadResultTables, "DEDD"},
     {Cmd::mnuCarLevel, "DEED"},
     {Cmd::mnuCarSetup, "DEEE"},
+    {Cmd::mnuOnlineLevel, "DEDD"},
+    {Cmd::mnuOnlineRacingHost, "DEDD"},
+    {Cmd::mnuOnlineRacingJoin, "DEDD"},
+    {Cmd::mnuOnlineMode, "DEDD"},
 };
 
 int Column(std::string_view mode) {
@@ -68,6 +72,8 @@ void SetChecks(GameSession& g, std::string_view mode) {
 void SetModeMenus(GameSession& g, RaceState& rs, std::string_view mode) {
   g[Cmd::mnuTrackLevel].Visible = false;
   const int column = Column(mode);
+  // Online racing is a single race shared among machines.
+  g[Cmd::mnuOnlineLevel].Visible = column == 1;
   for (const Row& row : kTable) {
     const char state = row.States[column];
     if (state != '-') g[row.Command].Enabled = state == 'E';
@@ -94,7 +100,7 @@ void CommandsAtRaceStart(GameSession& g, const RaceState& rs) {
   for (Cmd c : {Cmd::mnuFileLoadRace, Cmd::mnuFileLoadSavedRace, Cmd::mnuFileSaveRace, Cmd::mnuRaceConfigLevel,
                 Cmd::mnuRaceLoadResultTables, Cmd::mnuTrackLoadTrack, Cmd::mnuTrackLoadTrackNew, Cmd::mnuRaceSetup,
                 Cmd::mnuRaceStartRace, Cmd::mnuRaceQualifying, Cmd::mnuCarSetup, Cmd::mnuCarLevel, Cmd::mnuTrackLevel,
-                Cmd::mnuModeLevel})
+                Cmd::mnuModeLevel, Cmd::mnuOnlineRacingHost, Cmd::mnuOnlineRacingJoin})
     g[c].Enabled = false;
   g[Cmd::mnuRaceEndRace].Enabled = true;
   g[Cmd::mnuRaceOptions].Enabled = true;
@@ -198,11 +204,19 @@ void ModeCommands::mnuRaceSetup() {
   if (rs_.GameMode == kModePractice) {
     newRace();
   } else if (rs_.GameMode == kModeSingle) {
-    // Loading is not offered to a client of an online race.
-    const int pick = console_.ChooseButton({"frmSingleRaceModeSelect",
-                                            "Single Race Mode",
-                                            "",
-                                            {"New Race", "Load Saved Race", "Load Race Config", "Cancel"}});
+    // An online race is set up afresh: a saved race or configuration would not match the cars the
+    // players have joined with, so loading is not offered.
+    int pick = 0;
+    if (g_.OnlineMode) {
+      pick = console_.ChooseButton({"frmSingleRaceModeSelect", "Single Race Mode", "", {"New Race", "Cancel"}}) == 0
+                 ? 0
+                 : 3;
+    } else {
+      pick = console_.ChooseButton({"frmSingleRaceModeSelect",
+                                    "Single Race Mode",
+                                    "",
+                                    {"New Race", "Load Saved Race", "Load Race Config", "Cancel"}});
+    }
     g_.ModeChoice = pick == 0 ? "New Race" : pick == 1 ? "Load Race" : pick == 2 ? "Load Config" : "Cancel";
     if (g_.ModeChoice == "Load Race" && hooks_.LoadSavedRace) hooks_.LoadSavedRace();
     if (g_.ModeChoice == "New Race") newRace();

@@ -50,7 +50,8 @@ TEST_F(ModesTest, EachModeOpensItsOwnCommands) {
   } cases[] = {
       {"Disable", {"mnuModeLevel"}},
       {"Single", with({"mnuTrackLevel", "mnuTrackLoadTrackNew", "mnuRaceLevel", "mnuRaceSetup", "mnuFileLoadSavedRace",
-                       "mnuRaceConfigLevel", "mnuFileLoadRace", "mnuRaceLoadResultTables", "mnuCarLevel"})},
+                       "mnuRaceConfigLevel", "mnuFileLoadRace", "mnuRaceLoadResultTables", "mnuCarLevel",
+                       "mnuOnlineRacingHost", "mnuOnlineRacingJoin", "mnuOnlineMode"})},
       {"Practice", with({"mnuTrackLevel", "mnuTrackLoadTrackNew", "mnuRaceLevel", "mnuRaceSetup", "mnuCarLevel"})},
       {"Season", with({"mnuSeasonLevel", "mnuSeasonLoad", "mnuSeasonCreate", "mnuSeasonExit", "mnuSeasonExitCurrent"})},
   };

@@ -50,8 +50,10 @@ void ShowText(QPlainTextEdit& box, const std::string& text) {
   box.verticalScrollBar()->setValue(box.verticalScrollBar()->maximum());
 }
 
-// Appends what is new in a log; a log the session has trimmed is shown afresh.
+// Appends what is new in a log; a log the session has trimmed is shown afresh. A hidden log is
+// left until shown: a race record is a thousand lines, and laying each out costs.
 void ShowLog(QListWidget& list, const std::vector<std::string>& log) {
+  if (list.isHidden()) return;
   const auto shown = static_cast<size_t>(list.count());
   if (log.size() == shown) return;
   if (log.size() < shown) list.clear();
@@ -76,7 +78,10 @@ ChatWindow::ChatWindow(NetSession& net, const QString& folder, QWidget* parent)
   showTutorial(prefs.Tutorial);
   txtHostIP_->setText(LocalAddress());
 
-  connect(&net_, &NetSession::changed, this, &ChatWindow::refresh);
+  refreshTimer_.setSingleShot(true);
+  refreshTimer_.setInterval(50);
+  connect(&refreshTimer_, &QTimer::timeout, this, &ChatWindow::refresh);
+  connect(&net_, &NetSession::changed, this, &ChatWindow::refreshSoon);
   connect(&net_, &NetSession::connectFailed, this, [this] {
     onlineMode_ = false;
     closeConnection();
@@ -114,6 +119,9 @@ void ChatWindow::build() {
   lstConnections_->setSelectionMode(QAbstractItemView::MultiSelection);
   lstSent_ = Named<QListWidget>("lstSent");
   lstReceived_ = Named<QListWidget>("lstReceived");
+  // One line each: the lists need not measure every line of a record.
+  lstSent_->setUniformItemSizes(true);
+  lstReceived_->setUniformItemSizes(true);
   lblSent_ = Named<QLabel>("lblSent", QStringLiteral("Sent:"));
   lblRecv_ = Named<QLabel>("lblRecv", QStringLiteral("Received:"));
   picCommunicating_ = Named<QLabel>("picCommunicating", QStringLiteral("Sending..."));
@@ -378,6 +386,11 @@ void ChatWindow::showTutorial(bool shown) {
                      static_cast<QWidget*>(lblSent_), static_cast<QWidget*>(lblRecv_)}) {
     w->setVisible(shown);
   }
+  if (shown) refresh();
+}
+
+void ChatWindow::refreshSoon() {
+  if (!refreshTimer_.isActive()) refreshTimer_.start();
 }
 
 void ChatWindow::refresh() {

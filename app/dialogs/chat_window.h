@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QString>
+#include <QTimer>
 #include <QWidget>
 #include <functional>
 #include <string>
@@ -65,6 +66,9 @@ class ChatWindow : public QWidget {
  private:
   void build();
   void refresh();
+  // A burst changes the session once a line: the window is redrawn once for all of them.
+  void refreshSoon();
+  QTimer refreshTimer_;
   void openConnection();
   void closeConnection();
   void idle();

@@ -153,7 +153,9 @@ QWidget* Dashboard::BuildControls() {
 
 Waiting Dashboard::Wait() const {
   GameController& c = controller_;
-  return c.Busy() ? Waiting::Nothing : c.Engine().WaitingFor();
+  if (c.Busy()) return Waiting::Nothing;
+  // Online, a panel is live on one machine only: the others say whose turn it is.
+  return c.LocalTurn() ? c.Engine().WaitingFor() : Waiting::Elsewhere;
 }
 
 void Dashboard::Refresh() {
@@ -210,6 +212,8 @@ void Dashboard::Refresh() {
         text = QStringLiteral("The race is paused: Next Turn goes on.");
       else if (wait == Waiting::RaceOver)
         text = QStringLiteral("The race is over.");
+      else if (wait == Waiting::Elsewhere)
+        text = Q(controller_.WaitingText());
       idle_->setText(text);
       panels_->setCurrentIndex(kIdlePage);
       break;
@@ -226,15 +230,17 @@ void Dashboard::ShowControls(Waiting wait) {
   const RaceState& rs = controller_.Race();
   const bool practice = Practice(rs);
   const bool control = wait == Waiting::RaceControl || wait == Waiting::Paused;
+  // A client's race is paused and ended on the host.
+  const bool client = controller_.Online() && !controller_.OnlineHosting();
   const bool running = rs.RaceRunning && controller_.Engine().WaitingFor() != Waiting::RaceOver &&
-                       controller_.Engine().WaitingFor() != Waiting::Nothing;
+                       controller_.Engine().WaitingFor() != Waiting::Nothing && !client;
   nextTurn_->setEnabled(control);
   finishLap_->setVisible(!practice);
   finishRace_->setVisible(!practice);
   finishLap_->setEnabled(control && !practice);
   finishRace_->setEnabled(control && !practice);
   // A pause is taken at the end of the turn, and only while nobody has finished.
-  pause_->setEnabled((running || controller_.Busy()) && wait != Waiting::Paused && rs.CarsFinished == 0 &&
+  pause_->setEnabled((running || (controller_.Busy() && !client)) && wait != Waiting::Paused && rs.CarsFinished == 0 &&
                      !rs.PauseRequested);
   // A season's race is not ended but paused, to be resumed from the season.
   const bool seasonPause = rs.GameMode == kModeSeason && !rs.QualifyingLapRunning;
@@ -242,7 +248,7 @@ void Dashboard::ShowControls(Waiting wait) {
                             : seasonPause ? QStringLiteral("Pause Season Race")
                                           : QStringLiteral("End Race"),
                             QStringLiteral("Esc")));
-  endRace_->setEnabled(running || controller_.Busy());
+  endRace_->setEnabled(running || (controller_.Busy() && !client));
 }
 
 bool Dashboard::TakeKey(int key, Qt::KeyboardModifiers modifiers) {

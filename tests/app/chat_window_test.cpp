@@ -221,7 +221,7 @@ TEST_F(ChatWindowTest, MessagesPrivateTargetsAndKickGoThroughTheWindow) {
 
   Button("cmdKick").click();
   EXPECT_TRUE(WaitFor([&] { return ann.Session().Status.find("Kicked Bob.") != std::string::npos; }));
-  EXPECT_EQ(people->count(), 2);
+  EXPECT_TRUE(WaitFor([&] { return people->count() == 2; }));
   Button("cmdDeselect").click();
   EXPECT_TRUE(people->selectedItems().isEmpty());
 }
