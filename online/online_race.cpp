@@ -54,7 +54,7 @@ void OnlineRace::Attach() {
     pendingSip_.fill("");
     turnHandedTo_ = 0;
     // Step 2 of a race turn: every player gets the race and opens his speed panel.
-    Send_Winsock_TIP();
+    Send_TIP();
   });
   engine_.Seams.SpeedChosen = [this](RuleContext&) {
     if (OnlineHost) {
@@ -70,10 +70,10 @@ void OnlineRace::Attach() {
   };
   engine_.Seams.MoveMade = [this](RuleContext&) {
     if (OnlineHost) {
-      if (!IsRemote(rs_.CurrentCar)) Send_Winsock_TEP();
+      if (!IsRemote(rs_.CurrentCar)) Send_TEP();
       return false;
     }
-    Send_Winsock_TEP();
+    Send_TEP();
     WaitingForOther = true;
     if (Hooks.Changed) Hooks.Changed();
     return true;
@@ -117,7 +117,7 @@ void OnlineRace::Pump() {
     if (w == Waiting::RaceOver && !finalSent_) {
       // The clients take the final standings from the host's race.
       finalSent_ = true;
-      Send_Winsock_TIP();
+      Send_TIP();
     }
     break;
   }
@@ -132,7 +132,7 @@ void OnlineRace::SteeringSequence() {
   const int car = rs_.CurrentCar;
   if (turnHandedTo_ == car) return;
   turnHandedTo_ = car;
-  Send_Winsock_TIP();
+  Send_TIP();
 }
 
 void OnlineRace::TakeSIP(int car, const std::string& path) {
@@ -169,7 +169,7 @@ void OnlineRace::TakeTEP(int car, const std::string& path) {
 
 void OnlineRace::cmdSendTip() {
   if (!OnlineHost) return;
-  Send_Winsock_TIP();
+  Send_TIP();
 }
 
 void OnlineRace::AutoPilotCar(int car) {
@@ -199,7 +199,7 @@ bool OnlineRace::LocalTurn() const {
 
 void OnlineRace::SendCar(int localCar) { session_.SendToServer(BuildCrsLine(rs_, localCar, carsFolder_)); }
 
-void OnlineRace::Send_Winsock_TIP() {
+void OnlineRace::Send_TIP() {
   for (const std::string& line : BuildTipBurst(rs_, RecordKind::TIP, rs_.CurrentCar, carsFolder_)) {
     if (OnlineHost)
       session_.SendToAll(line, false);
@@ -208,7 +208,7 @@ void OnlineRace::Send_Winsock_TIP() {
   }
 }
 
-void OnlineRace::Send_Winsock_TEP() {
+void OnlineRace::Send_TEP() {
   const int mover = OnlineHost ? rs_.CurrentCar : OnlineCar;
   for (const std::string& line : BuildTipBurst(rs_, RecordKind::TEP, mover, carsFolder_)) {
     if (OnlineHost)

@@ -64,12 +64,12 @@ class OnlineRace {
   bool LocalTurn() const;
 
   // --- Client.
-  // Send_Winsock_CRS: the joining player's car, queued before the connection is up.
+  // Sends the joining player's car, queued before the connection is up.
   void SendCar(int localCar);
 
-  // Send_Winsock_TIP / Send_Winsock_TEP.
-  void Send_Winsock_TIP();
-  void Send_Winsock_TEP();
+  // Sends the race to the other machines: a TIP, or a TEP after this machine's move.
+  void Send_TIP();
+  void Send_TEP();
 
   // The received state put into play: LoadTIP (and LoadTEP), again on cmdLoadTip.
   void LoadTIP(RecordKind kind);
