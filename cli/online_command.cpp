@@ -2,7 +2,6 @@
 
 #include <QCoreApplication>
 #include <QTimer>
-
 #include <algorithm>
 #include <functional>
 #include <iostream>
@@ -12,6 +11,7 @@
 
 #include "ai/drivers.h"
 #include "cars/car_file.h"
+#include "cli/commands.h"
 #include "cli/play.h"
 #include "core/numbers.h"
 #include "core/paths.h"
@@ -20,7 +20,6 @@
 #include "core/track_file.h"
 #include "engine/laps.h"
 #include "engine/turn_engine.h"
-#include "cli/commands.h"
 #include "net/net_session.h"
 #include "online/online_race.h"
 #include "ui/scripted_console.h"
@@ -77,31 +76,21 @@ struct OptionReader {
 // The player's own choices: the script's lines in order, then a simple rule.
 class Driver {
  public:
-  explicit Driver(const std::string& scriptText) {
-    std::istringstream in(scriptText);
-    std::string raw;
-    for (int number = 1; std::getline(in, raw); ++number) {
-      if (const size_t hash = raw.find('#'); hash != std::string::npos) raw.erase(hash);
-      std::istringstream words(raw);
-      std::vector<std::string> line;
-      for (std::string w; words >> w;) line.push_back(w);
-      if (!line.empty()) lines_.push_back({number, line});
-    }
-  }
+  explicit Driver(const std::string& scriptText) : feed_(scriptText) {}
 
   // Makes one choice on the live panel; returns an error for a script line that does not fit.
   // Answers to the panels a move may bring up (pit-stop, choose K, dice N, yes, no) go to the
   // console before the move that asks for them.
   std::optional<std::string> Act(RaceEngine& engine, ScriptedConsole& console) {
-    while (next_ < lines_.size() && IsAnswer(lines_[next_].second)) {
-      const std::vector<std::string>& w = lines_[next_++].second;
+    while (!feed_.Done() && IsAnswer(feed_.Next().Words)) {
+      const std::vector<std::string>& w = feed_.Take().Words;
       std::string answer = w[0] == "pit-stop" ? "pit-stop" : "";
       for (size_t i = 1; i < w.size(); ++i) answer += (answer.empty() ? "" : " ") + w[i];
       console.AddAnswer(answer.empty() ? w[0] : answer);
     }
-    if (next_ < lines_.size()) {
-      const auto& [number, words] = lines_[next_++];
-      if (!Perform(engine, words)) return "script line " + std::to_string(number) + " does not fit the panel";
+    if (!feed_.Done()) {
+      const ScriptLine& line = feed_.Take();
+      if (!Perform(engine, line.Words)) return "script line " + std::to_string(line.Number) + " does not fit the panel";
       return std::nullopt;
     }
     DriveByRule(engine);
@@ -110,7 +99,8 @@ class Driver {
 
  private:
   static bool IsAnswer(const std::vector<std::string>& w) {
-    return w[0] == "pit-stop" || w[0] == "yes" || w[0] == "no" || ((w[0] == "choose" || w[0] == "dice") && w.size() == 2);
+    return w[0] == "pit-stop" || w[0] == "yes" || w[0] == "no" ||
+           ((w[0] == "choose" || w[0] == "dice") && w.size() == 2);
   }
 
   static bool Perform(RaceEngine& engine, const std::vector<std::string>& w) {
@@ -157,8 +147,7 @@ class Driver {
     return false;
   }
 
-  std::vector<std::pair<int, std::vector<std::string>>> lines_;
-  size_t next_ = 0;
+  ScriptFeed feed_;
 };
 
 // One program's side of the race: sockets, race, engine and the player's driver.

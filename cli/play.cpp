@@ -11,9 +11,9 @@
 #include "ai/drivers.h"
 #include "cars/car_file.h"
 #include "cli/commands.h"
-#include "core/race_json.h"
 #include "core/numbers.h"
 #include "core/paths.h"
+#include "core/race_json.h"
 #include "core/race_log.h"
 #include "core/textfile.h"
 #include "core/track_file.h"
@@ -58,46 +58,6 @@ constexpr std::string_view kNoQualifying = "none";
 struct ScriptStop {
   int Status;
   std::string Message;
-};
-
-struct ScriptLine {
-  int Number = 0;
-  std::string Text;
-  std::vector<std::string> Words;
-
-  // The number of a "KEYWORD N" line; nullopt for any other line.
-  std::optional<int> NumberAfter(std::string_view keyword) const {
-    if (Words.size() != 2 || Words[0] != keyword) return std::nullopt;
-    return ParseWholeNumber(Words[1]);
-  }
-};
-
-// The script's lines with comments and blank lines taken out.
-class ScriptFeed {
- public:
-  explicit ScriptFeed(const std::string& text) {
-    std::istringstream in(text);
-    std::string raw;
-    for (int number = 1; std::getline(in, raw); ++number) {
-      if (const size_t hash = raw.find('#'); hash != std::string::npos) raw.erase(hash);
-      std::istringstream words(raw);
-      ScriptLine line{number, "", {}};
-      for (std::string w; words >> w;) line.Words.push_back(w);
-      if (line.Words.empty()) continue;
-      for (const std::string& w : line.Words) line.Text += (line.Text.empty() ? "" : " ") + w;
-      lines_.push_back(std::move(line));
-    }
-  }
-  bool Done() const { return next_ >= lines_.size(); }
-  // Whether any line begins with the word.
-  bool Has(std::string_view word) const {
-    return std::any_of(lines_.begin(), lines_.end(), [&](const ScriptLine& l) { return l.Words[0] == word; });
-  }
-  const ScriptLine& Take() { return lines_[next_++]; }
-
- private:
-  std::vector<ScriptLine> lines_;
-  size_t next_ = 0;
 };
 
 [[noreturn]] void Misfit(const ScriptLine& line, const std::string& expected) {
@@ -582,9 +542,7 @@ int SetUpRace(RaceState& rs, const PlayArgs& a, std::ostream& err) {
   return kExitOk;
 }
 
-namespace {
-
-}  // namespace
+namespace {}  // namespace
 
 int Play(const std::vector<std::string>& args, Random& rng, std::ostream& out, std::ostream& err) {
   std::optional<PlayArgs> a = ParsePlay(args, err);

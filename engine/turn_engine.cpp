@@ -487,8 +487,7 @@ bool RaceEngine::TakeSlot() {
       rs_.CarNewSpeed[car] = 0;
       rs_.CarStatus[car] = kRunning;
       break;
-    default:
-      break;
+    default: break;
   }
   return true;
 }
@@ -610,9 +609,12 @@ void RaceEngine::Sort(bool forSteering) {
           swap = false;
         } else if (forSteering) {
           // The faster chosen speed moves first; on equal speeds the better lane.
-          if (rs_.CarStatus[b] != kRunning) swap = false;
-          else if (rs_.CarNewSpeed[a] != rs_.CarNewSpeed[b]) swap = rs_.CarNewSpeed[a] < rs_.CarNewSpeed[b];
-          else swap = rank(a) > rank(b);
+          if (rs_.CarStatus[b] != kRunning)
+            swap = false;
+          else if (rs_.CarNewSpeed[a] != rs_.CarNewSpeed[b])
+            swap = rs_.CarNewSpeed[a] < rs_.CarNewSpeed[b];
+          else
+            swap = rank(a) > rank(b);
         } else {
           swap = rank(a) > rank(b) && rs_.CarStatus[b] == kRunning;
         }

@@ -24,7 +24,7 @@ enum class Waiting {
   RaceControl,  // no human on the track: cmdNextTurn, cmdFinishLap or cmdFinishRace
   Paused,       // paused at the end of a turn: cmdNextTurn restarts
   RaceOver,
-  Elsewhere,    // online: the turn is on another player's machine
+  Elsewhere,  // online: the turn is on another player's machine
 };
 
 // The work of subsystems that plug into the turn: each is called where the turn needs it and
@@ -37,11 +37,11 @@ struct EngineSeams {
   // Step 5 of the race reset: forms the grid order by the race's qualifying method. Returns false
   // when the start must wait (single-lap qualifying has its list to show, or the start was refused).
   std::function<bool(RuleContext&)> Qualify;
-  std::function<void(RuleContext&)> ChooseAISpeeds;          // every AI car's CarNewSpeed
-  std::function<void(RuleContext&)> PlanMove;                // the whole move of the current AI car
-  std::function<void(RuleContext&)> SaveUndoFile;            // at the end of every race turn
-  std::function<void(RuleContext&)> EndRace;                 // the end of a race, with its results
-  std::function<void()> Yield;                               // let the window's events run
+  std::function<void(RuleContext&)> ChooseAISpeeds;  // every AI car's CarNewSpeed
+  std::function<void(RuleContext&)> PlanMove;        // the whole move of the current AI car
+  std::function<void(RuleContext&)> SaveUndoFile;    // at the end of every race turn
+  std::function<void(RuleContext&)> EndRace;         // the end of a race, with its results
+  std::function<void()> Yield;                       // let the window's events run
   // Online racing. A speed pass is about to be served: at the top of a race turn, and after the
   // steering pass when the turns run on.
   std::function<void(RuleContext&)> TurnBegins;

@@ -23,7 +23,6 @@ bool SameName(std::string_view a, std::string_view b) {
          });
 }
 
-
 // "[name]" gives name.
 std::optional<std::string_view> SectionName(std::string_view line) {
   line = Trim(line);

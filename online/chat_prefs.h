@@ -11,7 +11,7 @@ inline constexpr std::string_view kChatPrefsFile = "manychat.ini";
 inline constexpr std::string_view kChatPrefsSection = "Velomark";
 
 struct ChatPreferences {
-  int Port = 600;       // "Port", the number as text; 1..65535
+  int Port = 600;        // "Port", the number as text; 1..65535
   bool Tutorial = true;  // "Tutorial", "1" or "0"
 };
 

@@ -404,8 +404,7 @@ void ChatSession::PrivateMessage(const std::string& payload, int source) {
       UpdateDialog(text);
     } else if (number == source) {
       continue;
-    } else if (number >= 1 && number <= kMaxConnectionNumber &&
-               transport_.PersonConnected(static_cast<int>(number))) {
+    } else if (number >= 1 && number <= kMaxConnectionNumber && transport_.PersonConnected(static_cast<int>(number))) {
       // A number whose socket is not up is passed over: its line would only wait in the queue.
       SendToPerson("[Message]" + text, static_cast<int>(number));
     }

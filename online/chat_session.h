@@ -112,13 +112,13 @@ class ChatSession {
 
   // --- State shown by frmChatMain.
   bool IsServer = false;
-  std::string Name;                // txtName
-  std::vector<Person> People;      // lstConnections
-  std::string Status;              // txtStatus
-  std::string Dialog;              // txtDialog
-  std::vector<std::string> Sent;   // lstSent
+  std::string Name;                   // txtName
+  std::vector<Person> People;         // lstConnections
+  std::string Status;                 // txtStatus
+  std::string Dialog;                 // txtDialog
+  std::vector<std::string> Sent;      // lstSent
   std::vector<std::string> Received;  // lstReceived
-  bool Private = false;            // chkPrivate
+  bool Private = false;               // chkPrivate
 
   // --- The session's course.
   // cmdHost's session part: name "Host", the host's own entry, status "Hosting.".
@@ -199,7 +199,7 @@ class ChatSession {
   void Changed();
 
   ChatTransport& transport_;
-  std::deque<Queued> queue_;        // a deque: the timer takes lines off the front
+  std::deque<Queued> queue_;         // a deque: the timer takes lines off the front
   std::vector<LineBuffer> buffers_;  // per connection; the client's at index 0
   std::vector<char> live_;           // per connection: heard of and not yet lost
   int connections_ = 0;              // the highest person number heard of

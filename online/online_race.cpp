@@ -32,8 +32,8 @@ void OnlineRace::Attach() {
       DriverLost[car] = true;
       // The connection's number may come back with another player: the car keeps no tie to it.
       RemoteConnection[car] = -1;
-      Say("The driver of car " + std::to_string(car) + " has gone: " +
-          (AutoPilotLostCars ? "the AI drives it now." : "use Send TIP or the auto-pilot to go on."));
+      Say("The driver of car " + std::to_string(car) +
+          " has gone: " + (AutoPilotLostCars ? "the AI drives it now." : "use Send TIP or the auto-pilot to go on."));
     }
     Pump();
   };
@@ -291,8 +291,7 @@ void OnlineRace::RecordLine(const std::string& tag, const std::string& payload, 
 }
 
 RecordChannel& OnlineRace::ChannelOf(int source) {
-  return channels_.try_emplace(source, appPath_ + std::string(kOnlineFilesFolder), OnlineCar, source + 1)
-      .first->second;
+  return channels_.try_emplace(source, appPath_ + std::string(kOnlineFilesFolder), OnlineCar, source + 1).first->second;
 }
 
 void OnlineRace::Completed(const RecordChannel::Completed& done, int source) {
@@ -313,8 +312,7 @@ void OnlineRace::Completed(const RecordChannel::Completed& done, int source) {
     return;
   }
   TipHeader header;
-  if (std::optional<std::string> e =
-          ReadTipFile(rs_, done.Path, RecordSender::Host, carsFolder_, loadTrack_, header)) {
+  if (std::optional<std::string> e = ReadTipFile(rs_, done.Path, RecordSender::Host, carsFolder_, loadTrack_, header)) {
     Say("The race from the host was refused: " + *e);
     return;
   }

@@ -37,12 +37,12 @@ class OnlineRace {
 
   // --- The fields of the online race.
   bool OnlineHost = false;
-  int OnlineCar = 0;              // this player's car; 0 before the host has given one
-  TipHeader Tip;                  // the last TIP or TEP received
-  bool WaitingForOther = false;   // the panels of this machine are not live
-  PerCar<bool> SpeedReceived{};   // host: the car's speed for this turn has come
-  PerCar<int> RemoteConnection{}; // host: the connection that drives the car, 0 for none
-  PerCar<bool> DriverLost{};      // host: the car's player has gone
+  int OnlineCar = 0;               // this player's car; 0 before the host has given one
+  TipHeader Tip;                   // the last TIP or TEP received
+  bool WaitingForOther = false;    // the panels of this machine are not live
+  PerCar<bool> SpeedReceived{};    // host: the car's speed for this turn has come
+  PerCar<int> RemoteConnection{};  // host: the connection that drives the car, 0 for none
+  PerCar<bool> DriverLost{};       // host: the car's player has gone
   // Host: a car whose player has gone is handed to the AI when its turn comes, rather than
   // left standing until a person acts.
   bool AutoPilotLostCars = false;

@@ -5,10 +5,9 @@
 #include <cmath>
 #include <filesystem>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <stdexcept>
-
-#include <nlohmann/json.hpp>
 
 #include "core/race_json.h"
 #include "core/textfile.h"
@@ -254,8 +253,8 @@ int PitCell(const RaceState& rs, int row, int place) {
 // machine itself (its own file names).
 const std::set<std::string, std::less<>>& NotInExtension() {
   static const std::set<std::string, std::less<>> fields = {
-      "LapOrder",       "LapGap",         "LapSpeedMph",        "LapWearsUsed",   "track",
-      "CarPicture",     "CurrentCarFile", "DefaultCarFile",     "DefaultResultTable", "DefaultTeamFile"};
+      "LapOrder",   "LapGap",         "LapSpeedMph",    "LapWearsUsed",       "track",
+      "CarPicture", "CurrentCarFile", "DefaultCarFile", "DefaultResultTable", "DefaultTeamFile"};
   return fields;
 }
 
@@ -263,14 +262,45 @@ const std::set<std::string, std::less<>>& NotInExtension() {
 const std::set<std::string, std::less<>>& NotFromClient() {
   static const std::set<std::string, std::less<>> fields = [] {
     std::set<std::string, std::less<>> f = NotInExtension();
-    for (const char* name :
-         {"CarIsAI", "CarIsAIAtStart", "CarCount", "CarCountAtStart", "RaceLaps", "CarSetupPoints", "GameMode",
-          "OptCurveEntryBySlipstream", "OptAccelFromCurveExit", "OptBlueFlag", "OptSlipstreamInCurves",
-          "OptNoLaneChangeInCurves", "SavedRaceLaps", "QualifyingMethod", "AllowRequalifying", "PointStructure",
-          "PointsPole", "PointsLeadLap", "PointsFastLap", "PointsLeadMost", "UndoDisabled", "AILoadOptimumSetup",
-          "AIRandomizeOptimumSetup", "WeatherEnabled", "WeatherCycles", "PitLaneOpen", "PitRepairOnly", "MinPitStops",
-          "MinPitDuration", "StartWearAllotment", "PitReplenishment", "CarMovementDelay", "HighlightLeader",
-          "RaceConfigLoaded", "AgreementShown", "LockCars", "AccumulateDamage", "AllowManualDice", "Tables"})
+    for (const char* name : {"CarIsAI",
+                             "CarIsAIAtStart",
+                             "CarCount",
+                             "CarCountAtStart",
+                             "RaceLaps",
+                             "CarSetupPoints",
+                             "GameMode",
+                             "OptCurveEntryBySlipstream",
+                             "OptAccelFromCurveExit",
+                             "OptBlueFlag",
+                             "OptSlipstreamInCurves",
+                             "OptNoLaneChangeInCurves",
+                             "SavedRaceLaps",
+                             "QualifyingMethod",
+                             "AllowRequalifying",
+                             "PointStructure",
+                             "PointsPole",
+                             "PointsLeadLap",
+                             "PointsFastLap",
+                             "PointsLeadMost",
+                             "UndoDisabled",
+                             "AILoadOptimumSetup",
+                             "AIRandomizeOptimumSetup",
+                             "WeatherEnabled",
+                             "WeatherCycles",
+                             "PitLaneOpen",
+                             "PitRepairOnly",
+                             "MinPitStops",
+                             "MinPitDuration",
+                             "StartWearAllotment",
+                             "PitReplenishment",
+                             "CarMovementDelay",
+                             "HighlightLeader",
+                             "RaceConfigLoaded",
+                             "AgreementShown",
+                             "LockCars",
+                             "AccumulateDamage",
+                             "AllowManualDice",
+                             "Tables"})
       f.insert(name);
     return f;
   }();
@@ -465,7 +495,7 @@ std::optional<RecordChannel::Completed> RecordChannel::Line(const std::string& t
     return std::nullopt;
   }
   // Caps per section, so that a repeated line cannot grow a file without end.
-  const int cap = b->Kind == RecordKind::SIP ? 1
+  const int cap = b->Kind == RecordKind::SIP                     ? 1
                   : section == B || section == C || section == H ? kMaxCars
                   : section >= D && section <= G                 ? kMaxLaps + 1
                   : section == P                                 ? kPitRows
@@ -640,7 +670,8 @@ void ReadPit(LineSource& in, RaceState& rs) {
   std::array<PerCar<int>, kPitRows> rows{};
   for (int row = 0; row < kPitRows; ++row) {
     Fields f(in.Next());
-    for (int place = 1; place <= kMaxCars; ++place) rows[static_cast<size_t>(row)][static_cast<size_t>(place)] = f.Int16();
+    for (int place = 1; place <= kMaxCars; ++place)
+      rows[static_cast<size_t>(row)][static_cast<size_t>(place)] = f.Int16();
     f.End();
   }
   rs.PitQueue.clear();
@@ -760,7 +791,8 @@ std::optional<std::string> ReadSipFile(RaceState& rs, const std::string& path, i
   try {
     LineSource in(RecordLines(path));
     auto carOf = [&](Fields& f) {
-      if (f.Int(1, kMaxCars) != expectedCar) throw RecordError("the record is not of car " + std::to_string(expectedCar));
+      if (f.Int(1, kMaxCars) != expectedCar)
+        throw RecordError("the record is not of car " + std::to_string(expectedCar));
       return expectedCar;
     };
     const int car = expectedCar;

@@ -1,6 +1,6 @@
-#include <QCoreApplication>
-
 #include <gtest/gtest.h>
+
+#include <QCoreApplication>
 
 // The loopback races need an event loop for their sockets and timers.
 int main(int argc, char** argv) {

@@ -4,7 +4,6 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -33,7 +32,7 @@ inline std::string CopyData(const TempDir& dir, const std::string& name) {
 // Sets up a race as the command line does: play's arguments over the data folder's files.
 inline void SetUpFromData(RaceState& rs, const std::string& data, std::vector<std::string> more = {}) {
   std::vector<std::string> args = {"--track", data + "Tracks/Brannock.trk", "--tables", data + "Default.rst",
-                                   "--cars", data + "Default.crs"};
+                                   "--cars",  data + "Default.crs"};
   args.insert(args.end(), more.begin(), more.end());
   std::ostringstream err;
   std::optional<PlayArgs> a = ParsePlay(args, err);

@@ -5,7 +5,6 @@
 
 #include <QProcess>
 #include <QTcpSocket>
-
 #include <filesystem>
 #include <random>
 #include <set>
@@ -49,8 +48,11 @@ int PortOf(Program& host) {
 }
 
 std::vector<std::string> RaceArgs(const std::string& data, const std::string& laps, const std::string& cars) {
-  return {"--track", data + "Tracks/Brannock.trk", "--tables", data + "Default.rst", "--cars", data + "Default.crs",
-          "--laps", laps, "--cars-racing", cars};
+  return {"--track",       data + "Tracks/Brannock.trk",
+          "--tables",      data + "Default.rst",
+          "--cars",        data + "Default.crs",
+          "--laps",        laps,
+          "--cars-racing", cars};
 }
 
 TEST(OnlineRace, AHostAndTwoPlayersRaceToTheFlagAndAllThreeEndWithTheSameRace) {
@@ -155,14 +157,15 @@ TEST(OnlineRace, AHostileClientsThousandLinesCrashNothingWriteNothingOutsideAndT
   const auto tep = BuildTipBurst(*good, RecordKind::TEP, 4, t.host.Data);
   const auto sip = BuildSipBurst(*good, 3, t.host.Data);
   std::mt19937 pick(5);
-  const std::vector<std::string> words = {"[TEPA]", "[TEPB]", "[SIPA]", "[SIPC]", "[ENDTEP]", "[ENDSIP]",
-                                          "[STARTTEP]", "[STARTSIP]", "[CRS]", "[Private Message]", "[People]",
-                                          "[Kicked]", "[ONLINECC]", "[TIPR]", "[Nonsense]", "", "[", "]"};
+  const std::vector<std::string> words = {"[TEPA]",   "[TEPB]",     "[SIPA]",     "[SIPC]", "[ENDTEP]",
+                                          "[ENDSIP]", "[STARTTEP]", "[STARTSIP]", "[CRS]",  "[Private Message]",
+                                          "[People]", "[Kicked]",   "[ONLINECC]", "[TIPR]", "[Nonsense]",
+                                          "",         "[",          "]"};
   for (int i = 0; i < 1000; ++i) {
     std::string line;
     switch (i % 8) {
-      case 0: line = tep[pick() % tep.size()]; break;                           // a move of car 4, piece by piece
-      case 1: line = sip[pick() % sip.size()]; break;                           // a speed of car 3
+      case 0: line = tep[pick() % tep.size()]; break;                               // a move of car 4, piece by piece
+      case 1: line = sip[pick() % sip.size()]; break;                               // a speed of car 3
       case 2: line = words[pick() % words.size()] + std::to_string(pick()); break;  // numbers that are not
       case 3: line = "[CRS]1,1,1,1,1,False,1,1,1,../../../../etc/passwd,x,0,t,0,0,0,0,0,0,0,0,0"; break;
       case 4: line = "[Private Message]9999999999" + std::string(50, '7'); break;
@@ -224,8 +227,7 @@ TEST(OnlineRace, APlayerWhoLostTheTurnGoesOnAfterSendTip) {
   bool lost = false;
   auto pass = player.Net.Session().Hooks.RecordLine;
   player.Net.Session().Hooks.RecordLine = [&](const std::string& tag, const std::string& payload, int source) {
-    if (!lost && tag == "[TIPA]" && payload.find(",True,False,") != std::string::npos &&
-        payload.rfind("2,", 0) == 0) {
+    if (!lost && tag == "[TIPA]" && payload.find(",True,False,") != std::string::npos && payload.rfind("2,", 0) == 0) {
       lost = true;
       return;  // the burst arrives without its first section: refused
     }

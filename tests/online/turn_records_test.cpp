@@ -1,5 +1,7 @@
 // The race records: a burst built on one machine, stored and read back on another, gives the same
 // race; the lap window; the files' rotation; and broken or hostile records refused whole.
+#include "online/turn_records.h"
+
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -8,7 +10,6 @@
 #include "core/race_state.h"
 #include "engine/laps.h"
 #include "online/chat_session.h"
-#include "online/turn_records.h"
 #include "tests/online/online_fixture.h"
 
 namespace vm {
@@ -145,8 +146,8 @@ TEST_F(TurnRecords, ABrokenOrHostileRecordIsRefusedWholeAndTheRaceStaysAsItWas) 
     return burst.size();
   };
   const int running = sent->RunningOrder[1], other = sent->RunningOrder[2];
-  const std::string onCell = "[TIPH]" + std::to_string(sent->CarLane[running]) + "," +
-                             std::to_string(sent->CarSpace[running]);
+  const std::string onCell =
+      "[TIPH]" + std::to_string(sent->CarLane[running]) + "," + std::to_string(sent->CarSpace[running]);
   struct Case {
     const char* what;
     std::function<void(std::vector<std::string>&)> change;
