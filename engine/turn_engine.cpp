@@ -369,20 +369,22 @@ RaceEngine::Stage RaceEngine::SteeringSlot() {
     }
     return Stage::Serve;
   }
-  DriveAI(car);
+  DriveAI(car, false);
   return Stage::Advance;
 }
 
-void RaceEngine::DriveAI(int car) {
+void RaceEngine::DriveAI(int car, bool speedSettled) {
   ComputeSpeedRange(rs_);
   // The check settles the speed the AI chose for this turn, not the one it ran last turn.
   rs_.WorkSpeed = rs_.CarNewSpeed[car];
   // A car in the pit lane has no cell to move from: it waits for its release.
   if (rs_.CarStatus[car] < kOutOfRace && !rs_.CarInPit[car]) {
-    rs_.SpeedChecked = false;
-    rs_.AccelChecked = false;
-    rs_.DecelChecked = false;
-    CheckSpeedLimits(ctx_);
+    if (!speedSettled) {
+      rs_.SpeedChecked = false;
+      rs_.AccelChecked = false;
+      rs_.DecelChecked = false;
+      CheckSpeedLimits(ctx_);
+    }
     Call(Seams.PlanMove);
   }
   CalcAvgSpeed(rs_, car);
@@ -706,7 +708,8 @@ void RaceEngine::AutoPilot() {
     rs_.CarIsAI[rs_.CurrentCar] = true;
     steeringPanel_ = SteeringPanel{};
     waiting_ = Waiting::Nothing;
-    DriveAI(rs_.CurrentCar);
+    // A human's speed was settled when it was chosen: it is not checked a second time.
+    DriveAI(rs_.CurrentCar, true);
     RaceSequence();
     return;
   }

@@ -150,8 +150,9 @@ class RaceEngine {
   void Finish(Waiting why);
   // One turn of the pit lane; a car released past the line counts its crossing there.
   void ServePitLane();
-  // The move of an AI car, or of a car put on auto-pilot in the middle of its slot.
-  void DriveAI(int car);
+  // The move of an AI car, or of a car put on auto-pilot in the middle of its slot, whose speed
+  // was settled when its driver chose it.
+  void DriveAI(int car, bool speedSettled);
   // Lets an online seam hold the engine; returns whether it did.
   bool HeldBy(const std::function<bool(RuleContext&)>& seam);
   // The end of a race turn: the undo files are written and the turn may be taken back.
