@@ -256,5 +256,28 @@ TEST(OnlineRace, APlayerWhoLostTheTurnGoesOnAfterSendTip) {
   EXPECT_EQ(SharedRaceJson(*host.Rs), SharedRaceJson(*player.Rs));
 }
 
+// A driver gone in the middle of his move: the computer finishes the move from where the slot
+// began, with the speed the driver settled.
+TEST(OnlineRace, AutoPilotInTheMiddleOfAMoveFinishesItWithTheSettledSpeed) {
+  const TempDir dir;
+  Machine m(CopyData(dir, "host"));
+  testing_support::SetUpFromData(*m.Rs, m.Data, {"--laps", "1", "--cars-racing", "4"});
+  UseAIDrivers(m.Engine);
+  m.Rs->CarIsAI.fill(true);
+  m.Rs->CarIsAI[2] = false;
+  m.Engine.StartRace();
+  for (int i = 0; i < 200 && !(m.Engine.WaitingFor() == Waiting::Steering && m.Rs->CurrentCar == 2); ++i)
+    DriveByRule(m.Engine);
+  ASSERT_EQ(m.Engine.WaitingFor(), Waiting::Steering);
+  const int speed = m.Rs->CarNewSpeed[2];
+  const int wears = m.Rs->CarWears[2];
+  m.Engine.AutoPilot();
+  // The auto-pilot lasts the turn: the next turn asks the driver's speed again.
+  EXPECT_TRUE(m.Engine.WaitingFor() == Waiting::Speed || m.Engine.WaitingFor() == Waiting::RaceOver);
+  EXPECT_EQ(m.Rs->CarSpeed[2], speed) << "the move ran at the speed chosen";
+  EXPECT_LE(m.Rs->CarWears[2], wears);
+  EXPECT_TRUE(CheckRaceState(*m.Rs).empty());
+}
+
 }  // namespace
 }  // namespace vm
