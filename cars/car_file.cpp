@@ -41,25 +41,7 @@ int RatingValue(LineRecord& r, Rating rating) {
 CarRecord ReadRecord(TextReader& in, int car, const std::string& carsFolder) {
   LineRecord r(in, "car " + std::to_string(car), kCarRecordFields);
   CarRecord c;
-  c.StartSpeed = RatingValue(r, Rating::StartSpeed);
-  c.Acceleration = RatingValue(r, Rating::Acceleration);
-  c.Deceleration = RatingValue(r, Rating::Deceleration);
-  c.TopSpeed = RatingValue(r, Rating::TopSpeed);
-  c.WearPerLap = RatingValue(r, Rating::WearPerLap);
-  c.IsAI = r.Bool("CarIsAI");
-  c.ProfileSpare = r.Int16("CarProfileSpare");
-  c.RaceProfile = r.Int16("CarRaceProfile");
-  c.LapProfile = r.Int16("CarLapProfile");
-  c.Picture = FullPicture(r.Str("CarPicture"), carsFolder);
-  c.DriverName = r.Str("DriverName");
-  c.DRM = RatingValue(r, Rating::DRM);
-  c.Team = r.Str("CarTeam");
-  c.RiskSS = r.Int16("CarRiskSS");
-  c.RiskC = r.Int16("CarRiskC");
-  c.RiskD = r.Int16("CarRiskD");
-  c.RiskCA = r.Int16("CarRiskCA");
-  c.RiskA = r.Int16("CarRiskA");
-  c.RiskT = r.Int16("CarRiskT");
+  ReadCarHead(r, c, carsFolder, [](LineRecord& record, Rating rating) { return RatingValue(record, rating); });
   c.PitStrategy = r.Int16("PitStrategy");
   c.WearBonus = r.Dbl("CarWearBonus");
   c.QualifyBonus = r.Dbl("CarQualifyBonus");
@@ -72,6 +54,29 @@ CarRecord ReadRecord(TextReader& in, int car, const std::string& carsFolder) {
 }  // namespace
 
 const RatingScale& ScaleOf(Rating rating) { return kScales[static_cast<size_t>(rating)]; }
+
+void ReadCarHead(LineRecord& r, CarRecord& c, std::string_view carsFolder,
+                 const std::function<int(LineRecord&, Rating)>& rating) {
+  c.StartSpeed = rating(r, Rating::StartSpeed);
+  c.Acceleration = rating(r, Rating::Acceleration);
+  c.Deceleration = rating(r, Rating::Deceleration);
+  c.TopSpeed = rating(r, Rating::TopSpeed);
+  c.WearPerLap = rating(r, Rating::WearPerLap);
+  c.IsAI = r.Bool("CarIsAI");
+  c.ProfileSpare = r.Int16("CarProfileSpare");
+  c.RaceProfile = r.Int16("CarRaceProfile");
+  c.LapProfile = r.Int16("CarLapProfile");
+  c.Picture = FullPicture(r.Str("CarPicture"), carsFolder);
+  c.DriverName = r.Str("DriverName");
+  c.DRM = rating(r, Rating::DRM);
+  c.Team = r.Str("CarTeam");
+  c.RiskSS = r.Int16("CarRiskSS");
+  c.RiskC = r.Int16("CarRiskC");
+  c.RiskD = r.Int16("CarRiskD");
+  c.RiskCA = r.Int16("CarRiskCA");
+  c.RiskA = r.Int16("CarRiskA");
+  c.RiskT = r.Int16("CarRiskT");
+}
 
 std::optional<int> RatingIndex(Rating rating, int value) {
   const RatingScale& scale = ScaleOf(rating);

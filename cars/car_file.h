@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -122,5 +123,10 @@ std::string StoredPicture(std::string_view picture, std::string_view carsFolder)
 
 // Returns the full picture path for a stored picture: the cars folder, a separator, the name.
 std::string FullPicture(std::string_view stored, std::string_view carsFolder);
+
+// Reads the nineteen fields a car file's line and a season's driver line share, the ratings to
+// CarRiskT; `rating` reads a rating's field, with the file's own check of its scale.
+void ReadCarHead(LineRecord& r, CarRecord& c, std::string_view carsFolder,
+                 const std::function<int(LineRecord&, Rating)>& rating);
 
 }  // namespace vm

@@ -126,25 +126,8 @@ SeasonDriver ReadDriver(TextReader& in, int car, int fields, bool racing, std::s
   Record r(in, "driver " + std::to_string(car), fields);
   SeasonDriver d;
   CarRecord& c = d.Car;
-  c.StartSpeed = RatingValue(r, Rating::StartSpeed, racing);
-  c.Acceleration = RatingValue(r, Rating::Acceleration, racing);
-  c.Deceleration = RatingValue(r, Rating::Deceleration, racing);
-  c.TopSpeed = RatingValue(r, Rating::TopSpeed, racing);
-  c.WearPerLap = RatingValue(r, Rating::WearPerLap, racing);
-  c.IsAI = r.Bool("CarIsAI");
-  c.ProfileSpare = r.Int16("CarProfileSpare");
-  c.RaceProfile = r.Int16("CarRaceProfile");
-  c.LapProfile = r.Int16("CarLapProfile");
-  c.Picture = FullPicture(r.Str("CarPicture"), carsFolder);
-  c.DriverName = r.Str("DriverName");
-  c.DRM = RatingValue(r, Rating::DRM, racing);
-  c.Team = r.Str("CarTeam");
-  c.RiskSS = r.Int16("CarRiskSS");
-  c.RiskC = r.Int16("CarRiskC");
-  c.RiskD = r.Int16("CarRiskD");
-  c.RiskCA = r.Int16("CarRiskCA");
-  c.RiskA = r.Int16("CarRiskA");
-  c.RiskT = r.Int16("CarRiskT");
+  ReadCarHead(r, c, carsFolder,
+              [racing](LineRecord& record, Rating rating) { return RatingValue(record, rating, racing); });
   d.WetTires = r.Bool("CarWetTires");
   c.PitStrategy = r.Int16("PitStrategy");
   c.WearBonus = r.Dbl("CarWearBonus");

@@ -12,6 +12,8 @@
 #include "app/dialogs.h"
 #include "app/game_controller.h"
 #include "app/main_window.h"
+#include "core/track_file.h"
+#include "core/units.h"
 #include "ui/scripted_console.h"
 
 namespace vm::testing_support {
@@ -39,6 +41,20 @@ class AppFixture : public ::testing::Test {
   }
 
   std::string Data() const { return folder.path().toStdString() + "/data"; }
+
+  // Starts the program on a two-lap race of four cars on Kestrel, ready to start: car 1 a
+  // person's when `humanFirst`, the rest the computer's.
+  void SetUpSmallRace(bool humanFirst) {
+    StartUp();
+    RaceState& rs = controller.Race();
+    ASSERT_FALSE(LoadTrack(rs.track, Data() + "/Tracks/Kestrel.trk"));
+    rs.GameMode = std::string(kModeSingle);
+    rs.QualifyingMethod = "none";
+    rs.RaceLaps = 2;
+    rs.CarCount = 4;
+    for (int car = 1; car <= 4; ++car) rs.CarIsAI[car] = !(humanFirst && car == 1);
+    controller.Session()[Cmd::mnuRaceStartRace].Enabled = true;
+  }
 
   QTemporaryDir folder;
   ScriptedConsole console{{}, false};

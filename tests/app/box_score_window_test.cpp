@@ -1,6 +1,8 @@
 // The race's report in the desktop program: the final standings come up beside a race that ends,
 // the view switches rebuild it, it saves as rich text or as a page and opens in the browser, its
 // OK closes the race down; a snapshot is the same report taken mid-race.
+#include "app/dialogs/box_score_window.h"
+
 #include <gtest/gtest.h>
 
 #include <QAction>
@@ -10,7 +12,6 @@
 #include <filesystem>
 #include <string>
 
-#include "app/dialogs/box_score_window.h"
 #include "core/textfile.h"
 #include "core/track_file.h"
 #include "core/units.h"
@@ -24,19 +25,11 @@ using testing_support::Child;
 class BoxScoreWindowTest : public testing_support::AppFixture {
  protected:
   void SetUp() override {
-    StartUp();
-    RaceState& rs = controller.Race();
-    ASSERT_FALSE(LoadTrack(rs.track, Data() + "/Tracks/Kestrel.trk"));
-    rs.GameMode = std::string(kModeSingle);
-    rs.QualifyingMethod = "none";
-    rs.RaceLaps = 2;
-    rs.CarCount = 4;
-    for (int car = 1; car <= 4; ++car) rs.CarIsAI[car] = true;
+    SetUpSmallRace(false);
     controller.SetMoveDelayOverride(0);
     controller.SetOpenPage([this](const std::string& page) { opened = page; });
-    controller.Session()[Cmd::mnuRaceStartRace].Enabled = true;
     controller.Run(Cmd::mnuRaceStartRace);
-    ASSERT_TRUE(rs.RaceRunning);
+    ASSERT_TRUE(controller.Race().RaceRunning);
   }
 
   std::string Text(QDialog& report) { return Child<QTextBrowser>(report, "rtbBoxScore")->toPlainText().toStdString(); }

@@ -16,16 +16,8 @@ namespace {
 class RaceControllerTest : public testing_support::AppFixture {
  protected:
   void SetUp() override {
-    StartUp();
-    RaceState& rs = controller.Race();
-    ASSERT_FALSE(LoadTrack(rs.track, Data() + "/Tracks/Kestrel.trk"));
-    rs.GameMode = std::string(kModeSingle);
-    rs.QualifyingMethod = "none";
-    rs.RaceLaps = 2;
-    rs.CarCount = 4;
-    for (int car = 1; car <= 4; ++car) rs.CarIsAI[car] = car != 1;
+    SetUpSmallRace(true);
     controller.SetMoveDelayOverride(1);  // a yield after every car
-    controller.Session()[Cmd::mnuRaceStartRace].Enabled = true;
   }
 
   // The slowest speed above standing still on the person's panel.
