@@ -24,7 +24,8 @@ namespace vm {
 namespace {
 
 using testing_support::TempDir;
-using Design = std::array<int, 5>;  // start, acceleration, deceleration, top speed, wear
+using Design = std::array<int, 5>;        // start, acceleration, deceleration, top speed, wear
+const Design kPorto{40, 60, 80, 160, 6};  // the setup Porto recommends
 
 // Odd cars are driven by the computer, even ones by people; every car has its own driver,
 // team, picture and profile so that a copy that reaches too far shows.
@@ -34,18 +35,11 @@ std::unique_ptr<RaceState> Field(int points) {
   rs->CarSetupPoints = points;
   for (int car = 1; car <= kMaxCars; ++car) {
     CarRecord c;
-    c.IsAI = car % 2 == 1;
-    c.DriverName = "Driver " + std::to_string(car);
-    c.Team = "Team " + std::to_string(car);
-    c.Picture = "/Cars/Formula\\Gifs\\Car" + std::to_string(car);
-    c.StartSpeed = 60;
-    c.TopSpeed = 200;
-    c.DRM = -1;
-    c.RaceProfile = 1 + car % 3;
-    c.RiskC = car % 26;
-    c.PitStrategy = 1;
-    c.WearBonus = 0.5;
-    c.QualifyBonus = 0.25;
+    const std::string n = std::to_string(car);
+    c.IsAI = car % 2 == 1, c.DriverName = "Driver " + n, c.Team = "Team " + n;
+    c.Picture = "/Cars/Formula\\Gifs\\Car" + n;
+    c.StartSpeed = 60, c.TopSpeed = 200, c.DRM = -1, c.RaceProfile = 1 + car % 3, c.RiskC = car % 26;
+    c.PitStrategy = 1, c.WearBonus = 0.5, c.QualifyBonus = 0.25;
     PutCar(*rs, car, c);
     rs->CarWetTires[car] = true;
   }
@@ -199,6 +193,15 @@ TEST(RandomDrivers, ProfilesForComputerCarsRiskFromTheModifier) {
   for (int car = 2; car <= kMaxCars; car += 2) ASSERT_EQ(GetCar(*rs, car), GetCar(*before, car)) << car;
 }
 
+// The fields the ratings copy takes, and those the driver profile copy takes.
+auto Ratings(CarRecord& c) {
+  return std::tie(c.StartSpeed, c.Acceleration, c.Deceleration, c.TopSpeed, c.WearPerLap, c.DRM);
+}
+auto Profile(CarRecord& c) {
+  return std::tie(c.PitStrategy, c.RaceProfile, c.LapProfile, c.RiskSS, c.RiskC, c.RiskD, c.RiskCA, c.RiskA, c.RiskT,
+                  c.WearBonus, c.QualifyBonus);
+}
+
 TEST(CopyCommands, TakeOnlyTheirFieldsToOnlyTheirCars) {
   struct Case {
     const char* what;
@@ -212,28 +215,11 @@ TEST(CopyCommands, TakeOnlyTheirFieldsToOnlyTheirCars) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     auto rs = Field(8);
-    const CarRecord source{.StartSpeed = 80,
-                           .Acceleration = 80,
-                           .Deceleration = 60,
-                           .TopSpeed = 240,
-                           .WearPerLap = 7,
-                           .IsAI = false,
-                           .ProfileSpare = 2,
-                           .RaceProfile = 3,
-                           .LapProfile = 1,
-                           .Picture = "/Cars/Sports\\Gifs\\Blue",
-                           .DriverName = "Source",
-                           .DRM = -2,
-                           .Team = "Source Team",
-                           .RiskSS = 40,
-                           .RiskC = 1,
-                           .RiskD = 2,
-                           .RiskCA = 3,
-                           .RiskA = 4,
-                           .RiskT = 5,
-                           .PitStrategy = 0,
-                           .WearBonus = 1.5,
-                           .QualifyBonus = 2.5};
+    CarRecord source;
+    Ratings(source) = std::tuple(80, 80, 60, 240, 7, -2);
+    Profile(source) = std::tuple(0, 3, 1, 40, 1, 2, 3, 4, 5, 1.5, 2.5);
+    std::tie(source.IsAI, source.ProfileSpare, source.Picture, source.DriverName, source.Team) =
+        std::tuple(false, 2, "/Cars/Sports\\Gifs\\Blue", "Source", "Source Team");
     PutCar(*rs, 4, source);
     const auto before = std::make_unique<RaceState>(*rs);
     c.run(*rs);
@@ -243,15 +229,8 @@ TEST(CopyCommands, TakeOnlyTheirFieldsToOnlyTheirCars) {
       SCOPED_TRACE(car);
       CarRecord want = GetCar(*before, car);
       const bool ratings = rs->CarIsAI[car] ? c.ratingsToComputers : c.ratingsToHumans;
-      if (ratings) {
-        std::tie(want.StartSpeed, want.Acceleration, want.Deceleration, want.TopSpeed, want.WearPerLap, want.DRM) =
-            std::tuple(80, 80, 60, 240, 7, -2);
-      }
-      if (c.profiles) {
-        std::tie(want.PitStrategy, want.RaceProfile, want.LapProfile, want.RiskSS, want.RiskC, want.RiskD, want.RiskCA,
-                 want.RiskA, want.RiskT, want.WearBonus, want.QualifyBonus) =
-            std::tuple(0, 3, 1, 40, 1, 2, 3, 4, 5, 1.5, 2.5);
-      }
+      if (ratings) Ratings(want) = Ratings(source);
+      if (c.profiles) Profile(want) = Profile(source);
       ASSERT_EQ(GetCar(*rs, car), want);
     }
   }
@@ -275,8 +254,7 @@ class TrackSetupTest : public ::testing::Test {
   // Three computer cars on 9 points, as a track's own car file.
   void SaveCarFile(const std::string& name) {
     auto cars = std::make_unique<RaceState>();
-    cars->CarSetupPoints = 9;
-    cars->CarsInFile = 3;
+    cars->CarSetupPoints = 9, cars->CarsInFile = 3;
     for (int car = 1; car <= 3; ++car) {
       CarRecord c;
       std::tie(c.StartSpeed, c.Acceleration, c.IsAI, c.DriverName) = std::tuple(80, 60, true, "Track Driver");
@@ -319,7 +297,7 @@ TEST_F(TrackSetupTest, TheCarFileNamedByTheTrackWinsWhenItIsThere) {
     }
     EXPECT_EQ(std::tuple(rs->CarSetupPoints, rs->CarsInFile), std::tuple(8, kMaxCars));
     for (int car : {1, 2, 40}) {
-      EXPECT_EQ(DesignOf(*rs, car), (Design{40, 60, 80, 160, 6}));
+      EXPECT_EQ(DesignOf(*rs, car), kPorto);
       EXPECT_EQ(std::tuple(rs->CarDRM[car], rs->PitStrategy[car], rs->CarWearBonus[car], rs->CarQualifyBonus[car],
                            rs->DriverName[car], rs->CarTeam[car]),
                 std::tuple(0, 0, 0.0, 0.0, "Driver " + std::to_string(car), "Team " + std::to_string(car)));
@@ -344,7 +322,7 @@ TEST_F(TrackSetupTest, TheTrackLoadVariesComputerCarsOnlyWhenAsked) {
     int varied = 0;
     for (int car = 1; car <= kMaxCars; ++car) {
       ASSERT_EQ(CarDesignCost(*rs, car), recommended);
-      varied += DesignOf(*rs, car) != Design{40, 60, 80, 160, 6} ? 1 : 0;
+      varied += DesignOf(*rs, car) != kPorto ? 1 : 0;
     }
     // Every varied car moves: Porto's car has both high and low ratings.
     EXPECT_EQ(varied, static_cast<int>(c.draws / 2));
@@ -365,7 +343,7 @@ TEST_F(TrackSetupTest, TheGamesTrackLoadBringsTheSetupOnlyWhenTheOptionIsSet) {
     ModeCommands modes(g, *rs, console, {}, &rng);
     ASSERT_TRUE(modes.LoadPendingTrack());
     // The person's car takes the setup as it is; the twenty computer cars are varied.
-    EXPECT_EQ(DesignOf(*rs, 2) == (Design{40, 60, 80, 160, 6}), option);
+    EXPECT_EQ(DesignOf(*rs, 2) == kPorto, option);
     EXPECT_EQ(rng.Draws(), option ? 40u : 0u);
   }
 }
@@ -385,7 +363,7 @@ TEST_F(TrackSetupTest, BothTrackCommandsGiveHumansTheSetupUnvaried) {
     EXPECT_FALSE((d.*command)(Folders().Tracks));
     EXPECT_EQ(CarFileText(*rs, "/Cars"), CarFileText(*before, "/Cars"));
     EXPECT_TRUE((d.*command)(Folders().Tracks));
-    for (int car = 1; car <= kMaxCars; ++car) ASSERT_EQ(DesignOf(*rs, car), (Design{40, 60, 80, 160, 6})) << car;
+    for (int car = 1; car <= kMaxCars; ++car) ASSERT_EQ(DesignOf(*rs, car), kPorto) << car;
     EXPECT_EQ(rng.Draws(), 0u);
     EXPECT_EQ(d.UsedDesignPoints(), 8);
   }

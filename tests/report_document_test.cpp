@@ -6,24 +6,21 @@
 #include <string>
 
 #include "core/race_state.h"
+#include "report_test_support.h"
 #include "reports/race_charts.h"
 #include "temp_dir.h"
 
 namespace vm {
 namespace {
 
-size_t Count(const std::string& text, const std::string& what) {
-  size_t n = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
-  return n;
-}
+using testing_support::Count;
+using testing_support::ExpectContains;
+using testing_support::ThreeCarRace;
 
 // Every opened tag of the page is closed.
 void ExpectBalanced(const std::string& html) {
-  for (const char* tag : {"TABLE", "TR", "TD", "TH", "FONT", "B", "HTML", "HEAD", "BODY", "TITLE"}) {
-    const std::string name(tag);
-    EXPECT_EQ(Count(html, "<" + name + ">") + Count(html, "<" + name + " "), Count(html, "</" + name + ">")) << tag;
-  }
+  for (const std::string tag : {"TABLE", "TR", "TD", "TH", "FONT", "B", "HTML", "HEAD", "BODY", "TITLE"})
+    EXPECT_EQ(Count(html, "<" + tag + ">") + Count(html, "<" + tag + " "), Count(html, "</" + tag + ">")) << tag;
 }
 
 TEST(ReportEscape, HtmlAndRtfTakeHostileText) {
@@ -68,25 +65,21 @@ TEST(ReportPage, HeadSectionsAndRowsAsTheReportMarksThem) {
             0u);
   EXPECT_EQ(html.substr(html.size() - 16), "</BODY>\n</HTML>\n");
   const std::string font = "<FONT FACE = \"Courier New\" SIZE =2 COLOR =#000000>";
-  // The heading is the first row of its table, spanning its three columns.
-  EXPECT_NE(html.find("<TABLE BORDER=1 WIDTH=100%  CELLSPACING=0 CELLPADDING=2>\n<TR><TD bgcolor=#003366 COLSPAN=3><B>"
-                      "<FONT FACE = \"Times New Roman\" SIZE =4 COLOR =#FFFFFF>Final Standings:</FONT></B></TD></TR>\n"
-                      "<TR><TD ALIGN=CENTER><B>"),
-            std::string::npos);
-  EXPECT_NE(html.find("<TR bgcolor=#FFFF66><TD ALIGN=CENTER>" + font + "1</FONT></TD><TD>" + font +
-                      "M\xC3\xBCller</FONT></TD><TD ALIGN=CENTER>" + font + "1:02:03</FONT></TD></TR>"),
-            std::string::npos);
-  EXPECT_NE(html.find("<TR bgcolor=#FFFFCC><TD ALIGN=CENTER>" + font + "2</FONT></TD><TD>" + font +
-                      "&lt;Ann &amp; &quot;Bo&quot;&gt;</FONT></TD>"),
-            std::string::npos);
-  EXPECT_NE(html.find("<TR><TD ALIGN=CENTER>" + font + "3</FONT></TD><TD>" + font + "&nbsp;</FONT></TD>"),
-            std::string::npos);
-  // A subsection followed by lines stands in a table of its own.
-  EXPECT_NE(html.find("<TABLE BORDER=0 WIDTH=100%  CELLSPACING=0 CELLPADDING=2>\n<TR><TD bgcolor=#CCCCCC COLSPAN=1>"
-                      "<B><FONT FACE = \"Times New Roman\" SIZE =3 COLOR =#000000>Race Setup</FONT></B></TD></TR>\n"
-                      "</TABLE>\n<FONT FACE = \"Times New Roman\" SIZE =3 COLOR =#000000>Cars: 3</FONT><BR>"),
-            std::string::npos);
-  EXPECT_NE(html.find("<svg><title>chart marker</title></svg>"), std::string::npos);
+  ExpectContains(
+      html,
+      {// The heading is the first row of its table, spanning its three columns.
+       "<TABLE BORDER=1 WIDTH=100%  CELLSPACING=0 CELLPADDING=2>\n<TR><TD bgcolor=#003366 COLSPAN=3><B><FONT FACE = "
+       "\"Times New Roman\" SIZE =4 COLOR =#FFFFFF>Final Standings:</FONT></B></TD></TR>\n<TR><TD ALIGN=CENTER><B>",
+       "<TR bgcolor=#FFFF66><TD ALIGN=CENTER>" + font + "1</FONT></TD><TD>" + font +
+           "M\xC3\xBCller</FONT></TD><TD ALIGN=CENTER>" + font + "1:02:03</FONT></TD></TR>",
+       "<TR bgcolor=#FFFFCC><TD ALIGN=CENTER>" + font + "2</FONT></TD><TD>" + font +
+           "&lt;Ann &amp; &quot;Bo&quot;&gt;</FONT></TD>",
+       "<TR><TD ALIGN=CENTER>" + font + "3</FONT></TD><TD>" + font + "&nbsp;</FONT></TD>",
+       // A subsection followed by lines stands in a table of its own.
+       "<TABLE BORDER=0 WIDTH=100%  CELLSPACING=0 CELLPADDING=2>\n<TR><TD bgcolor=#CCCCCC COLSPAN=1><B><FONT FACE = "
+       "\"Times New Roman\" SIZE =3 COLOR =#000000>Race Setup</FONT></B></TD></TR>\n</TABLE>\n<FONT FACE = \"Times "
+       "New Roman\" SIZE =3 COLOR =#000000>Cars: 3</FONT><BR>",
+       "<svg><title>chart marker</title></svg>"});
   ExpectBalanced(html);
 }
 
@@ -108,28 +101,22 @@ TEST(ReportPage, TakenMidTableOrTwiceStaysWhole) {
 TEST(ReportRichText, FixedColumnsBoldHeadingsAndNoPageMarkup) {
   const std::string rtf = Standings().Rtf();
   EXPECT_EQ(rtf.rfind("{\\rtf1\\ansi", 0), 0u);
-  EXPECT_NE(rtf.find("{\\fonttbl{\\f0\\froman\\fcharset0 Times New Roman;}{\\f1\\fmodern\\fcharset0 Courier New;}}"),
-            std::string::npos);
   EXPECT_EQ(rtf.substr(rtf.size() - 2), "}\n");
-  EXPECT_NE(rtf.find("{\\b\\fs32 Single Race}\\par\n"), std::string::npos);
-  EXPECT_NE(rtf.find("{\\b\\fs28 Final Standings:}\\par\n"), std::string::npos);
-  EXPECT_NE(rtf.find("{\\b\\fs24 Race Setup}\\par\n"), std::string::npos);
-  // Four-wide right-set place, ten-wide name, nine-wide right-set time, one blank between.
-  EXPECT_NE(rtf.find("{\\f1\\fs18\\b  Pos Driver          Time}\\par\n"), std::string::npos);
-  EXPECT_NE(rtf.find("{\\f1\\fs18    1 M\\u252?ller       1:02:03}\\par\n"), std::string::npos);
-  EXPECT_NE(rtf.find("{\\f1\\fs18    2 <Ann & \"Bo     +4.50}\\par\n"), std::string::npos);
-  EXPECT_NE(rtf.find("{\\f1\\fs18    3}\\par\n"), std::string::npos);
-  EXPECT_NE(rtf.find("Cars: 3\\par\n{\\b \\{Bold\\} \\\\ line}\\par\n"), std::string::npos);
+  ExpectContains(
+      rtf, {"{\\fonttbl{\\f0\\froman\\fcharset0 Times New Roman;}{\\f1\\fmodern\\fcharset0 Courier New;}}",
+            "{\\b\\fs32 Single Race}\\par\n", "{\\b\\fs28 Final Standings:}\\par\n", "{\\b\\fs24 Race Setup}\\par\n",
+            // Four-wide right-set place, ten-wide name, nine-wide right-set time, one blank between.
+            "{\\f1\\fs18\\b  Pos Driver          Time}\\par\n", "{\\f1\\fs18    1 M\\u252?ller       1:02:03}\\par\n",
+            "{\\f1\\fs18    2 <Ann & \"Bo     +4.50}\\par\n", "{\\f1\\fs18    3}\\par\n",
+            "Cars: 3\\par\n{\\b \\{Bold\\} \\\\ line}\\par\n"});
   EXPECT_EQ(rtf.find("marker"), std::string::npos);
   // Unescaped braces pair up.
   int depth = 0;
   for (size_t i = 0; i < rtf.size(); ++i) {
     if (rtf[i] == '\\')
-      ++i;
-    else if (rtf[i] == '{')
-      ++depth;
-    else if (rtf[i] == '}')
-      --depth;
+      ++i;  // an escaped brace is text
+    else
+      depth += rtf[i] == '{' ? 1 : rtf[i] == '}' ? -1 : 0;
     ASSERT_GE(depth, 0);
   }
   EXPECT_EQ(depth, 0);
@@ -137,21 +124,16 @@ TEST(ReportRichText, FixedColumnsBoldHeadingsAndNoPageMarkup) {
 
 TEST(ReportRichText, LogoEmbeddedWhenItIsAPicture) {
   testing_support::TempDir dir;
-  // A 2 x 1 24-bit BMP: 14-byte file head, 40-byte DIB head, one row of 6 bytes padded to 8.
+  // A 2 x 1 24-bit BMP: 14-byte file head, 40-byte DIB head, one row of 6 bytes padded to 8,
+  // all as little-endian words.
   std::string bmp = "BM";
-  const auto le32 = [&](uint32_t v) {
+  for (const uint32_t v : {62u, 0u, 54u, 40u, 2u, 1u, 0x180001u, 0u, 8u, 0u, 0u, 0u, 0u, 0xFFu, 0xFF00u})
     for (int k = 0; k < 4; ++k) bmp += static_cast<char>((v >> (8 * k)) & 0xFF);
-  };
-  le32(62), le32(0), le32(54), le32(40), le32(2), le32(1);
-  bmp += std::string("\x01\x00\x18\x00", 4);
-  le32(0), le32(8), le32(0), le32(0), le32(0), le32(0);
-  bmp += std::string("\xFF\x00\x00\x00\xFF\x00\x00\x00", 8);
-  const std::string picture = dir.Add("logo dir/logo.bmp", bmp);
   ReportDocument doc("T");
-  doc.Logo(picture);
-  const std::string rtf = doc.Rtf();
-  EXPECT_NE(rtf.find("{\\pict\\dibitmap0\\picw2\\pich1\\picwgoal30\\pichgoal15\n28000000020000000100000001001800"),
-            std::string::npos);
+  doc.Logo(dir.Add("logo dir/logo.bmp", bmp));
+  EXPECT_NE(
+      doc.Rtf().find("{\\pict\\dibitmap0\\picw2\\pich1\\picwgoal30\\pichgoal15\n28000000020000000100000001001800"),
+      std::string::npos);
   EXPECT_NE(doc.Html().find("<TR><TH><IMG SRC=\"file://" + dir.Root() + "/logo%20dir/logo.bmp\" ALT=\"Velomark\">"),
             std::string::npos);
 
@@ -162,60 +144,36 @@ TEST(ReportRichText, LogoEmbeddedWhenItIsAPicture) {
   EXPECT_EQ(Count(other.Html(), "<IMG"), 2u);
 }
 
-// Three cars over two laps: 1-2-3 on the grid, 2-1-3 after lap 1, 2-3-1 at the flag.
-std::unique_ptr<RaceState> ThreeCarRace() {
-  auto rs = std::make_unique<RaceState>();
-  rs->CarCount = 3;
-  rs->RaceLaps = 2;
-  rs->DriverName[1] = "M\xC3\xBCller & Sons";
-  rs->LapOrder[0] = {0, 1, 2, 3};
-  rs->LapOrder[1] = {0, 2, 1, 3};
-  rs->LapOrder[2] = {0, 2, 3, 1};
-  rs->LapGap[1] = {0, 1.5, 0, 3};
-  rs->LapGap[2] = {0, 4, 0, 2};
-  for (int lap : {1, 2})
-    for (int car : {1, 2, 3}) rs->LapSpeedMph[lap][car] = 150;
-  return rs;
-}
-
 TEST(RaceCharts, LapChartPlacesWorkedByHand) {
   auto rs = ThreeCarRace();
+  rs->DriverName[1] = "M\xC3\xBCller & Sons";
   const std::string svg = LapChartSvg(*rs);
   EXPECT_EQ(svg.rfind("<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 720 480\"", 0), 0u);
   EXPECT_EQ(svg.substr(svg.size() - 6), "</svg>");
-  EXPECT_NE(svg.find("<title>Lap Chart</title>"), std::string::npos);
-  EXPECT_NE(svg.find(">Lap</text>"), std::string::npos);
-  EXPECT_NE(svg.find(">Place</text>"), std::string::npos);
   // Laps 0, 1, 2 at x 80, 380, 680; places 1, 2, 3 at y 40, 220, 400.
-  EXPECT_NE(svg.find("<title>Car 1: M\xC3\xBCller &amp; Sons</title><polyline fill=\"none\" stroke-width=\"2\" "
-                     "points=\"80,40 380,220 680,400\"/>"
-                     "<text x=\"74\" y=\"44\" text-anchor=\"end\" stroke=\"none\">1</text>"
-                     "<text x=\"686\" y=\"404\" text-anchor=\"start\" stroke=\"none\">1</text></g>"),
-            std::string::npos);
-  EXPECT_NE(svg.find("points=\"80,220 380,40 680,40\""), std::string::npos);
-  EXPECT_NE(svg.find("points=\"80,400 380,400 680,220\""), std::string::npos);
-
+  ExpectContains(svg, {"<title>Lap Chart</title>", ">Lap</text>", ">Place</text>",
+                       "<title>Car 1: M\xC3\xBCller &amp; Sons</title><polyline fill=\"none\" stroke-width=\"2\" "
+                       "points=\"80,40 380,220 680,400\"/><text x=\"74\" y=\"44\" text-anchor=\"end\" "
+                       "stroke=\"none\">1</text><text x=\"686\" y=\"404\" text-anchor=\"start\" "
+                       "stroke=\"none\">1</text></g>",
+                       "points=\"80,220 380,40 680,40\"", "points=\"80,400 380,400 680,220\""});
   // Car 3 out of the race in lap 2: its line ends at lap 1, numbered there.
   rs->LapSpeedMph[2][3] = 0;
   rs->LapOrder[2] = {0, 2, 1, 3};
-  const std::string out = LapChartSvg(*rs);
-  EXPECT_NE(out.find("points=\"80,400 380,400\"/><text x=\"74\" y=\"404\" text-anchor=\"end\" stroke=\"none\">3</text>"
-                     "<text x=\"386\" y=\"404\" text-anchor=\"start\" stroke=\"none\">3</text>"),
+  EXPECT_NE(LapChartSvg(*rs).find("points=\"80,400 380,400\"/><text x=\"74\" y=\"404\" text-anchor=\"end\" "
+                                  "stroke=\"none\">3</text><text x=\"386\" y=\"404\" text-anchor=\"start\" "
+                                  "stroke=\"none\">3</text>"),
             std::string::npos);
 }
 
 TEST(RaceCharts, GapChartSecondsBehindTheLeader) {
   auto rs = ThreeCarRace();
   rs->LapGap[2][2] = 0.5;  // whatever the table holds, the lap's leader stands at 0
-  const std::string svg = GapChartSvg(*rs);
-  EXPECT_NE(svg.find("<title>Gap Chart</title>"), std::string::npos);
-  EXPECT_NE(svg.find(">Seconds behind the leader</text>"), std::string::npos);
   // Laps 1, 2 at x 80, 680; the largest gap is 3.5 s, so the scale runs 0..4 over y 40..400.
-  EXPECT_NE(svg.find("points=\"80,175 680,355\""), std::string::npos);
-  EXPECT_NE(svg.find("points=\"80,40 680,40\""), std::string::npos);
-  EXPECT_NE(svg.find("points=\"80,310 680,175\""), std::string::npos);
-  EXPECT_NE(svg.find("<text x=\"44\" y=\"404\" text-anchor=\"end\">4</text>"), std::string::npos);
-  EXPECT_NE(svg.find("<text x=\"686\" y=\"359\" text-anchor=\"start\" stroke=\"none\">1</text>"), std::string::npos);
+  ExpectContains(GapChartSvg(*rs), {"<title>Gap Chart</title>", ">Seconds behind the leader</text>",
+                                    "points=\"80,175 680,355\"", "points=\"80,40 680,40\"", "points=\"80,310 680,175\"",
+                                    "<text x=\"44\" y=\"404\" text-anchor=\"end\">4</text>",
+                                    "<text x=\"686\" y=\"359\" text-anchor=\"start\" stroke=\"none\">1</text>"});
 }
 
 TEST(RaceCharts, NoLapNoChart) {
@@ -243,9 +201,8 @@ TEST(RaceCharts, FortyCarsOverAHundredLapsEachHaveTheirLine) {
     }
   // How fast they are drawn is the box score benchmark's business; here, that every car is drawn.
   const std::string lapChart = LapChartSvg(*rs);
-  const std::string gapChart = GapChartSvg(*rs);
   EXPECT_EQ(Count(lapChart, "<polyline"), 40u);
-  EXPECT_EQ(Count(gapChart, "<polyline"), 40u);
+  EXPECT_EQ(Count(GapChartSvg(*rs), "<polyline"), 40u);
   EXPECT_EQ(Count(lapChart, "stroke-dasharray=\"8 3\""), 10u);  // cars 11..20 share colours with 1..10
 }
 

@@ -206,13 +206,6 @@ TEST(OnlineRace, AHostileClientsThousandLinesCrashNothingWriteNothingOutsideAndT
     }
 }
 
-TEST(OnlineRace, ALineOverSixtyFourKilobytesClosesThatConnection) {
-  HostWithRawPlayer t;
-  t.Send("[Joined]Mallory");
-  t.Send("[Message]" + std::string(70 * 1024, 'a'));
-  EXPECT_TRUE(RunUntil([&] { return t.player.state() != QAbstractSocket::ConnectedState; }));
-}
-
 // A player whose turn was lost on the way goes on when the host sends the race again.
 TEST(OnlineRace, APlayerWhoLostTheTurnGoesOnAfterSendTip) {
   const TempDir dir;
