@@ -63,6 +63,32 @@ class SeasonCommandsTest : public ::testing::Test {
 
   std::string Sea() const { return data_ + "/Season/Cup.sea"; }
 
+  // A season race on the engine, driven by the computer, with the program's season hooks.
+  struct Desk {
+    Desk(const std::string& data, const std::string& sea, unsigned seed, std::vector<std::string> answers)
+        : rng(seed), console(std::move(answers), false) {
+      rs->GameMode = kModeSeason;
+      g.AppPath = JoinPath(data, "");
+      g.CarsFolder = JoinPath(data, "Cars");
+      g.TracksFolder = JoinPath(data, "Tracks");
+      g.SeasonFile = sea;
+      UseAIDrivers(engine);
+    }
+    std::unique_ptr<RaceState> rs = std::make_unique<RaceState>();
+    GameSession g;
+    Random rng;
+    ScriptedConsole console;
+    HighlightList log{*rs};
+    RaceEngine engine{*rs, rng, console, log};
+    RaceFiles files{g, engine, ""};
+    SeasonHooks hooks{.LoadSavedRace = [this] { return files.mnuFileLoadSavedRace(); },
+                      .LoadTrack = [this] { return !LoadTrack(rs->track, g.PendingTrackFile); },
+                      .SaveRace = [this] { return files.mnuRaceSave(); },
+                      .EndRace = [this] { files.mnuRaceEndRace(); },
+                      .Stamp = [] { return std::string("Tuesday, Nov 24 2026 - 05:00:00 PM"); }};
+    SeasonCommands season{g, *rs, console, hooks};
+  };
+
   testing_support::TempDir dir_;
   std::string data_ = dir_.File("data");
 };
@@ -74,8 +100,7 @@ TEST_F(SeasonCommandsTest, ThreeRacesScoreOnceEachAndTheSeasonEnds) {
     const CliRun r = Cli({"season", "race", Sea(), "--seed", std::to_string(race), "--json"});
     ASSERT_EQ(r.status, kExitOk) << r.err;
     const auto j = nlohmann::json::parse(r.out);
-    EXPECT_EQ(j["Race"], race);
-    EXPECT_EQ(j["NextRace"], race + 1);
+    EXPECT_EQ(std::tuple(j["Race"], j["NextRace"]), std::tuple(race, race + 1));
     ASSERT_EQ(j["Finish"].size(), 6U);
     EXPECT_TRUE(std::filesystem::exists(data_ + "/Season/CupRace" + std::to_string(race) + ".res"));
     // Every place of the six is scored: each race hands out 10+8+6+5+4+3 points in all.
@@ -88,11 +113,9 @@ TEST_F(SeasonCommandsTest, ThreeRacesScoreOnceEachAndTheSeasonEnds) {
       EXPECT_EQ(s.Results[static_cast<size_t>(race)].Finish[static_cast<size_t>(place)], j["Finish"][place - 1]["Car"]);
   }
   const CliRun over = Cli({"season", "race", Sea()});
-  EXPECT_EQ(over.status, kExitOk);
-  EXPECT_EQ(over.out, "the season is over: 3 races run\n");
+  EXPECT_EQ(std::tuple(over.status, over.out), std::tuple(kExitOk, "the season is over: 3 races run\n"));
   const SeasonFileData s = Read();
-  EXPECT_EQ(s.NextRace, 4);
-  EXPECT_FALSE(s.RaceStored);
+  EXPECT_EQ(std::tuple(s.NextRace, s.RaceStored), std::tuple(4, false));
   // The computer drove every car, but the file keeps who drives them in the season.
   EXPECT_EQ(Cli({"season", "show", Sea()}).out.find("HUMAN"), std::string::npos);
   // The printed standings: the season's page with every driver of the field.
@@ -112,26 +135,8 @@ TEST_F(SeasonCommandsTest, ThreeRacesScoreOnceEachAndTheSeasonEnds) {
 // was; "Next Race" takes it up again from its file, and its finish then scores once.
 TEST_F(SeasonCommandsTest, APausedRaceIsKeptAndScoresOnceWhenFinished) {
   NewSeason();
-  auto rs = std::make_unique<RaceState>();
-  rs->GameMode = kModeSeason;
-  GameSession g;
-  g.AppPath = JoinPath(data_, "");
-  g.CarsFolder = JoinPath(data_, "Cars");
-  g.TracksFolder = JoinPath(data_, "Tracks");
-  g.SeasonFile = Sea();
-  Random rng(7);
-  ScriptedConsole console({"yes"}, false);
-  HighlightList log(*rs);
-  RaceEngine engine(*rs, rng, console, log);
-  UseAIDrivers(engine);
-  RaceFiles files(g, engine, "");
-  SeasonHooks hooks;
-  hooks.LoadTrack = [&] { return !LoadTrack(rs->track, g.PendingTrackFile); };
-  hooks.SaveRace = [&] { return files.mnuRaceSave(); };
-  hooks.EndRace = [&] { files.mnuRaceEndRace(); };
-  hooks.LoadSavedRace = [&] { return files.mnuFileLoadSavedRace(); };
-  hooks.Stamp = [] { return std::string("Tuesday, Nov 24 2026 - 05:00:00 PM"); };
-  SeasonCommands season(g, *rs, console, hooks);
+  Desk d(data_, Sea(), 7, {"yes"});
+  auto& [rs, g, rng, console, log, engine, files, hooks, season] = d;
   int finished = 0;
   engine.Seams.EndRace = [&](RuleContext&) {
     ++finished;
@@ -140,8 +145,7 @@ TEST_F(SeasonCommandsTest, APausedRaceIsKeptAndScoresOnceWhenFinished) {
 
   season.mnuSeasonNextRace();
   ASSERT_FALSE(g.FatalLoadError);
-  EXPECT_EQ(rs->track.TrackName, "Kestrel Speedbowl");
-  EXPECT_EQ(rs->CarCount, 6);
+  EXPECT_EQ(std::tuple(rs->track.TrackName, rs->CarCount), std::tuple("Kestrel Speedbowl", 6));
   engine.StartRace();
   for (int turn = 0; turn < 3; ++turn) engine.NextTurn();
   ASSERT_EQ(engine.WaitingFor(), Waiting::RaceControl);
@@ -151,8 +155,7 @@ TEST_F(SeasonCommandsTest, APausedRaceIsKeptAndScoresOnceWhenFinished) {
   EXPECT_TRUE(season.ShowSeasonAfterRace);
   EXPECT_EQ(finished, 1) << "the pause ends the race on the track";
   SeasonFileData s = Read();
-  EXPECT_TRUE(s.RaceStored);
-  EXPECT_EQ(s.NextRace, 1);
+  EXPECT_EQ(std::tuple(s.RaceStored, s.NextRace), std::tuple(true, 1));
   EXPECT_FALSE(std::filesystem::exists(data_ + "/Season/CupRace1.res")) << "a pause is no result";
   EXPECT_EQ(g[Cmd::mnuSeasonNextRace].Caption, "Resume Race");
 
@@ -163,30 +166,18 @@ TEST_F(SeasonCommandsTest, APausedRaceIsKeptAndScoresOnceWhenFinished) {
   ASSERT_EQ(engine.WaitingFor(), Waiting::RaceOver);
   season.RaceFinished();  // a second call, as a window might make, changes nothing
   s = Read();
-  EXPECT_FALSE(s.RaceStored);
-  EXPECT_EQ(s.NextRace, 2);
-  EXPECT_EQ(s.Results[1].Finish[1], rs->FinishOrder[1]);
+  EXPECT_EQ(std::tuple(s.RaceStored, s.NextRace, s.Results[1].Finish[1]), std::tuple(false, 2, rs->FinishOrder[1]));
   EXPECT_TRUE(std::filesystem::exists(data_ + "/Season/CupRace1.res"));
-  EXPECT_EQ(g[Cmd::mnuSeasonNextRace].Caption, "Next Race");
-  EXPECT_TRUE(g[Cmd::mnuSeasonNextRace].Enabled);
+  EXPECT_EQ(std::tuple(g[Cmd::mnuSeasonNextRace].Caption, g[Cmd::mnuSeasonNextRace].Enabled),
+            std::tuple("Next Race", true));
 }
 
 // A pause asked for in the middle of a race turn is refused with a reason: only a turn's start can
 // be saved, and nothing about the race changes.
 TEST_F(SeasonCommandsTest, APauseMidTurnIsRefused) {
   NewSeason();
-  auto rs = std::make_unique<RaceState>();
-  GameSession g;
-  g.CarsFolder = JoinPath(data_, "Cars");
-  g.TracksFolder = JoinPath(data_, "Tracks");
-  g.SeasonFile = Sea();
-  Random rng(3);
-  ScriptedConsole console({}, false);
-  HighlightList log(*rs);
-  RaceEngine engine(*rs, rng, console, log);
-  UseAIDrivers(engine);
-  SeasonCommands season(g, *rs, console, {.LoadTrack = [&] { return !LoadTrack(rs->track, g.PendingTrackFile); }});
-  rs->GameMode = kModeSeason;
+  Desk d(data_, Sea(), 3, {});
+  auto& [rs, g, rng, console, log, engine, files, hooks, season] = d;
   season.mnuSeasonNextRace();
   rs->CarIsAI[1] = false;  // a person drives car 1
   engine.StartRace();
@@ -196,9 +187,8 @@ TEST_F(SeasonCommandsTest, APauseMidTurnIsRefused) {
   const Waiting before = engine.WaitingFor();
   EXPECT_FALSE(engine.EndRaceRC());
   ASSERT_FALSE(console.Messages().empty());
-  EXPECT_EQ(console.Messages().back(), kPauseBetweenTurnsText);
-  EXPECT_EQ(engine.WaitingFor(), before);
-  EXPECT_TRUE(rs->RaceRunning);
+  EXPECT_EQ(std::tuple(console.Messages().back(), engine.WaitingFor(), rs->RaceRunning),
+            std::tuple(kPauseBetweenTurnsText, before, true));
 }
 
 }  // namespace

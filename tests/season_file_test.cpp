@@ -21,16 +21,10 @@ constexpr std::string_view kCars = "/game/Cars/";
 // Two races, three drivers of forty lines, one race run, the tail set.
 std::unique_ptr<SeasonFileData> SmallSeason() {
   auto s = std::make_unique<SeasonFileData>();
-  s->Name = "Spring Cup";
-  s->Races = 2;
-  s->Drivers = 3;
-  s->NextRace = 2;
-  s->CarSetupPoints = 9;
-  s->WeatherEnabled = true;
-  s->WeatherCycle = 3;
+  std::tie(s->Name, s->Races, s->Drivers, s->NextRace, s->CarSetupPoints, s->WeatherEnabled, s->WeatherCycle) =
+      std::tuple("Spring Cup", 2, 3, 2, 9, true, 3);
   for (int place = 1; place <= 10; ++place) s->PointStructure[place] = 11 - place;
-  s->PointsPole = 1;
-  s->PointsLeadMost = 2;
+  std::tie(s->PointsPole, s->PointsLeadMost) = std::tuple(1, 2);
   s->Schedule[1] = {"Tracks\\Oval.trk", "12", "OVAL  ", true, 6, 6, 12 * 0.75, false, 5};
   s->Schedule[2] = {"/data/Tracks/Quarry.trk", "20", "QUARRY", true, 20, 0, 20 * 1.1, true, 7};
   const std::string names[] = {"Ann Lee", "Bo Diaz", "Cy Moss"};
@@ -44,15 +38,12 @@ std::unique_ptr<SeasonFileData> SmallSeason() {
   }
   s->Field[2].Car.Picture = "";
   s->Field[3].WetTires = true;
-  s->Results[1].Finish = {0, 2, 3, 1};
-  s->Results[1].LapsLed = {0, 7, 0, 5};
-  s->Results[1].PoleCar = 3;
-  s->Results[1].FastLapCar = 2;
-  s->Results[1].MostLaps = 7;
+  SeasonResult& r = s->Results[1];
+  std::tie(r.Finish, r.LapsLed) = std::tuple(decltype(r.Finish){0, 2, 3, 1}, decltype(r.LapsLed){0, 7, 0, 5});
+  std::tie(r.PoleCar, r.FastLapCar, r.MostLaps) = std::tuple(3, 2, 7);
   EXPECT_EQ(LoadResultTables(s->Tables, std::string(VELOMARK_DATA) + "/Default.rst"), std::nullopt);
-  s->QualifyingMethod = "Single Lap";
-  s->OptAccelFromCurveExit = true;
-  s->OptNoLaneChangeInCurves = true;
+  std::tie(s->QualifyingMethod, s->OptAccelFromCurveExit, s->OptNoLaneChangeInCurves) =
+      std::tuple("Single Lap", true, true);
   return s;
 }
 
@@ -222,8 +213,7 @@ TEST(SeasonFile, ApplySeasonSetsTheFieldAndTheRaceOfTheSchedule) {
 // still names car 1, but the finish order decides it.
 std::unique_ptr<RaceState> SmallRace() {
   auto rs = std::make_unique<RaceState>();
-  rs->CarCount = 3;
-  rs->RaceLaps = 5;
+  std::tie(rs->CarCount, rs->RaceLaps) = std::tuple(3, 5);
   rs->LapOrder[0] = {0, 2, 1, 3};
   const int leaders[] = {0, 1, 1, 3, 3, 1};
   for (int lap = 1; lap <= 5; ++lap) rs->LapOrder[lap][1] = leaders[lap];
@@ -272,9 +262,7 @@ TEST(SeasonFile, RaceResultsRoundTripByteForByte) {
   TempDir dir;
   auto rs = SmallRace();
   ApplySeason(*SmallSeason(), *rs, 1);
-  rs->track.TrackName = "Oval";
-  rs->track.TrackDistanceMiles = 0.75;
-  rs->CarsOut = 1;
+  std::tie(rs->track.TrackName, rs->track.TrackDistanceMiles, rs->CarsOut) = std::tuple("Oval", 0.75, 1);
   rs->CarWetTires[2] = true;
   rs->CarRaceClock[1] = 123.456;
   rs->LapGap[4][2] = -1.5;

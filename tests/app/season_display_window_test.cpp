@@ -16,48 +16,17 @@
 #include <vector>
 
 #include "tests/app/app_fixture.h"
+#include "tests/season_test_support.h"
 
 namespace vm {
 namespace {
 
 using testing_support::Child;
 
-// Three drivers, three races, two run. Places score 10, 6, 4; pole 1, a lap led 1, fast lap 1,
-// most laps 2. Race 1: 1 2 3, laps led by place 5 0 0, pole car 1, fast lap car 2: car 1 10+1+2+1
-// = 14, car 2 6+1 = 7, car 3 4. Race 2: 3 1 2, laps led by place 2 3 0, pole car 3, fast lap car
-// 3: read by number car 3 has 0, car 1 has 2, car 2 has 3 (most): car 3 10+1+1 = 12, car 1 6+1 =
-// 7, car 2 4+2+1 = 7. Totals 21, 14, 16.
+// The hand-worked season with race 3 still to run unless told otherwise.
 std::unique_ptr<SeasonFileData> Season(int nextRace = 3) {
-  auto s = std::make_unique<SeasonFileData>();
-  s->Name = "Autumn Series";
-  s->Races = 3;
-  s->Drivers = 3;
+  auto s = testing_support::ThreeRaceSeason();
   s->NextRace = nextRace;
-  s->PointStructure[1] = 10;
-  s->PointStructure[2] = 6;
-  s->PointStructure[3] = 4;
-  s->PointsPole = 1;
-  s->PointsLeadLap = 1;
-  s->PointsFastLap = 1;
-  s->PointsLeadMost = 2;
-  const char* names[] = {"Ada Lind", "Bo Krantz", "Cy Moreau"};
-  for (int d = 1; d <= 3; ++d) {
-    s->Field[d].Car.DriverName = names[d - 1];
-    s->Field[d].Car.Team = d == 2 ? "Blues" : "Reds";
-    s->Field[d].Car.IsAI = d != 1;
-  }
-  const std::string tracks = std::string(VELOMARK_DATA) + "/Tracks/";
-  s->Schedule[1] = {tracks + "Kestrel.trk", "10", "KSTRL ", false, 10, 10, 48.0, false, 5};
-  s->Schedule[2] = {tracks + "Porto.trk", "12", "PVELA ", true, 5, 3, 47.1, false, 4};
-  s->Schedule[3] = {tracks + "Tarnock.trk", "6", "TARNK ", true, 6, 0, 42.9, true, 5};
-  s->Results[1].Finish = {0, 1, 2, 3};
-  s->Results[1].LapsLed = {0, 5, 0, 0};
-  s->Results[1].PoleCar = 1;
-  s->Results[1].FastLapCar = 2;
-  s->Results[2].Finish = {0, 3, 1, 2};
-  s->Results[2].LapsLed = {0, 2, 3, 0};
-  s->Results[2].PoleCar = 3;
-  s->Results[2].FastLapCar = 3;
   return s;
 }
 
@@ -79,15 +48,15 @@ TEST(SeasonDisplayWindowTest, TheDriverGridMarksComputerCarsInWordsAndGrey) {
   const auto season = Season();
   const std::unique_ptr<QDialog> dialog = MakeSeasonDisplayWindow(*season, "", false, nullptr);
   EXPECT_EQ(dialog->objectName(), "frmSeasonDisplay");
-  EXPECT_EQ(Child<QLabel>(*dialog, "lblSeasonName")->text(), "Season: Autumn Series (2 of 3 races complete)");
+  EXPECT_EQ(Child<QLabel>(*dialog, "lblSeasonName")->text(), "Season: Test Cup (2 of 3 races complete)");
   QTableWidget* grid = Grid(*dialog);
   ASSERT_NE(grid, nullptr);
   EXPECT_EQ(grid->objectName(), "fgDriverStandings");
-  EXPECT_EQ(Headings(*grid), (std::vector<std::string>{"Driver", "Team", "Total", " KSTRL ", " PVELA "}));
-  ASSERT_EQ(grid->rowCount(), 3);
-  EXPECT_EQ(Row(*grid, 0), (std::vector<std::string>{"Ada Lind", "Reds", "21", "1(14)", "2(7)"}));
-  EXPECT_EQ(Row(*grid, 1), (std::vector<std::string>{"Cy Moreau (AI)", "Reds", "16", "3(4)", "1(12)"}));
-  EXPECT_EQ(Row(*grid, 2), (std::vector<std::string>{"Bo Krantz (AI)", "Blues", "14", "2(7)", "3(7)"}));
+  EXPECT_EQ(Headings(*grid), (std::vector<std::string>{"Driver", "Team", "Total", " KSTRL ", " BRANN "}));
+  ASSERT_EQ(grid->rowCount(), 5);
+  EXPECT_EQ(Row(*grid, 0), (std::vector<std::string>{"Ada Lind", "Reds", "104", "1(60)", "2(44)"}));
+  EXPECT_EQ(Row(*grid, 1), (std::vector<std::string>{"Cy Moreau (AI)", " ", "76", "3(24)", "1(52)"}));
+  EXPECT_EQ(Row(*grid, 3), (std::vector<std::string>{"Ed Varga", "blues", "20", "5", "3(20)"}));
   EXPECT_EQ(grid->item(1, 3)->background().color(), QColor(192, 192, 192));
   EXPECT_NE(grid->item(0, 3)->background().color(), QColor(192, 192, 192));
   EXPECT_EQ(grid->editTriggers(), QAbstractItemView::NoEditTriggers);
@@ -102,17 +71,17 @@ TEST(SeasonDisplayWindowTest, TheTypeListSwitchesGrids) {
   QTableWidget* grid = Grid(*dialog);
 
   type->setCurrentIndex(type->findText("Team"));
-  EXPECT_EQ(Headings(*grid), (std::vector<std::string>{"Team", "Total", " KSTRL ", " PVELA "}));
-  ASSERT_EQ(grid->rowCount(), 2);
-  EXPECT_EQ(Row(*grid, 0), (std::vector<std::string>{"Reds", "37", "18", "19"}));
-  EXPECT_EQ(Row(*grid, 1), (std::vector<std::string>{"Blues", "14", "7", "7"}));
+  EXPECT_EQ(Headings(*grid), (std::vector<std::string>{"Team", "Total", " KSTRL ", " BRANN "}));
+  ASSERT_EQ(grid->rowCount(), 4);
+  EXPECT_EQ(Row(*grid, 0), (std::vector<std::string>{"Reds", "115", "70", "45"}));
+  EXPECT_EQ(Row(*grid, 3), (std::vector<std::string>{"blues", "20", "- ", "20"}));
 
   type->setCurrentIndex(type->findText("Schedule"));
   EXPECT_EQ(grid->objectName(), "fgSeason");
   ASSERT_EQ(grid->rowCount(), 3);
   EXPECT_EQ(Row(*grid, 0),
             (std::vector<std::string>{"1", "Kestrel Speedbowl", "KSTRL ", "10", "48.0", "Closed", "Closed", "Closed"}));
-  EXPECT_EQ(Row(*grid, 1)[1], "Porto Vela Street Circuit");
+  EXPECT_EQ(Row(*grid, 2)[1], "Porto Vela Street Circuit");
 
   type->setCurrentIndex(type->findText("Profiles"));
   EXPECT_EQ(grid->objectName(), "fgDrivers");
